@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+#include "OrvikCore/Format/InstanceDescriptor.h"
+#include "Platform/HTTP/URL.h"
+#include "Platform/JSON/Codable.h"
+#include "Platform/UUID.h"
+
+namespace orvik {
+
+/// A server to back up, as a person or an administrator entered it. A plain value; holds no secret.
+struct InstanceConfig {
+  platform::UUID id;
+  std::string name;  ///< for display
+  std::string url;   ///< as entered
+  std::string clientID;
+  std::optional<std::string> fileShareMountPath;  ///< local mount of a file share
+
+  /// The server's URL: white space around it and slashes behind it are dropped, and "https://" is put in
+  /// front unless the text begins with "http" in any case. Nothing when that is no URL with a host.
+  static std::optional<platform::URL> normalizedURL(std::string_view url);
+  std::optional<platform::URL> normalizedURL() const { return normalizedURL(url); }
+
+  /// Who backups of this instance say they are of. A URL that can't be normalized stays as it was entered.
+  InstanceDescriptor descriptor() const;
+
+  static constexpr auto fields() {
+    using platform::json::field;
+    return std::tuple{field("id", &InstanceConfig::id), field("name", &InstanceConfig::name),
+                      field("url", &InstanceConfig::url), field("clientID", &InstanceConfig::clientID),
+                      field("fileShareMountPath", &InstanceConfig::fileShareMountPath)};
+  }
+  bool operator==(const InstanceConfig&) const = default;
+};
+
+}  // namespace orvik

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <span>
+#include <stop_token>
+#include <vector>
+
+#include "OrvikCore/Engine/BackupEvent.h"
+#include "OrvikCore/Engine/BackupJob.h"
+#include "OrvikCore/Engine/ResumePlan.h"
+#include "OrvikCore/Format/BackupManifest.h"
+#include "OrvikCore/Jamf/PauseGate.h"
+#include "OrvikCore/Jamf/SectionCatalog.h"
+
+namespace orvik {
+
+/// Drives one whole backup of one server: takes the lock, decides on parent and resume, reads all sections in
+/// a fixed order, and turns a hidden partial folder into a published backup with one rename.
+///
+/// The server is read with GET alone. The order of writes: objects, journal lines, a section's index,
+/// summaries and state, at the end the manifest, a flush of the file system, the rename. Whatever stops a
+/// run, the partial folder stays and a later run takes it up; the lock is released in every case that the
+/// process survives.
+class BackupEngine {
+ public:
+  explicit BackupEngine(BackupJob job);
+
+  /// Blocks until the backup is published. One run at a time.
+  ///
+  /// Throws `BackupEngineError` (cannotConnect; locked, also when another writer took the lock over
+  /// meanwhile), `BackupEncryptionError` for a sealed instance, `platform::files::FileError` for what could
+  /// not be written, and `platform::CancellationError` on a stop.
+  BackupManifest run(ResumeInterrupted resumeInterrupted, const OnBackupEvent& onEvent,
+                     const std::stop_token& stop = {});
+
+  /// Holds new requests; those in flight run to their end. A paused run keeps its lock alive. Any thread may
+  /// call.
+  void pause() { gate_.pause(); }
+  void resume() { gate_.resume(); }
+
+  /// Files last, devices before them, all else first, each in catalog order.
+  static std::vector<SectionDefinition> runOrder(std::span<const SectionDefinition> sections);
+
+ private:
+  BackupJob job_;
+  PauseGate gate_;
+};
+
+}  // namespace orvik

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "OrvikCore/Engine/BackupEvent.h"
+#include "OrvikCore/Engine/BackupJob.h"
+#include "OrvikCore/Engine/ResumePlan.h"
+#include "OrvikCore/Engine/RunContext.h"
+#include "OrvikCore/Format/BackupManifest.h"
+#include "OrvikCore/Jamf/PauseGate.h"
+#include "OrvikCore/Jamf/RequestLimiter.h"
+#include "OrvikCore/Jamf/RequestPipeline.h"
+#include "OrvikCore/Store/AuditLog.h"
+#include "OrvikCore/Store/BackupJournal.h"
+#include "OrvikCore/Store/BackupLock.h"
+#include "OrvikCore/Store/BackupRepository.h"
+
+namespace orvik {
+
+/// One run below a lock that is held: from its working folder to the published backup. Made for one
+/// `execute`.
+class BackupRun {
+ public:
+  /// Makes the working folder and its state, and looks at what an interrupted run left. Throws
+  /// `platform::files::FileError` and `platform::CancellationError`.
+  BackupRun(const BackupJob& job, const BackupRepository& repository, BackupLock::Holder& lock,
+            const PauseGate& gate, ResumePlan plan, std::optional<std::string> parentID, platform::Date now,
+            const OnBackupEvent& onEvent, const std::stop_token& stop);
+
+  /// See `BackupEngine::run` for what it throws. The state file knows the requests made, however it ends.
+  BackupManifest execute(const std::stop_token& stop);
+
+ private:
+  BackupManifest readAndPublish(const std::stop_token& stop);
+  void checkConnection(const std::stop_token& stop);
+  void readPrivileges(const std::stop_token& stop);
+  void announce();
+  SectionSummary readSection(const SectionDefinition& section, const std::stop_token& stop);
+  void saveProgress();
+  std::vector<SectionSummary> summariesToKeep() const;
+  void requireOwnLock() const;
+  void requireIndexes() const;
+  BackupManifest makeManifest() const;
+  void writeManifest(const BackupManifest& manifest);
+  void publish();
+
+  void recordLocal(std::string method, std::string target, std::optional<std::string> detail = std::nullopt);
+  int requests() const { return requestsBefore_ + pipeline_.requestCount(); }
+
+  // Constant after construction.
+  const BackupRepository& repository_;
+  const ResumePlan plan_;
+  const OnBackupEvent onEvent_;
+  const std::filesystem::path partial_;
+  const std::vector<SectionDefinition> order_;
+  int requestsBefore_ = 0;  ///< of earlier attempts
+
+  BackupLock::Holder& lock_;
+  PartialBackupState state_;
+  AuditLog audit_;
+  RequestLimiter limiter_;
+  RequestPipeline pipeline_;
+  BackupJournal journal_;
+  tuv::Locked<std::int64_t> bytes_{0};
+  RunContext context_;
+  std::map<std::string, SectionSummary> earlier_;  ///< summaries of an earlier attempt
+  std::vector<SectionSummary> summaries_;          ///< so far, in run order
+  std::optional<std::string> jamfProVersion_;
+  std::optional<std::vector<std::string>> privileges_;
+};
+
+}  // namespace orvik

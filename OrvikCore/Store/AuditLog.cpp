@@ -1,0 +1,62 @@
+#include "OrvikCore/Store/AuditLog.h"
+
+#include "OrvikCore/Format/BackupFormat.h"
+#include "Platform/Files/Files.h"
+#include "Platform/HTTP/URL.h"
+
+namespace orvik {
+
+AuditLog::AuditLog(const std::optional<std::filesystem::path>& directory) {
+  if (directory)
+    state_.withLock([&](State& state) { state.file.emplace(*directory / BackupFormat::auditFile); });
+}
+
+namespace {
+
+std::optional<platform::Bytes> encodeLine(const AuditEntry& entry) noexcept try {
+  return BackupFormat::makeLineEncoder().encode(entry);
+} catch (...) {
+  return std::nullopt;
+}
+
+}  // namespace
+
+void AuditLog::record(const AuditEntry& entry) noexcept try {
+  const auto line = encodeLine(entry);
+  const auto key = std::string(platform::json::textOf(entry.kind)) + "." + entry.outcome;
+  state_.withLock([&](State& state) {
+    ++state.counts[key];
+    if (state.file && line) state.file->append(*line);
+  });
+} catch (...) {
+  // The trail never stops a backup; a full disk shows as missing lines.
+}
+
+std::map<std::string, int> AuditLog::tally() const {
+  return state_.withLock([](const State& state) { return state.counts; });
+}
+
+void AuditLog::close() noexcept {
+  state_.withLock([](State& state) {
+    if (state.file) state.file->close();
+  });
+}
+
+std::string AuditLog::redact(std::string_view url) {
+  const auto parsed = platform::URL::parse(url);
+  if (!parsed) return "?";
+  return (parsed->host.empty() ? "?" : parsed->host) + parsed->path;
+}
+
+std::vector<AuditEntry> AuditLog::read(const std::filesystem::path& directory) {
+  std::vector<AuditEntry> entries;
+  const auto content =
+      platform::files::tryRead(directory / BackupFormat::auditFile, BackupFormat::indexLimit);
+  if (!content) return entries;
+  const auto decoder = BackupFormat::makeDecoder();
+  for (const auto line : LineFile::lines(*content))
+    if (auto entry = decoder.tryDecode<AuditEntry>(line)) entries.push_back(std::move(*entry));
+  return entries;
+}
+
+}  // namespace orvik

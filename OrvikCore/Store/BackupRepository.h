@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "OrvikCore/Format/BackupManifest.h"
+#include "OrvikCore/Format/InstanceDescriptor.h"
+#include "OrvikCore/Format/SectionIndex.h"
+#include "OrvikCore/Security/BackupCipher.h"
+#include "OrvikCore/Store/ObjectStore.h"
+
+namespace orvik {
+
+/// The view of one instance folder as a set of backups: which exist, which are complete, which were
+/// interrupted.
+///
+/// A plain value that holds no open handle; any thread may call. What can't be read or decoded doesn't exist:
+/// reading operations answer nothing or an empty list. Reading needs no lock, since a backup is seen only
+/// once its folder is published with its manifest in place. Names in the folder that begin with "." are
+/// invisible.
+struct BackupRepository {
+  using Path = std::filesystem::path;
+
+  Path instanceDirectory;
+
+  explicit BackupRepository(Path directory) : instanceDirectory(std::move(directory)) {}
+  BackupRepository(const Path& root, std::string_view slug) : instanceDirectory(root / slug) {}
+
+  /// The instances that have a folder below `root`, by name in the user's sorting. An instance's own folder
+  /// may begin with ".".
+  static std::vector<InstanceDescriptor> discoverInstances(const Path& root);
+
+  std::optional<InstanceDescriptor> descriptor() const;
+  /// Throws `platform::files::FileError`.
+  void writeDescriptor(const InstanceDescriptor& instance) const;
+
+  Path backupsDirectory() const;
+  /// The folder of a published backup and of an unfinished run. Requires: `isBackupName(id)`.
+  Path backupDirectory(std::string_view id) const;
+  Path partialDirectory(std::string_view id) const;
+
+  /// Whether `id` can name a backup: not empty, no path, no leading ".", no ending ".partial".
+  static bool isBackupName(std::string_view id) noexcept;
+
+  /// A store of this folder without overlay and cipher.
+  ObjectStore store() const;
+  /// The cipher that is unlocked for this folder, if any.
+  std::shared_ptr<const BackupCipher> cipher() const;
+  /// True when the instance is sealed and no key is available. Nothing to do with the lock file.
+  bool isLocked() const;
+
+  /// A manifest by the name of its folder, whatever ID it states itself.
+  std::optional<BackupManifest> manifest(std::string_view id) const;
+
+  /// A finished backup: the name of its folder, where its files are read, and its manifest.
+  struct Backup {
+    std::string id;
+    BackupManifest manifest;
+  };
+
+  /// All finished backups, newest first: folders with a manifest that decodes.
+  std::vector<Backup> completeBackups() const;
+  std::optional<Backup> latestComplete() const;
+  /// The IDs of unfinished runs, ascending.
+  std::vector<std::string> partialBackupIDs() const;
+
+  std::optional<SectionIndex> index(std::string_view backupID, std::string_view section) const;
+
+  /// Writes an index, sealed when there is a cipher. Throws `FileError` or the cipher's error.
+  static void writeIndex(const SectionIndex& index, const Path& path, const BackupCipher* cipher);
+  /// The index of a section below a backup's or a run's folder; `cipher` is needed only when it is sealed.
+  static std::optional<SectionIndex> loadIndex(const Path& folder, std::string_view section,
+                                               const BackupCipher* cipher);
+
+  /// The allocated size of the whole folder in bytes.
+  std::int64_t diskUsage() const noexcept;
+
+ private:
+  /// Ascending as bytes.
+  std::vector<std::string> backupFolderNames() const;
+};
+
+}  // namespace orvik

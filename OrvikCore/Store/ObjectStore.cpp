@@ -1,0 +1,138 @@
+#include "OrvikCore/Store/ObjectStore.h"
+
+#include <cerrno>
+
+#include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Files/Files.h"
+#include "Platform/Hex.h"
+#include "Platform/JSON/Canonical.h"
+
+namespace orvik {
+
+namespace files = platform::files;
+
+std::optional<platform::Bytes> ObjectStore::canonicalJSON(const Bytes& data) {
+  return platform::json::canonical(data);
+}
+
+std::string ObjectStore::sha256(std::string_view data) { return platform::sha256Hex(data); }
+
+std::string ObjectStore::put(const Bytes& data) const {
+  const auto canonical = canonicalJSON(data);
+  const Bytes& plain = canonical ? *canonical : data;
+  std::string name = cipher ? cipher->name(plain) : sha256(plain);
+
+  const bool maybeEmpty = plain.empty() && !cipher;
+  if (maybeEmpty ? has(name, IncludingOverlay::yes) : hasContent(name, IncludingOverlay::yes)) return name;
+
+  const Path target = overlay.value_or(instanceDirectory) / BackupFormat::objectPath(name);
+  const Bytes sealed = cipher ? cipher->seal(plain) : Bytes();
+  const Bytes& stored = cipher ? sealed : plain;
+  if (stored.size() > BackupFormat::objectLimit) files::throwFileError("write", target, EFBIG);
+  atomicWrite(stored, target);
+  return name;
+}
+
+bool ObjectStore::has(std::string_view hash, IncludingOverlay includingOverlay) const noexcept try {
+  if (!platform::isLowerHex64(hash)) return false;
+  if (includingOverlay == IncludingOverlay::yes && overlay &&
+      files::isFile(*overlay / BackupFormat::objectPath(hash)))
+    return true;
+  return files::isFile(objectURL(hash)) || (packs && packs->contains(hash, packsDirectory()));
+} catch (...) {
+  return false;
+}
+
+bool ObjectStore::hasContent(std::string_view hash, IncludingOverlay includingOverlay) const noexcept try {
+  if (!platform::isLowerHex64(hash)) return false;
+  const auto path = BackupFormat::objectPath(hash);
+  if (includingOverlay == IncludingOverlay::yes && overlay)
+    if (const auto size = files::size(*overlay / path)) return *size > 0;
+  if (const auto size = files::size(instanceDirectory / path)) return *size > 0;
+  return packs && packs->contains(hash, packsDirectory());
+} catch (...) {
+  return false;
+}
+
+platform::Bytes ObjectStore::stored(std::string_view hash) const {
+  Bytes bytes;
+  readStored(hash, bytes);
+  return bytes;
+}
+
+void ObjectStore::readStored(std::string_view hash, Bytes& buffer) const {
+  if (!platform::isLowerHex64(hash))
+    files::throwFileError("read the object", instanceDirectory / BackupFormat::storeFolder, ENOENT);
+  if (overlay) {
+    if (auto bytes = files::tryRead(*overlay / BackupFormat::objectPath(hash), BackupFormat::objectLimit)) {
+      buffer = std::move(*bytes);
+      return;
+    }
+  }
+  try {
+    files::read(objectURL(hash), buffer, BackupFormat::objectLimit);
+  } catch (const files::FileError&) {
+    auto packed = packs ? packs->data(hash, packsDirectory()) : std::nullopt;
+    if (!packed) throw;
+    buffer = std::move(*packed);
+  }
+}
+
+std::shared_ptr<const BackupCipher> ObjectStore::anyCipher() const noexcept {
+  return cipher ? cipher : BackupEncryption::cipherFor(instanceDirectory);
+}
+
+platform::Bytes ObjectStore::object(std::string_view hash) const {
+  Bytes bytes = stored(hash);
+  if (!BackupCipher::isSealed(bytes)) return bytes;
+  if (const auto opener = anyCipher()) return opener->open(bytes);
+
+  std::vector<std::string> keyIDs;
+  if (const auto info = BackupEncryption::info(instanceDirectory))
+    for (const auto& key : info->keys) keyIDs.push_back(key.keyID);
+  throw BackupEncryptionError::locked(std::move(keyIDs));
+}
+
+bool ObjectStore::isIntact(std::string_view hash, std::string_view stored) const noexcept try {
+  if (!BackupCipher::isSealed(stored)) return sha256(stored) == hash;
+  const auto opener = anyCipher();
+  return opener && opener->name(opener->open(stored)) == hash;
+} catch (...) {
+  return false;
+}
+
+ObjectStore::Path ObjectStore::objectURL(std::string_view hash) const {
+  return instanceDirectory / BackupFormat::objectPath(hash);
+}
+
+ObjectStore::Path ObjectStore::fileURL(std::string_view sha256) const {
+  return instanceDirectory / BackupFormat::filePath(sha256);
+}
+
+ObjectStore::Path ObjectStore::packsDirectory() const {
+  return instanceDirectory / BackupFormat::storeFolder / BackupFormat::packsFolder;
+}
+
+ObjectStore::Path ObjectStore::downloadsDirectory() const {
+  return overlay.value_or(instanceDirectory) / BackupFormat::storeFolder / BackupFormat::downloadsFolder;
+}
+
+bool ObjectStore::hasFile(std::string_view sha256) const noexcept try {
+  return platform::isLowerHex64(sha256) && files::isFile(fileURL(sha256));
+} catch (...) {
+  return false;
+}
+
+void ObjectStore::adoptFile(const Path& source, std::string_view sha256) const {
+  if (!platform::isLowerHex64(sha256)) files::throwFileError("store the file", source, EINVAL);
+  if (hasFile(sha256)) return files::remove(source);
+  const Path target = fileURL(sha256);
+  files::createDirectories(target.parent_path());
+  files::rename(source, target);
+}
+
+void ObjectStore::atomicWrite(std::string_view data, const Path& path) { files::atomicWrite(data, path); }
+
+}  // namespace orvik

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Platform/Bytes.h"
+
+namespace platform {
+
+/// The digests of this system (FIPS 180-4; RFC 1321 for MD5, which only compares with what servers publish).
+enum class DigestAlgorithm { sha256, sha512, md5 };
+
+/// One streaming digest. Not for more than one thread.
+class Digest {
+ public:
+  explicit Digest(DigestAlgorithm algorithm);
+  ~Digest();
+  Digest(Digest&&) noexcept;
+  Digest& operator=(Digest&&) noexcept;
+
+  void update(std::string_view bytes);
+  /// The raw digest; the object starts afresh afterwards.
+  Bytes finish();
+
+ private:
+  struct Context;
+  std::unique_ptr<Context> context_;
+};
+
+/// The raw digest of bytes in memory.
+Bytes digest(DigestAlgorithm algorithm, std::string_view bytes);
+
+/// Lower-case hexadecimal SHA-256 of bytes in memory. Reuses one context per thread.
+std::string sha256Hex(std::string_view bytes);
+
+/// Fills `count` bytes from the system's random source. Throws `Error`.
+Bytes randomBytes(std::size_t count);
+
+}  // namespace platform

@@ -1,0 +1,93 @@
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Platform/Files/Descriptor.h"
+#include "Platform/Files/FaultSeam.h"
+#include "Platform/Files/Files.h"
+#include "Platform/UUID.h"
+
+namespace platform::files {
+
+namespace {
+
+constexpr mode_t fileMode = 0644;
+
+Path temporarySibling(const Path& path) {
+  const std::string& text = path.native();
+  const auto slash = text.rfind('/');
+  const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
+  const std::string_view name = std::string_view(text).substr(start);
+  if (name.empty() || name == "." || name == "..") throwFileError("write", path, EISDIR);
+  return fmt::format("{}.{}.{}.tmp", std::string_view(text).substr(0, start), name, UUID::random().text());
+}
+
+int openNew(const Path& path, Descriptor& file) {
+  if (const int code = passFaultSeam()) return code;
+  file = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
+  return file.isOpen() ? 0 : errno;
+}
+
+int renamePlain(const Path& from, const Path& to) {
+  if (const int code = passFaultSeam()) return code;
+  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+// Whether a refused rename means that another writer's file stands there. "Exists" says so; the others are
+// what network file systems answer while somebody has the target open, and count only when nothing is lost.
+bool wasWrittenByAnother(int code, std::string_view data, const Path& path) {
+  switch (code) {
+    case EEXIST:
+      return isFile(path);
+    case EACCES:
+    case EPERM:
+    case EBUSY:
+    case ETXTBSY:
+      return tryRead(path, data.size()) == data;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+void atomicWrite(std::string_view data, const Path& path) {
+  const Path temporary = temporarySibling(path);
+  Descriptor file;
+  int code = openNew(temporary, file);
+  if (code == ENOENT && path.has_parent_path()) {  // asked for only here: most folders exist
+    createDirectories(path.parent_path());
+    code = openNew(temporary, file);
+  }
+  if (code != 0) throwFileError("write", path, code);
+
+  code = writeFully(file.number(), data);
+  const int closed = file.close();
+  if (code == 0) code = closed;
+  bool done = false;
+  if (code == 0) {
+    code = renamePlain(temporary, path);
+    if (code == 0) return;
+    done = wasWrittenByAnother(code, data, path);
+  }
+  tryRemove(temporary);
+  if (!done) throwFileError("write", path, code);
+}
+
+void rename(const Path& from, const Path& to) {
+  if (const int code = renamePlain(from, to))
+    throwFileError(fmt::format("rename {} to", from.native()), to, code);
+}
+
+void renameWithoutReplacing(const Path& from, const Path& to) {
+  int code = passFaultSeam();
+  if (code == 0 && renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
+    code = errno;
+  if (code == EINVAL || code == ENOSYS) code = files::exists(to) ? EEXIST : renamePlain(from, to);
+  if (code != 0) throwFileError(fmt::format("rename {} to", from.native()), to, code);
+}
+
+}  // namespace platform::files

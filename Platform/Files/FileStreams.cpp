@@ -1,0 +1,103 @@
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Platform/Files/Descriptor.h"
+#include "Platform/Files/FaultSeam.h"
+#include "Platform/Files/Files.h"
+
+namespace platform::files {
+
+FileReader::FileReader(const Path& path) : path_(path) {
+  struct stat status;
+  descriptor_ = openForReading(path, status).release();
+  posix_fadvise(descriptor_, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
+FileReader::~FileReader() { ::close(descriptor_); }
+
+bool FileReader::read(Bytes& buffer, std::size_t capacity) {
+  buffer.resize(capacity);
+  const auto got = readFully(descriptor_, buffer.data(), capacity);
+  if (got < 0) throwFileError("read", path_, errno);
+  buffer.resize(static_cast<std::size_t>(got));
+  return got > 0;
+}
+
+AppendFile::AppendFile(const Path& path) : path_(path) {
+  int code = passFaultSeam();
+  Descriptor file;
+  if (code == 0) {
+    file =
+        Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
+    struct stat status;
+    if (!file.isOpen() || fstat(file.number(), &status) != 0)
+      code = errno;
+    else
+      requireRegular("open", path, status);
+  }
+  if (code != 0) throwFileError("open", path, code);
+  descriptor_ = file.release();
+}
+
+AppendFile::~AppendFile() { ::close(descriptor_); }
+
+void AppendFile::append(std::string_view bytes) {
+  if (const int code = writeFully(descriptor_, bytes)) throwFileError("write", path_, code);
+}
+
+std::int64_t AppendFile::size() const noexcept {
+  struct stat status;
+  return fstat(descriptor_, &status) == 0 ? status.st_size : 0;
+}
+
+bool AppendFile::endsWithLineFeed() const noexcept {
+  struct stat status;
+  if (fstat(descriptor_, &status) != 0) return false;
+  if (status.st_size == 0) return true;
+  char last = '\0';
+  return pread(descriptor_, &last, 1, status.st_size - 1) == 1 && last == '\n';
+}
+
+void AppendFile::sync() {
+  int code = passFaultSeam();
+  if (code == 0 && fdatasync(descriptor_) != 0) code = errno;
+  if (code != 0) throwFileError("flush", path_, code);
+}
+
+MappedFile::MappedFile(const Path& path) {
+  struct stat status;
+  const Descriptor file = openForReading(path, status);
+  size_ = static_cast<std::size_t>(status.st_size);
+  if (size_ == 0) return;  // the system refuses a mapping of no bytes
+  void* start = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file.number(), 0);
+  if (start == MAP_FAILED) throwFileError("map", path, errno);
+  data_ = static_cast<const char*>(start);
+}
+
+MappedFile::~MappedFile() {
+  if (data_ != nullptr) munmap(const_cast<char*>(data_), size_);
+}
+
+TempFolder::TempFolder(std::string_view prefix) {
+  std::error_code error;
+  Path base = std::filesystem::temp_directory_path(error);
+  if (error) base = "/tmp";
+  std::string name = (base / prefix).native() + "-XXXXXX";
+  int code = passFaultSeam();
+  if (code == 0 && mkdtemp(name.data()) == nullptr) code = errno;
+  if (code != 0) throwFileError("create a temporary folder in", base, code);
+  path_ = name;
+}
+
+TempFolder::~TempFolder() {
+  if (isKept_) return;
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace platform::files

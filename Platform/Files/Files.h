@@ -1,0 +1,209 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Bytes.h"
+#include "Platform/Error.h"
+
+/// Files and folders. Paths are used as they stand; links are followed unless an operation says otherwise.
+/// Every operation that changes the disk passes the fault seam (FaultSeam.h).
+namespace platform::files {
+
+using Path = std::filesystem::path;
+
+enum class FileErrorKind {
+  notFound,
+  exists,
+  notPermitted,
+  noSpace,
+  notADirectory,
+  isADirectory,
+  notEmpty,
+  other
+};
+
+/// A failed file operation. `description()` names the operation, the path and the system's reason, for
+/// example "Can't write /backups/x/instance.json: No space left on device".
+class FileError : public Error {
+ public:
+  FileError(FileErrorKind kind, int code, std::string description)
+      : Error(std::move(description)), kind_(kind), code_(code) {}
+  FileErrorKind kind() const noexcept { return kind_; }
+  /// The system's error number.
+  int code() const noexcept { return code_; }
+
+ private:
+  FileErrorKind kind_;
+  int code_;
+};
+
+/// The one place where a system error number becomes ours. `action` is a verb phrase, "write" or "create the
+/// folder"; control characters of the path are shown as "?", so that the sentence stays one line.
+[[noreturn]] void throwFileError(std::string_view action, const Path& path, int code);
+
+/// The whole content. Throws `FileError`; whatever is no regular file (a folder, a pipe, a device) is an
+/// error and never blocks. The result has room behind its end for the padding that the JSON reader wants.
+Bytes read(const Path& path);
+/// The same into a buffer that is used again and again, whose content is undefined after a failure. A file
+/// longer than `limit` bytes is an error, before memory is taken for it.
+void read(const Path& path, Bytes& buffer, std::uint64_t limit = UINT64_MAX);
+
+/// The content when `read` would give it and it is no longer than `limit` bytes, else nothing. The limit also
+/// bounds the memory that is taken, whatever size the file claims.
+std::optional<Bytes> tryRead(const Path& path, std::uint64_t limit = UINT64_MAX) noexcept;
+
+/// Whether the path exists and is a regular file (links followed). Never throws.
+bool isFile(const Path& path) noexcept;
+/// Whether the path exists and is a folder (links followed). Never throws.
+bool isDirectory(const Path& path) noexcept;
+/// Whether anything stands there, a dangling link included. Never throws.
+bool exists(const Path& path) noexcept;
+
+/// The size of a regular file in bytes, or nothing.
+std::optional<std::int64_t> size(const Path& path) noexcept;
+
+/// The names in a folder, in no order, without "." and "..". Throws `FileError`.
+std::vector<std::string> list(const Path& folder);
+/// The same without the names that begin with ".", ascending as bytes; an empty list when the folder can't be
+/// read.
+std::vector<std::string> visibleNames(const Path& folder) noexcept;
+
+/// Makes the folder with its parents. Throws `FileError`; a folder that exists, or that another thread or
+/// process makes meanwhile, is no error.
+void createDirectories(const Path& folder);
+
+/// Writes a whole file in one step: the data goes to a sibling named "." + name + "." + an upper-case UUID +
+/// ".tmp", which is then renamed over the target; missing folders are made. Readers see the old content or
+/// the new one, never a part. Where the file system refuses to replace a file that another writer put there
+/// meanwhile, that writer got there first and the call succeeds. No flush to stable storage. The mode is 0644
+/// less the umask. Throws `FileError`, also for a name so long (over 213 bytes) that the sibling's is not
+/// allowed; the temporary file is gone after a failure.
+void atomicWrite(std::string_view data, const Path& path);
+
+/// Renames; an existing file at `to` is replaced. Throws `FileError`.
+void rename(const Path& from, const Path& to);
+/// Renames and never replaces anything: fails with `exists` when `to` is there, be it an empty folder or a
+/// dangling link. Throws `FileError`. One step where the file system can do it; on those that can't (some
+/// network file systems) `to` is looked at first, so a file that appears in that moment may be replaced, a
+/// folder with content never.
+void renameWithoutReplacing(const Path& from, const Path& to);
+/// Deletes a file. Throws `FileError`, also when it is not there.
+void remove(const Path& path);
+/// Deletes a file or an empty folder; failures are ignored.
+void tryRemove(const Path& path) noexcept;
+/// Deletes a tree; links are deleted, not followed. A path that is not there is no error. Throws `FileError`;
+/// a part of the tree may be gone then. It passes the fault seam once, before anything is deleted.
+void removeTree(const Path& path);
+
+/// The allocated size, in bytes, of all regular files below a folder, hidden ones included, links not
+/// followed; what can't be looked at counts 0. Takes a handful of descriptors and no stack, however deep the
+/// tree is.
+std::int64_t allocatedSize(const Path& folder) noexcept;
+
+/// Flushes the file system that holds `path` to stable storage. Throws `FileError`.
+void syncFileSystem(const Path& path);
+
+/// Sequential reading of one file in pieces. Closed when it goes. Not for more than one thread.
+class FileReader {
+ public:
+  /// Throws `FileError`, also for what is no regular file.
+  explicit FileReader(const Path& path);
+  ~FileReader();
+  FileReader(const FileReader&) = delete;
+  FileReader& operator=(const FileReader&) = delete;
+
+  /// Reads `capacity` (at least 1) bytes into `buffer`, fewer only in the last piece (resized to what came);
+  /// false at the end. Throws `FileError`.
+  bool read(Bytes& buffer, std::size_t capacity);
+
+ private:
+  Path path_;
+  int descriptor_;
+};
+
+/// A folder held open, for reading many files below it: a name is looked up from there, not from the root.
+/// Any thread may call.
+class FolderReader {
+ public:
+  /// A folder that can't be opened reads nothing.
+  explicit FolderReader(const Path& folder) noexcept;
+  ~FolderReader();
+  FolderReader(const FolderReader&) = delete;
+  FolderReader& operator=(const FolderReader&) = delete;
+
+  /// Fills `buffer` with a regular file of at most `limit` bytes. False, with `buffer` in any state, for
+  /// whatever `read` would throw; ask that for the reason. `name` is relative to the folder.
+  bool tryRead(const std::string& name, Bytes& buffer, std::uint64_t limit = UINT64_MAX) const noexcept;
+
+ private:
+  int descriptor_;
+};
+
+/// A file that only grows. Made (mode 0644 less the umask) when it is missing; every `append` goes to the
+/// present end in one write. Closed, without a flush, when it goes. Not for more than one thread.
+class AppendFile {
+ public:
+  /// Throws `FileError`, also when the folder is missing or something else than a regular file stands there.
+  explicit AppendFile(const Path& path);
+  ~AppendFile();
+  AppendFile(const AppendFile&) = delete;
+  AppendFile& operator=(const AppendFile&) = delete;
+
+  /// Throws `FileError`. A failure may leave a part of `bytes` at the end.
+  void append(std::string_view bytes);
+  /// The file's present size; 0 when the system can't tell.
+  std::int64_t size() const noexcept;
+  /// Whether the file is empty or its last byte is a line feed; false when that can't be read.
+  bool endsWithLineFeed() const noexcept;
+  /// Flushes to stable storage. Throws `FileError`.
+  void sync();
+
+ private:
+  Path path_;
+  int descriptor_;
+};
+
+/// A read-only mapping of a whole file. Unmapped when it goes. Any number of threads may read it. Only for
+/// files that are replaced and never cut while they are mapped: touching a page that was cut off ends the
+/// process.
+class MappedFile {
+ public:
+  /// Throws `FileError`, also for what is no regular file.
+  explicit MappedFile(const Path& path);
+  ~MappedFile();
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+
+  std::string_view bytes() const noexcept { return {data_, size_}; }
+
+ private:
+  const char* data_ = nullptr;
+  std::size_t size_ = 0;
+};
+
+/// A fresh private folder (mode 0700) below the system's temporary folder, deleted with all its content when
+/// it goes; that deletion alone does not pass the fault seam.
+class TempFolder {
+ public:
+  /// Throws `FileError`.
+  explicit TempFolder(std::string_view prefix = "orvik");
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const Path& path() const noexcept { return path_; }
+  Path operator/(std::string_view name) const { return path_ / name; }
+  /// Leaves the folder and its content where they are when this goes.
+  void keep() noexcept { isKept_ = true; }
+
+ private:
+  Path path_;
+  bool isKept_ = false;
+};
+
+}  // namespace platform::files

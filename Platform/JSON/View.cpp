@@ -1,0 +1,154 @@
+#include "Platform/JSON/View.h"
+
+#include "Platform/JSON/Tape.h"
+#include "Platform/JSON/Writer.h"
+
+namespace platform::json {
+
+namespace {
+
+const detail::Tape& tapeOf(const void* document) { return *static_cast<const detail::Tape*>(document); }
+
+void write(Writer& writer, View view) {
+  switch (view.kind()) {
+    case Kind::null:
+      return writer.null();
+    case Kind::boolean:
+      return writer.boolean(*view.boolean());
+    case Kind::integer:
+      return writer.integer(*view.int64());
+    case Kind::unsignedInteger:
+      return writer.unsignedInteger(*view.uint64());
+    case Kind::number:
+      return writer.number(*view.number());
+    case Kind::string:
+      return writer.string(*view.string());
+    case Kind::array:
+      writer.beginArray();
+      for (const View element : view.elements()) write(writer, element);
+      return writer.endArray();
+    case Kind::object:
+      writer.beginObject();
+      for (const auto& [key, value] : view.members()) {
+        writer.key(key);
+        write(writer, value);
+      }
+      return writer.endObject();
+  }
+}
+
+}  // namespace
+
+Kind View::kind() const {
+  switch (tapeOf(document_).tag(index_)) {
+    case '{':
+      return Kind::object;
+    case '[':
+      return Kind::array;
+    case '"':
+      return Kind::string;
+    case 'l':
+      return Kind::integer;
+    case 'u':
+      return Kind::unsignedInteger;
+    case 'd':
+      return Kind::number;
+    case 't':
+    case 'f':
+      return Kind::boolean;
+    default:
+      return Kind::null;
+  }
+}
+
+std::optional<bool> View::boolean() const {
+  const char tag = tapeOf(document_).tag(index_);
+  if (tag != 't' && tag != 'f') return std::nullopt;
+  return tag == 't';
+}
+
+std::optional<std::int64_t> View::int64() const {
+  const auto& tape = tapeOf(document_);
+  if (tape.tag(index_) != 'l') return std::nullopt;
+  return tape.number<std::int64_t>(index_);
+}
+
+std::optional<std::uint64_t> View::uint64() const {
+  const auto& tape = tapeOf(document_);
+  if (tape.tag(index_) == 'u') return tape.number<std::uint64_t>(index_);
+  if (const auto value = int64(); value && *value >= 0) return static_cast<std::uint64_t>(*value);
+  return std::nullopt;
+}
+
+std::optional<double> View::number() const {
+  const auto& tape = tapeOf(document_);
+  switch (tape.tag(index_)) {
+    case 'l':
+      return static_cast<double>(tape.number<std::int64_t>(index_));
+    case 'u':
+      return static_cast<double>(tape.number<std::uint64_t>(index_));
+    case 'd':
+      return tape.number<double>(index_);
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<std::string_view> View::string() const {
+  const auto& tape = tapeOf(document_);
+  if (tape.tag(index_) != '"') return std::nullopt;
+  return tape.string(index_);
+}
+
+Elements View::elements() const {
+  const auto& tape = tapeOf(document_);
+  if (tape.tag(index_) != '[') return {document_, index_, index_};
+  return {document_, index_ + 1, tape.next(index_) - 1};
+}
+
+Members View::members() const {
+  const auto& tape = tapeOf(document_);
+  if (tape.tag(index_) != '{') return {document_, index_, index_};
+  return {document_, index_ + 1, tape.next(index_) - 1};
+}
+
+std::optional<View> View::operator[](std::string_view key) const {
+  std::optional<View> found;
+  for (const auto& [name, value] : members())
+    if (name == key) found = value;
+  return found;
+}
+
+Bytes View::serialized() const {
+  Writer writer(Rendering::compact);
+  write(writer, *this);
+  return writer.take();
+}
+
+Elements::Iterator& Elements::Iterator::operator++() {
+  index_ = tapeOf(document_).next(index_);
+  return *this;
+}
+
+std::size_t Elements::count() const {
+  std::size_t count = 0;
+  for (auto each = begin(); each != end(); ++each) ++count;
+  return count;
+}
+
+Member Members::Iterator::operator*() const {
+  return {tapeOf(document_).string(index_), View(document_, index_ + 1)};
+}
+
+Members::Iterator& Members::Iterator::operator++() {
+  index_ = tapeOf(document_).next(index_ + 1);
+  return *this;
+}
+
+std::size_t Members::count() const {
+  std::size_t count = 0;
+  for (auto each = begin(); each != end(); ++each) ++count;
+  return count;
+}
+
+}  // namespace platform::json

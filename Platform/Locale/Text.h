@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Date.h"
+
+/// Text as people read it, in the locale and time zone of the user's environment (LC_ALL, LC_*, LANG, TZ).
+/// Any thread may call. The locale is looked up at each call, the zone when the process first needs it (or at
+/// `tzset`); nothing may change the environment meanwhile.
+namespace platform::locale {
+
+/// A byte count in file style, decimal units: "Zero KB", "1 byte", "512 bytes", then KB without decimals, MB
+/// with at most one, GB and above with at most two, trailing zeros dropped, a plain blank before the unit:
+/// "1.2 MB". Halves round away from zero, and what would round to 1000 of a unit is 1 of the next: 999,950
+/// bytes are "1 MB". A negative count is the text of its magnitude behind "-". Always with a decimal point
+/// and in English.
+std::string byteCount(std::int64_t bytes);
+
+/// Medium date and short time in the user's locale and zone.
+std::string dateText(Date date);
+
+/// The date and time with milliseconds and the zone's offset: 2025-03-04T10:15:00.123+01:00, in the current
+/// zone. An offset is shown in whole minutes, and the time with it, so that the text always names `date`.
+std::string zonedISO8601(Date date);
+
+/// A key that sorts by the user's locale with numbers compared by value: compare keys as bytes. Only the
+/// first 65,536 bytes of a text count. Names without a language (C, POSIX) sort by Unicode's root order.
+std::string sortKey(std::string_view text);
+
+/// Whether a Unicode scalar is a letter, a mark or a number.
+bool isAlphanumeric(char32_t scalar);
+
+/// Unicode lower case, independent of the locale; ASCII has a fast path. Invalid UTF-8 becomes U+FFFD.
+std::string lowercased(std::string_view text);
+
+/// Each Unicode scalar of `text`; an invalid sequence yields U+FFFD, one for each longest part that could
+/// have begun a valid one.
+std::vector<char32_t> scalars(std::string_view text);
+
+/// Appends a Unicode scalar as UTF-8; U+FFFD for a number that is none.
+void appendUTF8(std::string& out, char32_t scalar);
+
+/// Whether `text` is valid UTF-8.
+bool isValidUTF8(std::string_view text) noexcept;
+
+}  // namespace platform::locale

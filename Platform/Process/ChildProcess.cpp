@@ -1,0 +1,114 @@
+#include "Platform/Process/ChildProcess.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <optional>
+
+#include "Platform/Concurrency/Cancellation.h"
+#include "Platform/Error.h"
+#include "Platform/Files/SecretFile.h"
+
+namespace platform {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto waitInterval = 20ms;
+constexpr auto graceAfterTerm = 1s;
+
+/// One child. Ended and waited for when it goes.
+class Child {
+ public:
+  /// With `standardOutput` >= 0 the child writes there.
+  Child(const std::vector<std::string>& arguments, int standardOutput) {
+    sigset_t none, defaults;
+    sigemptyset(&none);
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (standardOutput >= 0) posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
+
+    std::vector<char*> argv;
+    for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    const int error = posix_spawn(&id_, argv[0], &actions, &attributes, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (error != 0) throw Error("Can't run " + arguments.front() + ": " + ::strerror(error));
+  }
+  ~Child() {
+    if (ended()) return;
+    ::kill(id_, SIGTERM);
+    const auto patience = MonotonicClock::now() + graceAfterTerm;
+    while (!ended() && MonotonicClock::now() < patience) static_cast<void>(waitUntil(nextLook(), {}));
+    if (ended()) return;
+    ::kill(id_, SIGKILL);
+    while (::waitpid(id_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  int wait(const std::stop_token& stop) {
+    while (!ended())
+      if (!waitUntil(nextLook(), stop)) throw CancellationError();
+    return WIFEXITED(*status_) ? WEXITSTATUS(*status_) : 128 + WTERMSIG(*status_);
+  }
+
+ private:
+  static MonotonicTime nextLook() { return MonotonicClock::now() + waitInterval; }
+
+  bool ended() {
+    int status = 0;
+    if (!status_ && ::waitpid(id_, &status, WNOHANG) == id_) status_ = status;
+    return status_.has_value();
+  }
+
+  pid_t id_ = -1;
+  std::optional<int> status_;
+};
+
+/// A descriptor that is closed when it goes.
+struct Descriptor {
+  int number;
+  ~Descriptor() { close(); }
+  void close() {
+    if (number >= 0) ::close(number);
+    number = -1;
+  }
+};
+
+}  // namespace
+
+int runProgram(const std::vector<std::string>& arguments, const std::stop_token& stop) {
+  return Child(arguments, -1).wait(stop);
+}
+
+SecretOutput runForSecret(const std::vector<std::string>& arguments, std::size_t limit,
+                          const std::stop_token& stop) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) < 0)
+    throw Error(std::string("Can't make a pipe: ") + ::strerror(errno));
+  Descriptor output{ends[0]}, input{ends[1]};
+  Child child(arguments, input.number);
+  input.close();
+  auto text = files::readSecretly(output.number, limit, "the output of " + arguments.front(), stop);
+  return {child.wait(stop), std::move(text)};
+}
+
+}  // namespace platform

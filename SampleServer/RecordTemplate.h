@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Bytes.h"
+#include "SampleServer/Draw.h"
+#include "SampleServer/SectionTable.h"
+
+namespace sample {
+
+/// What a record refers to: objects of other sections under the names that the fleet first gave them.
+class References {
+ public:
+  virtual ~References() = default;
+  /// How many objects a section had at first.
+  virtual std::size_t countOf(std::size_t section) const = 0;
+  virtual std::string nameOf(std::size_t section, std::size_t index) const = 0;
+  virtual std::uint64_t seed() const = 0;
+};
+
+/// The object that a template is rendered for.
+struct RecordContext {
+  const References& fleet;
+  const SectionRow& row;
+  std::size_t index;  ///< place among the section's objects, removed ones included
+  std::string id;     ///< as a client sends it
+  std::string name;
+  unsigned revision;  ///< how often the object was changed
+  std::uint64_t key;  ///< of the object, the same for list and record
+  Draw draw;          ///< for what only the record holds
+};
+
+/// JSON text with places to fill, `{"id":${id},"note":${remark}}`.
+///
+/// A place is `${word}` or `${word:argument}`; the words stand in the table of the source file. Rendering the
+/// same context gives the same bytes. Immutable, so any thread may render.
+class RecordTemplate {
+ public:
+  /// `text` must outlive the template. Throws `platform::Error` for a place with an unknown word.
+  explicit RecordTemplate(std::string_view text);
+
+  void render(platform::Bytes& out, RecordContext& context) const;
+
+  using Fill = void (*)(platform::Bytes& out, RecordContext& context, std::string_view argument);
+
+ private:
+  struct Piece {
+    std::string_view literal;  // stands before the place
+    Fill fill;                 // null at the end
+    std::string_view argument;
+  };
+
+  std::vector<Piece> pieces_;
+};
+
+/// The number that the object at `index` has: counted up from 1, with a gap after every ninth, as on a server
+/// where things have been deleted.
+constexpr std::int64_t numberOf(std::size_t index) {
+  return static_cast<std::int64_t>(index + index / 9 + 1);
+}
+
+}  // namespace sample

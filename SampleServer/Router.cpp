@@ -1,0 +1,172 @@
+#include "SampleServer/Router.h"
+
+#include <charconv>
+
+#include "SampleServer/Answers.h"
+
+namespace sample {
+namespace {
+
+constexpr std::size_t defaultPageSize = 100;
+constexpr std::size_t greatestPageSize = 2000;
+
+/// A query item that counts; nothing for what is no plain number.
+std::optional<std::size_t> number(const std::optional<std::string>& text, std::size_t otherwise) {
+  if (!text) return otherwise;
+  std::size_t value = 0;
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+  if (error != std::errc() || end != text->data() + text->size()) return std::nullopt;
+  return value;
+}
+
+bool wantsJSON(const Request& request) {
+  const auto accept = request.header("Accept");
+  return accept && accept->find("application/json") != std::string_view::npos;
+}
+
+}  // namespace
+
+Router::Router(const Fleet& fleet, const SampleOptions& options)
+    : fleet_(fleet),
+      modes_(std::make_unique<Mode[]>(sectionTable().size())),
+      privilegesInAuth_(options.privilegesInAuth) {
+  for (std::size_t i = 0; i < sectionTable().size(); ++i) {
+    addRow(i);
+    const std::string id(sectionTable()[i].id);
+    if (const auto found = options.refusedSections.find(id); found != options.refusedSections.end()) {
+      modes_[i].status = found->second;
+    }
+    if (const auto found = options.listShapes.find(id); found != options.listShapes.end()) {
+      modes_[i].shape = found->second;
+    }
+    modes_[i].totalCount = !options.withoutTotalCount.contains(id);
+  }
+  addDevices();
+}
+
+void Router::addRow(std::size_t section) {
+  const SectionRow& row = sectionTable()[section];
+  const std::string path(row.path);
+  switch (row.kind) {
+    case SectionKind::classicList:
+      exact_.emplace("JSSResource/" + path, Target{section, What::classicList});
+      parents_.emplace("JSSResource/" + path + "/id", Target{section, What::record});
+      break;
+    case SectionKind::classicSingle:
+      exact_.emplace("JSSResource/" + path, Target{section, What::single});
+      break;
+    case SectionKind::proList:
+      exact_.emplace(path, Target{section, What::page});
+      parents_.emplace(path, Target{section, What::record});
+      break;
+    case SectionKind::proArray:
+      exact_.emplace(path, Target{section, What::array});
+      if (row.ids == IDStyle::number) parents_.emplace(path, Target{section, What::record});
+      break;
+    case SectionKind::proSingle:
+      exact_.emplace(path, Target{section, What::single});
+      break;
+    case SectionKind::accounts:
+      exact_.emplace("JSSResource/accounts", Target{section, What::accountList});
+      parents_.emplace("JSSResource/accounts/userid", Target{section, What::record});
+      break;
+    case SectionKind::accountGroups:
+      parents_.emplace("JSSResource/accounts/groupid", Target{section, What::record});
+      break;
+    case SectionKind::devices:
+    case SectionKind::files:
+      break;
+  }
+}
+
+void Router::addDevices() {
+  const std::size_t computers = *sectionNumber("computers");
+  const std::size_t mobile = *sectionNumber("mobileDevices");
+  for (const char* version : {"v1", "v2", "v3", "v4"}) {
+    const std::string inventory = std::string("api/") + version + "/computers-inventory";
+    exact_.emplace(inventory, Target{computers, What::page});
+    parents_.emplace(inventory, Target{computers, What::record});
+    parents_.emplace(inventory + "-detail", Target{computers, What::record});
+  }
+  parents_.emplace("JSSResource/computers/id", Target{computers, What::classicRecord});
+  exact_.emplace("api/v2/mobile-devices/detail", Target{mobile, What::page});
+  exact_.emplace("api/v2/mobile-devices", Target{mobile, What::basicPage});
+  details_.emplace("api/v2/mobile-devices", Target{mobile, What::record});
+  parents_.emplace("JSSResource/mobiledevices/id", Target{mobile, What::classicRecord});
+}
+
+Answer Router::answer(const Request& request, std::string_view path) const {
+  if (path == "api/v1/jamf-pro-version") return proAnswer(R"({"version":"11.30.1-t1784555528405"})");
+  if (path == "api/v1/auth") return serveAuth();
+  if (const auto found = exact_.find(path); found != exact_.end())
+    return serve(request, path, found->second, {});
+
+  constexpr std::string_view detail = "/detail";
+  const bool ends = path.ends_with(detail);
+  const std::string_view stem = ends ? path.substr(0, path.size() - detail.size()) : path;
+  const std::size_t slash = stem.rfind('/');
+  if (slash != std::string_view::npos) {
+    const Targets& targets = ends ? details_ : parents_;
+    const auto found = targets.find(stem.substr(0, slash));
+    if (found != targets.end()) return serve(request, path, found->second, stem.substr(slash + 1));
+  }
+  return failureFor(path, 404);
+}
+
+Answer Router::serve(const Request& request, std::string_view path, Target target,
+                     std::string_view id) const {
+  const Mode& mode = modes_[target.section];
+  if (const int status = mode.status) return failureFor(path, status);
+  if (request.method != "GET") return failureFor(path, 405);
+  const bool classic = path.starts_with("JSSResource");
+  if (classic && !wantsJSON(request)) {
+    return classicFailure(406, "Not Acceptable",
+                          "This server answers with JSON only; ask with Accept: application/json");
+  }
+  switch (target.what) {
+    case What::classicList:
+      return classicAnswer(fleet_.classicList(target.section, mode.shape));
+    case What::accountList:
+      return classicAnswer(fleet_.accountList());
+    case What::page:
+    case What::basicPage:
+      return servePage(request, target);
+    case What::array:
+      return proAnswer(fleet_.bareArray(target.section));
+    case What::single:
+      id = "settings";
+      break;
+    case What::record:
+    case What::classicRecord:
+      break;
+  }
+  auto body = fleet_.record(target.section, id,
+                            target.what == What::classicRecord ? RecordForm::classic : RecordForm::whole);
+  if (!body) return failureFor(path, 404);
+  return classic ? classicAnswer(std::move(*body)) : proAnswer(std::move(*body));
+}
+
+Answer Router::servePage(const Request& request, Target target) const {
+  const auto page = number(request.queryItem("page"), 0);
+  const auto size = number(request.queryItem("page-size"), defaultPageSize);
+  if (!page) return proFailure(400, "INVALID_FIELD", "The page is no number", "page");
+  if (!size || *size == 0)
+    return proFailure(400, "INVALID_FIELD", "The page size is no positive number", "page-size");
+  return proAnswer(fleet_.page(target.section, *page, std::min(*size, greatestPageSize),
+                               modes_[target.section].totalCount,
+                               target.what == What::basicPage ? ListForm::basic : ListForm::usual));
+}
+
+Answer Router::serveAuth() const {
+  constexpr std::string_view start =
+      R"({"account":{"id":"7","username":"backup-client","realName":"","email":"","preferences":{"language":"en","dateFormat":"MM/dd/yyyy","region":"Europe","timezone":"Etc/GMT","disableRelativeDates":false},"multiSiteAdmin":false,"accessLevel":"FullAccess","privilegeSet":"CUSTOM","privilegesBySite":{"-1":["Read Computers","Read Packages"]},)";
+  constexpr std::string_view privileges =
+      R"("privileges":["Read Scripts","Read Computers","Read Packages","Read Policies"],)";
+  constexpr std::string_view end =
+      R"("groupIds":[],"currentSiteId":"-1"},"accountGroups":[],"sites":[{"id":"1","name":"North campus"}],"authenticationType":"CLIENT_CREDENTIALS"})";
+  platform::Bytes body(start);
+  if (privilegesInAuth_) body += privileges;
+  return proAnswer(body += end);
+}
+
+}  // namespace sample

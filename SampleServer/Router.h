@@ -1,0 +1,69 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "SampleServer/Fleet.h"
+#include "SampleServer/HTTPMessage.h"
+#include "SampleServer/SampleOptions.h"
+
+namespace sample {
+
+/// Finds what a path asks for and answers from the fleet. The token has been looked at before. Any thread may
+/// call.
+class Router {
+ public:
+  Router(const Fleet& fleet, const SampleOptions& options);
+
+  /// `path` is decoded and has no leading slash.
+  Answer answer(const Request& request, std::string_view path) const;
+
+  /// Status 0 lets the section answer again.
+  void refuseSection(std::size_t section, int status) { modes_[section].status = status; }
+  void setListShape(std::size_t section, ListShape shape) { modes_[section].shape = shape; }
+  void setTotalCount(std::size_t section, bool shown) { modes_[section].totalCount = shown; }
+  void setPrivilegesInAuth(bool shown) { privilegesInAuth_ = shown; }
+
+ private:
+  enum class What { classicList, accountList, page, basicPage, array, single, record, classicRecord };
+
+  struct Target {
+    std::size_t section;
+    What what;
+  };
+  struct Mode {
+    std::atomic<int> status = 0;
+    std::atomic<ListShape> shape = ListShape::regular;
+    std::atomic<bool> totalCount = true;
+  };
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+  };
+  using Targets = std::unordered_map<std::string, Target, Hash, std::equal_to<>>;
+
+  void addRow(std::size_t section);
+  void addDevices();
+  Answer serve(const Request& request, std::string_view path, Target target, std::string_view id) const;
+  Answer servePage(const Request& request, Target target) const;
+  Answer serveAuth() const;
+
+  // Constant after construction.
+  const Fleet& fleet_;
+  Targets exact_;    // whole paths
+  Targets parents_;  // the path ahead of "/<id>"
+  Targets details_;  // the path ahead of "/<id>/detail"
+
+  // Synchronise themselves.
+  std::unique_ptr<Mode[]> modes_;
+  std::atomic<bool> privilegesInAuth_;
+};
+
+}  // namespace sample

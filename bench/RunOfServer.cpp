@@ -1,0 +1,32 @@
+#include "bench/RunOfServer.h"
+
+#include <memory>
+
+#include "JamfCore/Authentication/OAuthTokenManager.h"
+#include "JamfCore/Networking/APIClient.h"
+#include "OrvikCore/Engine/BackupEngine.h"
+#include "Platform/HTTP/HTTPSession.h"
+
+namespace bench {
+
+orvik::BackupJob jobFor(const ServerProcess& server, const std::filesystem::path& root, int width) {
+  const auto session = std::make_shared<platform::HTTPSession>();
+  const auto tokens = std::make_shared<jamf::OAuthTokenManager>(
+      server.url(), server.clientID(), session,
+      [&server] { return platform::SecretString(server.clientSecret()); });
+  orvik::BackupJob job;
+  job.instance = {platform::UUID::random(), "bench", server.url(), "bench", {}};
+  job.client = std::make_shared<jamf::APIClient>(server.url(), tokens, session);
+  job.options.disabledSections = {"computers", "mobileDevices", "packageFiles"};
+  job.options.maxConcurrentRequests = width;
+  job.root = root;
+  job.orvikVersion = "bench";
+  job.retryPolicy = orvik::RetryPolicy::none;
+  return job;
+}
+
+orvik::BackupManifest run(const ServerProcess& server, const std::filesystem::path& root, int width) {
+  return orvik::BackupEngine(jobFor(server, root, width)).run(orvik::ResumeInterrupted::no, {});
+}
+
+}  // namespace bench

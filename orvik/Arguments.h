@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace orvik::host {
+
+/// `orvik backup`, as it was asked for; the defaults are the documented ones.
+struct BackupArguments {
+  std::string to;
+  std::string url;
+  std::string clientID;
+  std::optional<std::string> name;
+  std::optional<std::string> secretFile;
+  std::optional<std::string> secretCommand;
+  std::vector<std::string> only;
+  std::vector<std::string> disable;
+  int concurrency = 4;
+  double rate = 10;  ///< requests a second; 0 is no limit
+  int attempts = 5;
+  double baseDelay = 1;  ///< seconds, as all that follow
+  double maxDelay = 60;
+  double lockWait = 0;
+  bool noResume = false;
+  std::string caFile;
+  bool json = false;
+  bool quiet = false;
+};
+
+/// `orvik demo`.
+struct DemoArguments {
+  std::string to;  ///< empty: a fresh temporary folder
+  std::string fleet = "small";
+  bool quiet = false;
+};
+
+/// `orvik sample-server`.
+struct SampleServerArguments {
+  std::uint16_t port = 0;  ///< 0 takes a free one
+  std::string fleet = "small";
+  std::uint64_t seed = 1;
+  bool json = false;
+  bool quiet = false;
+};
+
+/// A text to print and nothing else to do: help or version.
+struct PrintText {
+  std::string text;
+};
+
+using Invocation = std::variant<PrintText, BackupArguments, DemoArguments, SampleServerArguments>;
+
+}  // namespace orvik::host

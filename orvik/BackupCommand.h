@@ -1,0 +1,16 @@
+#pragma once
+
+#include <stop_token>
+
+#include "Platform/SecretString.h"
+#include "orvik/Arguments.h"
+#include "orvik/ExitStatus.h"
+#include "orvik/Output.h"
+
+namespace orvik::host {
+
+/// `orvik backup`. `environmentSecret` may be empty. Throws what `describe` knows.
+ExitStatus backup(const BackupArguments& arguments, platform::SecretString environmentSecret,
+                  Results& results, const std::stop_token& stop);
+
+}  // namespace orvik::host

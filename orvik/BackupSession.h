@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+#include "JamfCore/Networking/JamfRequesting.h"
+#include "OrvikCore/Engine/BackupEngine.h"
+#include "OrvikCore/Format/BackupOptions.h"
+#include "OrvikCore/Format/InstanceDescriptor.h"
+#include "OrvikCore/Jamf/RetryPolicy.h"
+#include "Platform/HTTP/URL.h"
+#include "orvik/ProgressView.h"
+
+namespace orvik::host {
+
+/// A server that is named by its URL and client.
+struct NamedServer {
+  platform::URL url;  ///< normalized
+  std::string clientID;
+  std::optional<std::string> name;  ///< for display
+};
+
+/// Who a backup of `server` below `root` is of. An instance folder that stands there keeps its ID, and its
+/// name unless another is given.
+///
+/// Throws `tuv::Error` when the folder belongs to a server with another host or port.
+InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedServer& server);
+
+/// One backup to make.
+struct BackupRequest {
+  std::filesystem::path root;  ///< of all instances
+  InstanceDescriptor instance;
+  std::shared_ptr<jamf::JamfRequesting> client;
+  BackupOptions options;
+  RetryPolicy retryPolicy;
+  ResumeInterrupted resume = ResumeInterrupted::yes;
+  double lockWait = 0;  ///< seconds to wait for another writer
+};
+
+/// Makes it, and tells `view` about it. Throws what `BackupEngine::run` throws.
+BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop);
+
+}  // namespace orvik::host

@@ -1,0 +1,44 @@
+#include "orvik/ExitStatus.h"
+
+#include "OrvikCore/Format/BackupEngineError.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "Platform/Concurrency/Cancellation.h"
+#include "Platform/HTTP/HTTPSession.h"
+
+namespace orvik::host {
+
+namespace {
+
+ExitStatus statusOf(const BackupEngineError& error) {
+  if (error.kind() == BackupEngineError::Kind::locked) return ExitStatus::locked;
+  return error.credential() == BackupEngineError::Credential::refused ? ExitStatus::credential
+                                                                      : ExitStatus::failed;
+}
+
+Failure cancelled() { return {ExitStatus::cancelled, "cancelled"}; }
+
+}  // namespace
+
+Failure describe(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const platform::CancellationError&) {
+    return cancelled();
+  } catch (const platform::HTTPError& error) {
+    if (error.kind() == platform::HTTPErrorKind::cancelled) return cancelled();
+    return {ExitStatus::failed, error.description()};
+  } catch (const UsageError& error) {
+    return {ExitStatus::usage, error.description()};
+  } catch (const CredentialError& error) {
+    return {ExitStatus::credential, error.description()};
+  } catch (const BackupEngineError& error) {
+    return {statusOf(error), error.description()};
+  } catch (const BackupEncryptionError& error) {
+    const bool isLocked = error.kind() == BackupEncryptionError::Kind::locked;
+    return {isLocked ? ExitStatus::credential : ExitStatus::failed, error.description()};
+  } catch (const std::exception& error) {
+    return {ExitStatus::failed, error.what()};
+  }
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "TuvCore/Error.h"
+
+namespace orvik::host {
+
+/// What scripts learn from a command's end. Never renumber.
+enum class ExitStatus : int {
+  done = 0,
+  failed = 1,
+  usage = 2,
+  warnings = 3,     ///< published with warnings
+  locked = 11,      ///< another writer holds the folder
+  credential = 12,  ///< missing or refused
+  cancelled = 130,
+};
+
+/// The command line asks for something that doesn't exist or can't be.
+class UsageError : public tuv::Error {
+ public:
+  using Error::Error;
+};
+
+/// A secret is missing, can't be had or may not be used.
+class CredentialError : public tuv::Error {
+ public:
+  using Error::Error;
+};
+
+/// How a command failed: the status, and the sentence for standard error.
+struct Failure {
+  ExitStatus status = ExitStatus::failed;
+  std::string message;
+};
+
+/// The one place where a failure becomes an exit status. Requires: `failure` holds an exception.
+Failure describe(const std::exception_ptr& failure);
+
+}  // namespace orvik::host

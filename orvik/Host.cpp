@@ -1,0 +1,64 @@
+#include "orvik/Host.h"
+
+#include <exception>
+#include <utility>
+
+#include "Platform/Process/StopSignals.h"
+#include "Platform/Terminal/StandardStreams.h"
+#include "orvik/BackupCommand.h"
+#include "orvik/CommandTable.h"
+#include "orvik/DemoCommand.h"
+#include "orvik/ExitStatus.h"
+#include "orvik/JSONProgress.h"
+#include "orvik/Output.h"
+#include "orvik/RunState.h"
+#include "orvik/SampleServerCommand.h"
+#include "orvik/Secrets.h"
+
+namespace orvik::host {
+
+namespace {
+
+struct Dispatch {
+  platform::SecretString& environmentSecret;
+  Results& results;
+  std::stop_token stop;
+
+  ExitStatus operator()(const PrintText& print) const {
+    results.line(print.text);
+    return ExitStatus::done;
+  }
+  ExitStatus operator()(const BackupArguments& arguments) const {
+    return backup(arguments, std::move(environmentSecret), results, stop);
+  }
+  ExitStatus operator()(const DemoArguments& arguments) const { return demo(arguments, results, stop); }
+  ExitStatus operator()(const SampleServerArguments& arguments) const {
+    return sampleServer(arguments, results, stop);
+  }
+};
+
+ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {
+  auto environmentSecret = takeEnvironmentSecret();
+  const auto invocation = parseCommandLine(arguments);
+  const platform::StopSignals signals(static_cast<int>(ExitStatus::cancelled));
+  const auto status = std::visit(Dispatch{environmentSecret, results, signals.token()}, invocation);
+  results.requireWritten();
+  return status;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& arguments) {
+  platform::standardStreams::reserve();
+  Results results;
+  try {
+    return static_cast<int>(runCommand(arguments, results));
+  } catch (...) {
+    const auto failure = describe(std::current_exception());
+    if (asksForJSON(arguments)) results.line(JSONProgress::lineFor(failure));
+    remarks::line("orvik: " + oneLine(failure.message));
+    return static_cast<int>(failure.status);
+  }
+}
+
+}  // namespace orvik::host

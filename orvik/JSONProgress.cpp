@@ -1,0 +1,92 @@
+#include "orvik/JSONProgress.h"
+
+#include "Platform/JSON/Codable.h"
+#include "Platform/JSON/Value.h"
+#include "Platform/Locale/Text.h"
+
+namespace orvik::host {
+
+namespace {
+
+namespace json = platform::json;
+using json::Value;
+
+template <class Record>
+Value valueOf(const Record& record) {
+  const auto document = json::Document::parse(json::Encoder(json::Rendering::compact).encode(record));
+  return Value::from(document->root());
+}
+
+/// Texts from elsewhere may be no UTF-8; a line has to be.
+std::string valid(const std::string& text) {
+  if (platform::locale::isValidUTF8(text)) return text;
+  std::string mended;
+  for (const char32_t scalar : platform::locale::scalars(text)) platform::locale::appendUTF8(mended, scalar);
+  return mended;
+}
+
+Value eventNamed(std::string_view name) { return Value::object({{"event", name}}); }
+
+Value valueOf(const SectionDefinition& section) {
+  return Value::object(
+      {{"id", section.id}, {"title", section.title}, {"group", json::textOf(section.group)}});
+}
+
+Value valueOf(const BackupEvents::Started& started) {
+  auto line = eventNamed("started");
+  line.set("backupID", started.backupID).set("resumed", started.resumed);
+  if (started.parentBackupID) line.set("parentBackupID", *started.parentBackupID);
+  Value::Array sections;
+  for (const auto& section : started.sections) sections.push_back(valueOf(section));
+  return line.set("sections", Value::array(std::move(sections)));
+}
+
+Value valueOf(const BackupEvents::SectionStarted& started) {
+  return eventNamed("sectionStarted").set("section", valueOf(started.section));
+}
+
+Value valueOf(const BackupEvents::SectionProgress& progress) {
+  return eventNamed("sectionProgress")
+      .set("id", progress.id)
+      .set("done", progress.done)
+      .set("total", progress.total);
+}
+
+Value valueOf(const BackupEvents::SectionFinished& finished) {
+  return eventNamed("sectionFinished").set("summary", valueOf<SectionSummary>(finished.summary));
+}
+
+Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", valid(note.text)); }
+
+}  // namespace
+
+std::string JSONProgress::lineFor(const BackupEvent& event) {
+  return std::visit([](const auto& each) { return valueOf(each).text(); }, event);
+}
+
+std::string JSONProgress::lineFor(const BackupManifest& manifest) {
+  return eventNamed("finished")
+      .set("backupID", manifest.backupID)
+      .set("status", json::textOf(manifest.status))
+      .set("totals", valueOf<BackupManifest::Totals>(manifest.totals))
+      .text();
+}
+
+std::string JSONProgress::lineFor(const Failure& failure) {
+  return eventNamed("failed")
+      .set("message", valid(failure.message))
+      .set("exit", static_cast<int>(failure.status))
+      .text();
+}
+
+void JSONProgress::remark(const std::string& text) {
+  if (verbosity_ == Verbosity::normal) remarks::line(text);
+}
+
+void JSONProgress::event(const BackupEvent& event) {
+  if (verbosity_ == Verbosity::normal) results_.line(lineFor(event));
+}
+
+void JSONProgress::finished(const BackupOutcome& outcome) { results_.line(lineFor(outcome.manifest)); }
+
+}  // namespace orvik::host

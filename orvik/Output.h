@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "TuvCore/Locked.h"
+
+namespace orvik::host {
+
+/// Standard output, where results go, line by line without a buffer. Any thread may call.
+class Results {
+ public:
+  /// Writes a line and its end. After a failure nothing more is written.
+  void line(std::string_view text);
+
+  /// Throws `tuv::Error` when a line did not get out: results that nobody can read are no success.
+  void requireWritten() const;
+
+ private:
+  tuv::Locked<int> errorNumber_{0};  ///< of the first failure; the lock also keeps lines whole
+};
+
+/// Standard error, where progress and remarks go. Failures to write are ignored.
+namespace remarks {
+
+void write(std::string_view text) noexcept;
+void line(std::string_view text) noexcept;
+
+/// What standard error is. `dumb`: a terminal that knows no control sequences.
+enum class Screen { none, dumb, terminal };
+Screen screen();
+/// Columns of the terminal; 80 when it doesn't tell.
+std::size_t width();
+/// Whether colours are wanted: on a terminal, and NO_COLOR is not set.
+bool colours();
+
+}  // namespace remarks
+
+}  // namespace orvik::host

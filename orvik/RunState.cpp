@@ -1,0 +1,78 @@
+#include "orvik/RunState.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "Platform/Locale/Text.h"
+#include "orvik/Wording.h"
+
+namespace orvik::host {
+
+namespace {
+
+/// Earlier than that a rate says more about the first answer than about the section.
+constexpr std::chrono::duration<double> settled{1.0};
+
+std::string pace(const RunState::Section& section, platform::MonotonicTime now) {
+  const std::chrono::duration<double> elapsed = now - section.since;
+  if (elapsed < settled || section.done == 0) return "";
+  const double rate = static_cast<double>(section.done) / elapsed.count();
+  std::string text = fmt::format("  {:.{}f}/s", rate, rate < 10 ? 1 : 0);
+  const std::chrono::duration<double> left(static_cast<double>(section.total - section.done) / rate);
+  if (section.done < section.total) text += fmt::format("  {} left", wording::roughly(left));
+  return text;
+}
+
+}  // namespace
+
+void RunState::begin(std::string nextStep) {
+  step = std::move(nextStep);
+  section.reset();
+}
+
+void RunState::apply(const BackupEvent& event, platform::MonotonicTime now) {
+  if (const auto* started = std::get_if<BackupEvents::Started>(&event)) {
+    sections = started->sections.size();
+    step = "Reading";
+  } else if (const auto* next = std::get_if<BackupEvents::SectionStarted>(&event)) {
+    section = Section{std::string(next->section.title), 0, 0, now};
+  } else if (const auto* progress = std::get_if<BackupEvents::SectionProgress>(&event)) {
+    if (!section) return;
+    // Objects side by side may report out of order.
+    section->done = std::max(section->done, progress->done);
+    section->total = std::max(progress->total, section->done);
+  } else if (std::holds_alternative<BackupEvents::SectionFinished>(event)) {
+    section.reset();
+    ++finished;
+    if (sections != 0 && finished >= sections) step = "Publishing";
+  }
+}
+
+std::string progressLine(const RunState& state, platform::MonotonicTime now, std::size_t width) {
+  std::string line;
+  if (state.sections != 0)
+    line = fmt::format("[{}/{}] ", std::min(state.finished + 1, state.sections), state.sections);
+  if (!state.section) return fitted(line + state.step, width);
+  line += state.section->title;
+  if (state.section->total != 0)
+    line += fmt::format("  {} of {}", state.section->done, state.section->total) + pace(*state.section, now);
+  return fitted(line, width);
+}
+
+std::string fitted(std::string_view text, std::size_t width) {
+  const auto scalars = platform::locale::scalars(text);
+  std::string line;
+  for (std::size_t i = 0; i < scalars.size() && i < width; ++i) {
+    const bool isCut = i + 1 == width && scalars.size() > width;
+    const bool isControl = scalars[i] < 0x20 || (scalars[i] >= 0x7F && scalars[i] < 0xA0);
+    platform::locale::appendUTF8(line, isCut ? U'\u2026' : isControl ? U' ' : scalars[i]);
+  }
+  return line;
+}
+
+std::string oneLine(std::string_view text) { return fitted(text, 2000); }
+
+}  // namespace orvik::host

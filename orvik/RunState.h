@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "OrvikCore/Engine/BackupEvent.h"
+#include "Platform/Concurrency/Cancellation.h"
+
+namespace orvik::host {
+
+/// Where a run is, gathered from its events. A plain value.
+struct RunState {
+  /// A section that is being read.
+  struct Section {
+    std::string title;
+    std::size_t done = 0;
+    std::size_t total = 0;  ///< 0 as long as it isn't known
+    platform::MonotonicTime since;
+  };
+
+  std::string step = "Starting";  ///< shown while no section is read
+  std::size_t finished = 0;       ///< sections behind it
+  std::size_t sections = 0;       ///< of the run; 0 before it is known
+  std::optional<Section> section;
+
+  void begin(std::string nextStep);
+  void apply(const BackupEvent& event, platform::MonotonicTime now);
+};
+
+/// One line of at most `width` columns: "[12/78] Policies  120 of 4000  35/s  2 min left".
+std::string progressLine(const RunState& state, platform::MonotonicTime now, std::size_t width);
+
+/// The first `width` characters, the last of them an ellipsis when something was cut; control characters and
+/// invalid UTF-8 are replaced.
+std::string fitted(std::string_view text, std::size_t width);
+/// The same for a text from elsewhere that has to stay one line and can't be trusted to leave a terminal
+/// alone.
+std::string oneLine(std::string_view text);
+
+}  // namespace orvik::host

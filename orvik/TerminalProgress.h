@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "TuvCore/Locked.h"
+#include "orvik/ProgressView.h"
+#include "orvik/RunState.h"
+#include "orvik/Ticker.h"
+
+namespace orvik::host {
+
+/// A run as one line in motion at the foot of a terminal, drawn at most ten times a second and wiped at the
+/// end; remarks and the summary stand above it.
+class TerminalProgress : public ProgressView {
+ public:
+  explicit TerminalProgress(Verbosity verbosity);
+  ~TerminalProgress() override;
+
+  void step(const std::string& text) override;
+  void remark(const std::string& text) override;
+  void event(const BackupEvent& event) override;
+  void finished(const BackupOutcome& outcome) override;
+
+ private:
+  struct State {
+    RunState run;
+    std::string drawn;  ///< the line that stands there; empty for none
+    bool isOver = false;
+  };
+
+  static void wipe(State& state);
+  static void say(State& state, std::string_view lines);
+  void draw();
+
+  const Verbosity verbosity_;
+  tuv::Locked<State> state_;  // its lock also keeps the screen whole
+  Ticker ticker_;             // last, so that it ends first
+};
+
+}  // namespace orvik::host

@@ -1,0 +1,115 @@
+#include "orvik/Wording.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "orvik/RunState.h"
+
+namespace orvik::host::wording {
+
+namespace {
+
+using Status = SectionSummary::Status;
+
+std::string grouped(std::int64_t number) {
+  std::string digits = std::to_string(number);
+  for (auto position = static_cast<std::ptrdiff_t>(digits.size()) - 3; position > (number < 0 ? 1 : 0);
+       position -= 3)
+    digits.insert(static_cast<std::size_t>(position), ",");
+  return digits;
+}
+
+std::string_view word(Status status) {
+  switch (status) {
+    case Status::partial:
+      return "not all could be read";
+    case Status::notPermitted:
+      return "not permitted";
+    case Status::notAvailable:
+      return "not available on this server";
+    case Status::failed:
+      return "failed";
+    case Status::complete:
+    case Status::disabled:
+      break;
+  }
+  return "";
+}
+
+/// A message stays one line.
+std::string because(const SectionSummary& summary) {
+  std::string text(word(summary.status));
+  if (!summary.message) return text;
+  return text + ": " + oneLine(*summary.message);
+}
+
+bool isWarning(Status status) {
+  return status == Status::partial || status == Status::notPermitted || status == Status::failed;
+}
+
+}  // namespace
+
+std::string counted(std::int64_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", grouped(count), noun, count == 1 ? "" : "s");
+}
+
+std::string duration(std::chrono::duration<double> duration) {
+  const double seconds = std::max(0.0, duration.count());
+  if (seconds < 9.95) return fmt::format("{:.1f} s", seconds);
+  const auto whole = static_cast<std::int64_t>(std::llround(seconds));
+  if (whole < 60) return fmt::format("{} s", whole);
+  if (whole < 3600) return fmt::format("{} min {} s", whole / 60, whole % 60);
+  return fmt::format("{} h {} min", whole / 3600, whole % 3600 / 60);
+}
+
+std::string roughly(std::chrono::duration<double> duration) {
+  const auto whole = static_cast<std::int64_t>(std::ceil(std::clamp(duration.count(), 0.0, 1e9)));
+  if (whole < 60) return fmt::format("{} s", whole);
+  if (whole < 3600) return fmt::format("{} min", (whole + 30) / 60);
+  return fmt::format("{} h", (whole + 1800) / 3600);
+}
+
+std::string counts(const ChangeCounts& counts) {
+  std::string text = counted(counts.total, "object");
+  const auto add = [&](int count, std::string_view what) {
+    if (count != 0) text += fmt::format(", {} {}", grouped(count), what);
+  };
+  add(counts.new_, "new");
+  add(counts.changed, "changed");
+  add(counts.removed, "removed");
+  add(counts.failed, "failed");
+  return text;
+}
+
+std::string section(const SectionSummary& summary) {
+  switch (summary.status) {
+    case Status::disabled:
+      return "";
+    case Status::complete:
+      return fmt::format("{}  {}", summary.id, counts(summary.counts));
+    case Status::partial:
+      return fmt::format("{}  {} ({})", summary.id, counts(summary.counts), because(summary));
+    default:
+      return fmt::format("{}  {}", summary.id, because(summary));
+  }
+}
+
+std::string summary(const BackupOutcome& outcome) {
+  const auto& manifest = outcome.manifest;
+  const auto& totals = manifest.totals;
+  const bool isComplete = manifest.status == BackupManifest::Status::complete;
+  std::string text = fmt::format("{}: {}, {} new or changed{}; {} in {}.\n",
+                                 isComplete ? "Complete" : "Complete with warnings",
+                                 counted(totals.objects, "object"), grouped(totals.newOrChangedObjects),
+                                 manifest.parentBackupID ? " since " + *manifest.parentBackupID : "",
+                                 counted(totals.requests, "request"), duration(outcome.duration));
+  for (const auto& each : manifest.sections)
+    if (isWarning(each.status)) text += fmt::format("  {}  {}\n", each.id, because(each));
+  const auto missing = std::ranges::count(manifest.sections, Status::notAvailable, &SectionSummary::status);
+  if (missing != 0) text += fmt::format("Not available on this server: {}.\n", counted(missing, "section"));
+  return text + fmt::format("Folder: {}\n", outcome.folder.string());
+}
+
+}  // namespace orvik::host::wording

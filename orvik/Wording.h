@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "OrvikCore/Format/SectionSummary.h"
+#include "orvik/ProgressView.h"
+
+/// Numbers and results as sentences.
+namespace orvik::host::wording {
+
+/// "1 object", "1,234 objects".
+std::string counted(std::int64_t count, std::string_view noun);
+/// "0.8 s", "42 s", "3 min 5 s", "2 h 4 min".
+std::string duration(std::chrono::duration<double> duration);
+/// The same without the smaller unit: "42 s", "3 min".
+std::string roughly(std::chrono::duration<double> duration);
+
+/// "42 objects, 3 new, 1 changed": only what isn't zero.
+std::string counts(const ChangeCounts& counts);
+/// One line for a section that is finished: ID, and counts or why there are none. Empty for a disabled one.
+std::string section(const SectionSummary& summary);
+
+/// What a finished backup holds, took and lacks, several lines, each with its end.
+std::string summary(const BackupOutcome& outcome);
+
+}  // namespace orvik::host::wording

@@ -1,0 +1,71 @@
+#include "orvikctl/Driver.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "orvikctl/FolderCommands.h"
+#include "orvikctl/Usage.h"
+
+namespace orvik::ctl {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::array folderCommands{"list"sv, "verify"sv, "gc"sv, "pack"sv, "report"sv};
+constexpr std::array commandsToCome{"encrypt"sv, "key-info"sv, "keys"sv,  "decrypt"sv,
+                                    "gc"sv,      "pack"sv,     "report"sv};
+
+bool contains(const auto& names, std::string_view name) {
+  return std::ranges::find(names, name) != std::ranges::end(names);
+}
+
+/// A key file matters only for a sealed folder; on a plain one it is not even opened.
+void unlockIfRequested(const std::string& folder, const std::optional<std::string>& keyPath) {
+  if (keyPath && BackupEncryption::isEncrypted(folder))
+    fail("this version can't open sealed backups with --key yet");
+}
+
+int dispatch(const std::string& command, const Arguments& arguments, std::ostream& out) {
+  if (contains(folderCommands, command))
+    if (const auto positionals = positional(arguments); !positionals.empty())
+      unlockIfRequested(positionals.front(), option("--key", arguments));
+
+  if (command == "list") return list(arguments, out);
+  if (command == "verify") return verify(arguments, out);
+  if (contains(commandsToCome, command)) fail("the command " + command + " is not part of this version yet");
+  if (command == "-h" || command == "--help" || command == "help") {
+    out << usage << '\n';
+    return 0;
+  }
+  fail("unknown command " + command + "\n" + std::string(usage));
+}
+
+}  // namespace
+
+void fail(std::string message) { throw Failure{std::move(message)}; }
+
+int run(const Arguments& arguments, std::ostream& out, std::ostream& err) {
+  const auto failed = [&](std::string_view message) {
+    out.flush();
+    err << "orvikctl: " << message << '\n';
+    return 1;
+  };
+  try {
+    if (arguments.empty()) {
+      out << usage << '\n';
+      return 0;
+    }
+    return dispatch(arguments.front(), Arguments(arguments.begin() + 1, arguments.end()), out);
+  } catch (const Failure& failure) {
+    return failed(failure.message);
+  } catch (const std::exception& error) {
+    return failed(error.what());
+  }
+}
+
+}  // namespace orvik::ctl

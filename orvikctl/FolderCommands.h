@@ -1,0 +1,15 @@
+#pragma once
+
+#include <ostream>
+
+#include "orvikctl/Arguments.h"
+
+namespace orvik::ctl {
+
+/// The backups of one instance, the interrupted runs, and the disk usage. Returns the exit status.
+int list(const Arguments& arguments, std::ostream& out);
+
+/// Checks every stored byte of one backup. Returns the exit status: 1 when there is any problem.
+int verify(const Arguments& arguments, std::ostream& out);
+
+}  // namespace orvik::ctl

@@ -1,0 +1,12 @@
+#include <iostream>
+
+#include "orvikctl/Driver.h"
+
+int main(int count, char** values) {
+  std::ios::sync_with_stdio(false);
+  const orvik::ctl::Arguments arguments(values + (count > 0 ? 1 : 0), values + count);
+  const int status = orvik::ctl::run(arguments, std::cout, std::cerr);
+  std::cout.flush();
+  // Results that did not arrive are no success.
+  return status == 0 && !std::cout ? 1 : status;
+}

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "Platform/Locale/Text.h"
+
+namespace platform::locale {
+namespace {
+
+using Names = std::vector<std::string>;
+
+void useLocale(const char* name) { ::setenv("LC_ALL", name, 1); }
+
+Names sorted(Names names) {
+  std::ranges::sort(names, {}, sortKey);
+  return names;
+}
+
+TEST(Collation, NumbersInNamesCompareByValue) {
+  for (const char* name : {"C", "en_US.UTF-8", "de_DE.UTF-8", ""}) {
+    useLocale(name);
+    EXPECT_EQ(sorted({"Site 10", "Site 9", "Site 1", "Site 100"}),
+              (Names{"Site 1", "Site 9", "Site 10", "Site 100"}))
+        << name;
+  }
+}
+
+TEST(Collation, CaseAndAccentsDecideLast) {
+  useLocale("en_US.UTF-8");
+  EXPECT_EQ(sorted({"b", "B", "a", "Z", "ä", "A"}), (Names{"a", "A", "ä", "b", "B", "Z"}));
+}
+
+TEST(Collation, WithoutALanguageTheRootOrderCounts) {
+  useLocale("POSIX");
+  EXPECT_EQ(sorted({"b", "Z", "a"}), (Names{"a", "b", "Z"}));
+}
+
+TEST(Collation, TheLanguageDecidesWhereALetterStands) {
+  useLocale("de_DE.UTF-8");
+  EXPECT_EQ(sorted({"z", "ö", "o"}), (Names{"o", "ö", "z"}));
+  useLocale("sv_SE.UTF-8");
+  EXPECT_EQ(sorted({"z", "ö", "o"}), (Names{"o", "z", "ö"}));
+}
+
+TEST(Collation, AnUnknownLocaleStillSorts) {
+  for (const std::string& name : {std::string("xx_YY"), std::string("//"), std::string(20, 'q'),
+                                  std::string(150, 'q'), std::string(5000, 'q')}) {
+    useLocale(name.c_str());
+    EXPECT_EQ(sorted({"b2", "a", "b10"}), (Names{"a", "b2", "b10"})) << name.substr(0, 20);
+  }
+}
+
+TEST(Collation, AnyBytesHaveAKey) {
+  useLocale("en_US.UTF-8");
+  EXPECT_LT(sortKey(""), sortKey("a"));
+  EXPECT_EQ(sortKey("\xFF"), sortKey("\uFFFD"));
+  EXPECT_LT(sortKey(std::string(1000, 'a')), sortKey(std::string(1001, 'a')));
+  EXPECT_EQ(sortKey(std::string(100'000, 'a')), sortKey(std::string(65'536, 'a')));
+  std::string cjk;
+  for (int i = 0; i < 3000; ++i) cjk += "\u9FA5";
+  EXPECT_LT(sortKey(cjk), sortKey(cjk + "\u9FA5"));
+}
+
+TEST(Collation, ManyThreadsGetTheSameKeys) {
+  useLocale("de_DE.UTF-8");
+  const std::string expected = sortKey("Öffentlich 12");
+  std::vector<std::string> keys(8);
+  {
+    std::vector<std::jthread> threads;
+    for (std::string& key : keys) threads.emplace_back([&key] { key = sortKey("Öffentlich 12"); });
+  }
+  EXPECT_EQ(keys, Names(8, expected));
+}
+
+}  // namespace
+}  // namespace platform::locale

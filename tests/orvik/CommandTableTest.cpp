@@ -1,0 +1,238 @@
+#include "orvik/CommandTable.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "orvik/Environment.h"
+#include "orvik/ExitStatus.h"
+
+namespace orvik::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+using Arguments = std::vector<std::string>;
+
+/// Environment variables for as long as a test needs them.
+class Variables {
+ public:
+  void set(const char* name, const char* value) {
+    ::setenv(name, value, 1);
+    names_.push_back(name);
+  }
+  ~Variables() {
+    for (const auto* name : names_) ::unsetenv(name);
+  }
+
+ private:
+  std::vector<const char*> names_;
+};
+
+Arguments backupLine(const Arguments& more = {}) {
+  Arguments all{"backup", "--to", "/b", "--url", "u.example", "--client-id", "c"};
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+BackupArguments parsed(const Arguments& more = {}) {
+  return std::get<BackupArguments>(parseCommandLine(backupLine(more)));
+}
+
+std::string refusal(const Arguments& arguments) {
+  try {
+    parseCommandLine(arguments);
+  } catch (const UsageError& error) {
+    return error.description();
+  }
+  return "(accepted)";
+}
+
+TEST(CommandTable, TheDefaultsAreTheDocumentedOnes) {
+  const auto backup = parsed();
+  EXPECT_EQ(backup.to, "/b");
+  EXPECT_EQ(backup.concurrency, 4);
+  EXPECT_EQ(backup.rate, 10);
+  EXPECT_EQ(backup.attempts, 5);
+  EXPECT_EQ(backup.baseDelay, 1);
+  EXPECT_EQ(backup.maxDelay, 60);
+  EXPECT_EQ(backup.lockWait, 0);
+  EXPECT_FALSE(backup.noResume || backup.json || backup.quiet);
+  EXPECT_FALSE(backup.name || backup.secretFile || backup.secretCommand);
+}
+
+TEST(CommandTable, OptionsFillTheirFields) {
+  const auto backup = parsed({"--name",
+                              "School",
+                              "--secret-file",
+                              "-",
+                              "--only",
+                              "a,b",
+                              "--only=c",
+                              "--disable",
+                              "d",
+                              "--concurrency",
+                              "8",
+                              "--rate",
+                              "2.5",
+                              "--attempts",
+                              "2",
+                              "--base-delay",
+                              "0.5",
+                              "--max-delay",
+                              "9",
+                              "--lock-wait",
+                              "7",
+                              "--no-resume",
+                              "--ca-file",
+                              "f",
+                              "--json",
+                              "--quiet"});
+  EXPECT_EQ(backup.name, "School");
+  EXPECT_EQ(backup.secretFile, "-");
+  EXPECT_THAT(backup.only, ElementsAre("a,b", "c"));
+  EXPECT_THAT(backup.disable, ElementsAre("d"));
+  EXPECT_EQ(backup.concurrency, 8);
+  EXPECT_EQ(backup.rate, 2.5);
+  EXPECT_EQ(backup.attempts, 2);
+  EXPECT_EQ(backup.baseDelay, 0.5);
+  EXPECT_EQ(backup.maxDelay, 9);
+  EXPECT_EQ(backup.lockWait, 7);
+  EXPECT_EQ(backup.caFile, "f");
+  EXPECT_TRUE(backup.noResume && backup.json && backup.quiet);
+}
+
+TEST(CommandTable, AVariableStandsInForItsOption) {
+  Variables variables;
+  variables.set("ORVIK_TO", "/from-variable");
+  variables.set("ORVIK_URL", "v.example");
+  variables.set("ORVIK_CLIENT_ID", "v");
+  variables.set("ORVIK_LOCK_WAIT", "3");
+  variables.set("ORVIK_ONLY", "a,b");
+  variables.set("ORVIK_NO_RESUME", "yes");
+  variables.set("ORVIK_JSON", "0");
+  variables.set("ORVIK_RATE", "");
+  const auto backup = std::get<BackupArguments>(parseCommandLine({"backup", "--url=o.example"}));
+  EXPECT_EQ(backup.to, "/from-variable");
+  EXPECT_EQ(backup.url, "o.example");
+  EXPECT_EQ(backup.clientID, "v");
+  EXPECT_EQ(backup.lockWait, 3);
+  EXPECT_THAT(backup.only, ElementsAre("a,b"));
+  EXPECT_TRUE(backup.noResume);
+  EXPECT_FALSE(backup.json);
+  EXPECT_EQ(backup.rate, 10);
+}
+
+TEST(CommandTable, ABadVariableIsRefusedByName) {
+  Variables variables;
+  variables.set("ORVIK_QUIET", "perhaps");
+  EXPECT_THAT(refusal(backupLine()), HasSubstr("ORVIK_QUIET"));
+  variables.set("ORVIK_QUIET", "on");
+  variables.set("ORVIK_RATE", "fast");
+  EXPECT_THAT(refusal(backupLine()), HasSubstr("--rate"));
+  EXPECT_EQ(parsed({"--rate", "1"}).rate, 1);
+}
+
+TEST(CommandTable, AVariableOfTheOtherSecretSourceGivesWay) {
+  Variables variables;
+  variables.set("ORVIK_SECRET_FILE", "/f");
+  const auto backup = parsed({"--secret-command", "true"});
+  EXPECT_EQ(backup.secretCommand, "true");
+  EXPECT_FALSE(backup.secretFile);
+  EXPECT_THAT(refusal(backupLine({"--secret-command", "a", "--secret-file", "b"})),
+              HasSubstr("exclude each other"));
+}
+
+TEST(CommandTable, OptionsOfLaterVersionsAreRefusedWithASentence) {
+  for (const Arguments& later :
+       {Arguments{"--instance", "x"}, Arguments{"--staging", "x"}, Arguments{"--keep", "3"},
+        Arguments{"--keep-days=3"}, Arguments{"--encrypt"}, Arguments{"--key", "k"},
+        Arguments{"--key-id", "k"}, Arguments{"--mount", "m"}, Arguments{"--downloads", "2"},
+        Arguments{"--full-refresh"}, Arguments{"--classic-devices"}}) {
+    const auto option = later.front().substr(0, later.front().find('='));
+    EXPECT_THAT(refusal(backupLine(later)),
+                testing::StartsWith(option + " is not available in this version: "));
+  }
+  Variables variables;
+  variables.set("ORVIK_KEEP", "3");
+  EXPECT_EQ(refusal(backupLine()), "--keep is not available in this version: retention comes later.");
+}
+
+TEST(CommandTable, WhatIsAlreadySoIsAccepted) {
+  EXPECT_NO_THROW(parsed({"--no-files", "--no-pack", "--no-reports"}));
+}
+
+TEST(CommandTable, AStrayArgumentIsNotRepeatedForItMayBeASecret) {
+  EXPECT_THAT(refusal({"S3CRET"}), Not(HasSubstr("S3CRET")));
+  EXPECT_THAT(refusal(backupLine({"-pS3CRET"})), Not(HasSubstr("S3CRET")));
+  EXPECT_THAT(refusal(backupLine({"--token=S3CRET"})), Not(HasSubstr("S3CRET")));
+  EXPECT_THAT(refusal(backupLine({"S3CRET"})), Not(HasSubstr("S3CRET")));
+}
+
+TEST(CommandTable, WrongUsageIsRefused) {
+  EXPECT_THAT(refusal({}), HasSubstr("A command is missing"));
+  EXPECT_THAT(refusal({"simulate"}), HasSubstr("unknown command simulate"));
+  EXPECT_THAT(refusal({"--frob"}), HasSubstr("unknown option --frob"));
+  EXPECT_THAT(refusal(backupLine({"--frob"})), HasSubstr("unknown option --frob"));
+  EXPECT_THAT(refusal({"backup"}), HasSubstr("--to is missing"));
+  EXPECT_THAT(refusal({"backup", "--to", "x"}), HasSubstr("--url is missing"));
+  EXPECT_THAT(refusal({"backup", "--to"}), HasSubstr("--to"));
+  for (const Arguments& bad :
+       {Arguments{"--rate", "nan"}, Arguments{"--rate", "-1"}, Arguments{"--rate", "inf"},
+        Arguments{"--rate", "3x"}, Arguments{"--concurrency", "0"}, Arguments{"--concurrency", "65"},
+        Arguments{"--concurrency", "1.5"}, Arguments{"--attempts", "0"}, Arguments{"--base-delay", "-1"},
+        Arguments{"--lock-wait", "x"}, Arguments{"--rate="}, Arguments{"--to", "second"}})
+    EXPECT_THAT(refusal(backupLine(bad)), HasSubstr(bad.front().substr(0, bad.front().find('='))));
+  EXPECT_THAT(refusal({"demo", "--fleet", "huge"}), HasSubstr("--fleet"));
+  EXPECT_THAT(refusal({"sample-server", "--port", "65536"}), HasSubstr("--port"));
+}
+
+TEST(CommandTable, AStrayArgumentIsNotRepeated) {
+  EXPECT_THAT(refusal(backupLine({"hidden"})), Not(HasSubstr("hidden")));
+  EXPECT_THAT(refusal(backupLine({"--secret=hidden"})), Not(HasSubstr("hidden")));
+  EXPECT_THAT(refusal(backupLine({"--secret", "hidden"})), Not(HasSubstr("hidden")));
+  EXPECT_THAT(refusal({"--secret=hidden"}), Not(HasSubstr("hidden")));
+}
+
+TEST(CommandTable, HelpHasAnExampleForEachCommand) {
+  const auto text = [](const Arguments& arguments) {
+    return std::get<PrintText>(parseCommandLine(arguments)).text;
+  };
+  EXPECT_EQ(text({"--version"}), "orvik " ORVIK_VERSION);
+  for (const std::string command : {"backup", "demo", "sample-server"}) {
+    EXPECT_THAT(text({"--help"}), HasSubstr(command));
+    EXPECT_THAT(text({command, "--help"}), HasSubstr("Example:\n  orvik " + command));
+  }
+  EXPECT_THAT(text({"backup", "--help"}), Not(HasSubstr("--staging")));
+}
+
+TEST(CommandTable, TheOtherCommandsReadTheirOptions) {
+  const auto demo = std::get<DemoArguments>(parseCommandLine({"demo", "--to", "/d", "--fleet", "school"}));
+  EXPECT_EQ(demo.to, "/d");
+  EXPECT_EQ(demo.fleet, "school");
+  const auto server = std::get<SampleServerArguments>(
+      parseCommandLine({"sample-server", "--port", "8080", "--seed", "18446744073709551615", "--json"}));
+  EXPECT_EQ(server.port, 8080);
+  EXPECT_EQ(server.seed, 18446744073709551615u);
+  EXPECT_TRUE(server.json);
+}
+
+TEST(CommandTable, JSONIsAskedForEvenInALineThatCannotBeRead) {
+  EXPECT_TRUE(asksForJSON({"backup", "--frob", "--json"}));
+  EXPECT_FALSE(asksForJSON({"backup"}));
+  Variables variables;
+  variables.set("ORVIK_JSON", "true");
+  EXPECT_TRUE(asksForJSON({"backup"}));
+  variables.set("ORVIK_JSON", "maybe");
+  EXPECT_FALSE(asksForJSON({"backup"}));
+}
+
+TEST(Environment, AHyphenBecomesAnUnderscore) {
+  EXPECT_EQ(environment::variableFor("lock-wait"), "ORVIK_LOCK_WAIT");
+}
+
+}  // namespace
+}  // namespace orvik::host

@@ -1,0 +1,41 @@
+#include "orvik/ExitStatus.h"
+
+#include <gtest/gtest.h>
+
+#include "OrvikCore/Format/BackupEngineError.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "Platform/Concurrency/Cancellation.h"
+#include "Platform/Files/Files.h"
+#include "Platform/HTTP/HTTPSession.h"
+
+namespace orvik::host {
+namespace {
+
+template <class Failed>
+int statusOf(const Failed& failure) {
+  return static_cast<int>(describe(std::make_exception_ptr(failure)).status);
+}
+
+TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
+  using platform::HTTPError;
+  using platform::HTTPErrorKind;
+  EXPECT_EQ(statusOf(tuv::Error("x")), 1);
+  EXPECT_EQ(statusOf(std::runtime_error("x")), 1);
+  EXPECT_EQ(statusOf(platform::files::FileError(platform::files::FileErrorKind::noSpace, 28, "x")), 1);
+  EXPECT_EQ(statusOf(UsageError("x")), 2);
+  EXPECT_EQ(statusOf(CredentialError("x")), 12);
+  EXPECT_EQ(statusOf(BackupEngineError::locked("a on b", {})), 11);
+  EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x")), 1);
+  EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x", BackupEngineError::Credential::refused)), 12);
+  EXPECT_EQ(statusOf(BackupEncryptionError::locked({"k"})), 12);
+  EXPECT_EQ(statusOf(platform::CancellationError()), 130);
+  EXPECT_EQ(statusOf(HTTPError(HTTPErrorKind::cancelled, "x")), 130);
+  EXPECT_EQ(statusOf(HTTPError(HTTPErrorKind::timedOut, "x")), 1);
+}
+
+TEST(ExitStatus, TheMessageIsTheDescription) {
+  EXPECT_EQ(describe(std::make_exception_ptr(UsageError("a sentence"))).message, "a sentence");
+}
+
+}  // namespace
+}  // namespace orvik::host

@@ -1,0 +1,69 @@
+#include "orvik/RunState.h"
+
+#include <gtest/gtest.h>
+
+#include "OrvikCore/Jamf/SectionCatalog.h"
+
+namespace orvik::host {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct RunStateTest : testing::Test {
+  RunState state;
+  const platform::MonotonicTime start{};
+
+  void start3Sections() {
+    const auto all = SectionCatalog::all().first(3);
+    state.apply(BackupEvents::Started{"id", false, {}, {all.begin(), all.end()}}, start);
+  }
+  void begin(std::string_view id) {
+    state.apply(BackupEvents::SectionStarted{*SectionCatalog::definition(id)}, start);
+  }
+  std::string lineAt(std::chrono::milliseconds after, std::size_t width = 80) {
+    return progressLine(state, start + after, width);
+  }
+};
+
+TEST_F(RunStateTest, TheLineTellsStepSectionCountRateAndTimeLeft) {
+  state.begin("Connecting");
+  EXPECT_EQ(lineAt(0ms), "Connecting");
+  start3Sections();
+  EXPECT_EQ(lineAt(0ms), "[1/3] Reading");
+  begin("policies");
+  EXPECT_EQ(lineAt(0ms), "[1/3] Policies");
+  state.apply(BackupEvents::SectionProgress{"policies", 100, 400}, start);
+  EXPECT_EQ(lineAt(500ms), "[1/3] Policies  100 of 400");
+  EXPECT_EQ(lineAt(4s), "[1/3] Policies  100 of 400  25/s  12 s left");
+  state.apply(BackupEvents::SectionProgress{"policies", 400, 400}, start);
+  EXPECT_EQ(lineAt(4s), "[1/3] Policies  400 of 400  100/s");
+}
+
+TEST_F(RunStateTest, ReportsOutOfOrderDoNotGoBack) {
+  start3Sections();
+  begin("policies");
+  state.apply(BackupEvents::SectionProgress{"policies", 2, 3}, start);
+  state.apply(BackupEvents::SectionProgress{"policies", 1, 3}, start);
+  EXPECT_EQ(lineAt(0ms), "[1/3] Policies  2 of 3");
+}
+
+TEST_F(RunStateTest, TheLastSectionIsFollowedByPublishing) {
+  start3Sections();
+  for (int i = 0; i < 3; ++i) state.apply(BackupEvents::SectionFinished{}, start);
+  EXPECT_EQ(lineAt(0ms), "[3/3] Publishing");
+}
+
+TEST(Fitted, CutsBetweenCharacters) {
+  EXPECT_EQ(fitted("Gebäude", 7), "Gebäude");
+  EXPECT_EQ(fitted("Gebäude", 5), "Gebä…");
+  EXPECT_EQ(fitted("Gebäude", 4), "Geb…");
+  EXPECT_EQ(fitted("Gebäude", 0), "");
+}
+
+TEST(Fitted, TakesControlOverATerminalOutOfATextFromElsewhere) {
+  EXPECT_EQ(oneLine("a\x1b[2Jb\nc\xc2\x9b"), "a [2Jb c ");
+  EXPECT_EQ(oneLine("\xff"), "\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace orvik::host

@@ -1,0 +1,57 @@
+#include "orvik/Wording.h"
+
+#include <gtest/gtest.h>
+
+namespace orvik::host {
+namespace {
+
+using namespace std::chrono_literals;
+using Status = SectionSummary::Status;
+
+TEST(Wording, NumbersHaveGroupsAndNounsANumber) {
+  EXPECT_EQ(wording::counted(0, "object"), "0 objects");
+  EXPECT_EQ(wording::counted(1, "object"), "1 object");
+  EXPECT_EQ(wording::counted(999, "object"), "999 objects");
+  EXPECT_EQ(wording::counted(1000, "object"), "1,000 objects");
+  EXPECT_EQ(wording::counted(1234567, "object"), "1,234,567 objects");
+}
+
+TEST(Wording, DurationsHaveTwoUnitsAtMost) {
+  EXPECT_EQ(wording::duration(800ms), "0.8 s");
+  EXPECT_EQ(wording::duration(9960ms), "10 s");
+  EXPECT_EQ(wording::duration(59600ms), "1 min 0 s");
+  EXPECT_EQ(wording::duration(185s), "3 min 5 s");
+  EXPECT_EQ(wording::duration(7440s), "2 h 4 min");
+  EXPECT_EQ(wording::roughly(185s), "3 min");
+  EXPECT_EQ(wording::roughly(100ms), "1 s");
+  EXPECT_EQ(wording::roughly(7440s), "2 h");
+}
+
+TEST(Wording, ASectionIsOneLine) {
+  SectionSummary summary{"policies", "Policies", Status::complete, {}, {42, 3, 1, 38, 2, 0}, {}};
+  EXPECT_EQ(wording::section(summary), "policies  42 objects, 3 new, 1 changed, 2 removed");
+  summary.status = Status::notPermitted;
+  summary.message = "needs\n\"Read Policies\"";
+  EXPECT_EQ(wording::section(summary), "policies  not permitted: needs \"Read Policies\"");
+  summary.status = Status::disabled;
+  EXPECT_EQ(wording::section(summary), "");
+}
+
+TEST(Wording, TheSummaryNamesEachWarningAndCountsWhatIsNotAvailable) {
+  BackupOutcome outcome;
+  outcome.folder = "/b/backups/1";
+  outcome.duration = 2s;
+  outcome.manifest.status = BackupManifest::Status::completeWithWarnings;
+  outcome.manifest.parentBackupID = "0";
+  outcome.manifest.totals = {1200, 4, 0, 0, 0, 1300};
+  outcome.manifest.sections = {{"policies", "Policies", Status::failed, "no answer", {}, {}},
+                               {"scripts", "Scripts", Status::notAvailable, {}, {}, {}}};
+  EXPECT_EQ(wording::summary(outcome),
+            "Complete with warnings: 1,200 objects, 4 new or changed since 0; 1,300 requests in 2.0 s.\n"
+            "  policies  failed: no answer\n"
+            "Not available on this server: 1 section.\n"
+            "Folder: /b/backups/1\n");
+}
+
+}  // namespace
+}  // namespace orvik::host
