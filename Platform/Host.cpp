@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 #include "Platform/Files/Files.h"
@@ -45,6 +46,7 @@ std::optional<std::string> unquoted(std::string_view value) {
 struct Account {
   std::string name;
   std::string gecos;
+  std::string home;
 };
 
 std::optional<Account> account() {
@@ -55,7 +57,8 @@ std::optional<Account> account() {
          buffer.size() < (1U << 20))
     buffer.resize(buffer.size() * 2);
   if (found == nullptr || entry.pw_name == nullptr) return std::nullopt;
-  return Account{entry.pw_name, entry.pw_gecos == nullptr ? "" : entry.pw_gecos};
+  const auto text = [](const char* field) { return std::string(field == nullptr ? "" : field); };
+  return Account{entry.pw_name, text(entry.pw_gecos), text(entry.pw_dir)};
 }
 
 }  // namespace
@@ -94,6 +97,12 @@ std::string fullUserName() {
   if (!entry) return userName();
   auto name = fullNameOfGECOS(entry->gecos, entry->name);
   return name.empty() ? entry->name : name;
+}
+
+std::string homeFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return home;
+  const auto user = account();
+  return user && user->home.starts_with('/') ? user->home : "/";
 }
 
 std::string fullNameOfGECOS(std::string_view gecos, std::string_view accountName) {

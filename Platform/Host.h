@@ -24,6 +24,9 @@ std::string userName();
 /// The account's full name (first GECOS field), or `userName()` when it is empty.
 std::string fullUserName();
 
+/// The user's home folder: HOME when that is an absolute path, else the account's.
+std::string homeFolder();
+
 /// The first of the comma-separated fields of an account's GECOS entry; "&" stands for the account name with
 /// a capital first letter.
 std::string fullNameOfGECOS(std::string_view gecos, std::string_view accountName);

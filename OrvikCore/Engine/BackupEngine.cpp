@@ -7,11 +7,11 @@
 #include "OrvikCore/Engine/Heartbeat.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
 #include "OrvikCore/Store/BackupLock.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Date.h"
 #include "Platform/Files/Files.h"
-#include "TuvCore/Error.h"
 
 namespace orvik {
 
@@ -22,17 +22,14 @@ int rankOf(const SectionDefinition& section) {
   return std::holds_alternative<SectionDefinition::Devices>(section.kind) ? 1 : 0;
 }
 
-/// A sealed instance is never written in the clear.
-void refuseSealedInstance(const BackupRepository& repository) {
-  const auto info = BackupEncryption::info(repository.instanceDirectory);
-  const auto record = repository.instanceDirectory / BackupFormat::encryptionFile;
-  if (!info && platform::files::exists(record))
-    throw tuv::Error("The instance is sealed, but " + record.string() +
-                     " can't be read. Nothing is written to it in the clear.");
-  if (!info) return;
-  std::vector<std::string> keyIDs;
-  for (const auto& key : info->keys) keyIDs.push_back(key.keyID);
-  throw BackupEncryptionError::locked(std::move(keyIDs));
+/// What seals this run; nothing for a plain one. A sealed instance is never written in the clear, also not
+/// when its record is there but can't be read: unlocking says so.
+std::optional<BackupCipher> cipherFor(const BackupJob& job) {
+  const KeychainIdentityKeyProvider keychain;
+  const DecryptionKeyProvider& keys = job.encryptionKeys ? *job.encryptionKeys : keychain;
+  if (job.encrypt) return BackupEncryption::prepare(job.root, keys, job.encryptionKeyID);
+  if (!platform::files::exists(job.root / BackupFormat::encryptionFile)) return std::nullopt;
+  return BackupEncryption::unlock(job.root, keys);
 }
 
 }  // namespace
@@ -51,17 +48,18 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   platform::files::createDirectories(repository.backupsDirectory());
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
-  refuseSealedInstance(repository);
   repository.writeDescriptor(job_.instance);
+  auto cipher = cipherFor(job_);
   const Heartbeat heartbeat(*lock);
 
   auto latest = repository.latestComplete();
   std::optional<std::string> latestID;
   if (latest) latestID = std::move(latest->id);
-  auto plan = ResumePlan::make(repository, resumeInterrupted, latestID, false, now);
+  auto plan = ResumePlan::make(repository, resumeInterrupted, latestID, cipher.has_value(), now);
   const bool otherOptions = plan.resumed && plan.resumed->options != job_.options;
 
-  BackupRun run(job_, repository, *lock, gate_, std::move(plan), latestID, now, onEvent, stop);
+  BackupRun run(job_, repository, *lock, gate_, {std::move(plan), latestID, std::move(cipher), now}, onEvent,
+                stop);
   if (otherOptions && onEvent)
     onEvent(BackupEvents::Note{"The interrupted run goes on with the options that it was started with."});
   return run.execute(stop);

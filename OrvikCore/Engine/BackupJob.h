@@ -2,12 +2,14 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "JamfCore/Networking/JamfRequesting.h"
 #include "OrvikCore/Format/BackupOptions.h"
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "OrvikCore/Jamf/RetryPolicy.h"
+#include "OrvikCore/Security/DecryptionKeyProvider.h"
 
 namespace orvik {
 
@@ -19,6 +21,9 @@ struct BackupJob {
   std::filesystem::path root;  ///< the instance's backup folder
   std::string orvikVersion;    ///< goes into manifest, lock and audit log
   RetryPolicy retryPolicy;     ///< for reads of the API
+  bool encrypt = false;        ///< seal this backup; a sealed instance is sealed in any case
+  std::shared_ptr<const DecryptionKeyProvider> encryptionKeys;  ///< none: the machine's keychain
+  std::optional<std::string> encryptionKeyID;                   ///< the preferred key of a new data key
 };
 
 }  // namespace orvik

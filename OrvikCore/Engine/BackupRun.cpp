@@ -13,6 +13,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Jamf/JSONTree.h"
 #include "OrvikCore/Jamf/RequestOutcome.h"
+#include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "TuvCore/Error.h"
@@ -27,10 +28,24 @@ namespace {
 /// Records keep whole seconds; a manifest in memory equals the one that is read back.
 platform::Date wholeSecond(platform::Date date) { return std::chrono::floor<std::chrono::seconds>(date); }
 
-PartialBackupState stateFor(const ResumePlan& plan, const BackupJob& job,
-                            const std::optional<std::string>& parentID, platform::Date now) {
-  if (plan.resumed) return *plan.resumed;
-  return {plan.backupID, wholeSecond(now), parentID, job.options, 0, false};
+PartialBackupState stateFor(const RunStart& start, const BackupJob& job) {
+  if (start.plan.resumed) return *start.plan.resumed;
+  return {start.plan.backupID,     wholeSecond(start.now), start.parentID, job.options, 0,
+          start.cipher.has_value()};
+}
+
+/// The record that a sealed run names in its manifest: without it nobody could open what is written.
+std::optional<EncryptionInfo> recordFor(const RunStart& start, const std::filesystem::path& directory) {
+  if (!start.cipher) return std::nullopt;
+  auto record = BackupEncryption::info(directory);
+  if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
+  return record;
+}
+
+ObjectStore storeOf(const BackupRepository& repository, const std::optional<BackupCipher>& cipher) {
+  auto store = repository.store();
+  store.cipher = cipher;
+  return store;
 }
 
 BackupJob withOptions(BackupJob job, BackupOptions options) {
@@ -70,22 +85,23 @@ bool isWarning(const SectionSummary& summary) {
 }  // namespace
 
 BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, BackupLock::Holder& lock,
-                     const PauseGate& gate, ResumePlan plan, std::optional<std::string> parentID,
-                     platform::Date now, const OnBackupEvent& onEvent, const std::stop_token& stop)
+                     const PauseGate& gate, RunStart start, const OnBackupEvent& onEvent,
+                     const std::stop_token& stop)
     : repository_(repository),
-      plan_(std::move(plan)),
+      plan_(start.plan),
       onEvent_(onEvent),
       partial_(repository.partialDirectory(plan_.backupID)),
       order_(BackupEngine::runOrder(SectionCatalog::all())),
+      record_(recordFor(start, repository.instanceDirectory)),
       lock_(lock),
-      state_(stateFor(plan_, job, parentID, now)),
+      state_(stateFor(start, job)),
       audit_(partial_),
       limiter_(state_.options.maxConcurrentRequests, state_.options.maxRequestsPerSecond),
       pipeline_(*job.client, limiter_, gate, job.retryPolicy, &audit_,
                 [this](const std::string& text) { context_.emit(BackupEvents::Note{text}); }),
-      journal_(partial_),
+      journal_(partial_, start.cipher),
       context_{withOptions(job, state_.options),
-               repository.store(),
+               storeOf(repository, start.cipher),
                repository,
                pipeline_,
                journal_,
@@ -94,7 +110,7 @@ BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, B
                {},
                bytes_,
                audit_,
-               nullptr,
+               std::move(start.cipher),
                false,
                onEvent} {
   requestsBefore_ = state_.requests;
@@ -104,9 +120,11 @@ BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, B
   }
   files::createDirectories(partial_ / BackupFormat::sectionsFolder);
   state_.save(partial_);
-  context_.reuseParentObjects = context_.parentID && repository.manifest(*context_.parentID);
+  const auto parent = context_.parentID ? repository.manifest(*context_.parentID) : std::nullopt;
+  // What a plain parent has in the clear is stored anew by a run that seals.
+  context_.reuseParentObjects = parent && (!context_.cipher || parent->encryption);
   if (!plan_.resumed) return;
-  auto left = Leftovers::load(partial_, context_.store, context_.cipher.get(), stop);
+  auto left = Leftovers::load(partial_, context_.store, context_.cipher, stop);
   context_.journaled = std::move(left.journaled);
   earlier_ = std::move(left.summaries);
 }
@@ -147,6 +165,7 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
 
   requireOwnLock();
   requireIndexes();
+  requireRecord();
   auto manifest = makeManifest();
   writeManifest(manifest);
   publish();
@@ -245,9 +264,17 @@ void BackupRun::requireIndexes() const {
   }
 }
 
+void BackupRun::requireRecord() const {
+  if (record_ && BackupEncryption::info(repository_.instanceDirectory) != record_)
+    throw tuv::Error(
+        fmt::format("{} is gone or was changed while the backup ran. Without the one that the run "
+                    "began with, what it stored can't be opened.",
+                    (repository_.instanceDirectory / BackupFormat::encryptionFile).string()));
+}
+
 BackupManifest BackupRun::makeManifest() const {
   BackupManifest manifest;
-  manifest.formatVersion = BackupFormat::formatVersion;
+  manifest.formatVersion = record_ ? BackupFormat::encryptedFormatVersion : BackupFormat::formatVersion;
   manifest.backupID = plan_.backupID;
   manifest.instance = context_.job.instance;
   manifest.jamfProVersion = jamfProVersion_;
@@ -266,6 +293,8 @@ BackupManifest BackupRun::makeManifest() const {
   }
   manifest.totals.bytesDownloaded = bytes_.value();
   manifest.totals.requests = requests();
+  if (record_)
+    manifest.encryption = BackupManifest::EncryptionRef{record_->scheme, BackupEncryption::keyIDs(*record_)};
   return manifest;
 }
 

@@ -16,6 +16,8 @@
 #include "OrvikCore/Jamf/PauseGate.h"
 #include "OrvikCore/Jamf/RequestLimiter.h"
 #include "OrvikCore/Jamf/RequestPipeline.h"
+#include "OrvikCore/Security/BackupCipher.h"
+#include "OrvikCore/Security/EncryptionInfo.h"
 #include "OrvikCore/Store/AuditLog.h"
 #include "OrvikCore/Store/BackupJournal.h"
 #include "OrvikCore/Store/BackupLock.h"
@@ -23,15 +25,23 @@
 
 namespace orvik {
 
+/// What is settled before a run begins.
+struct RunStart {
+  ResumePlan plan;
+  std::optional<std::string> parentID;  ///< of a fresh run
+  std::optional<BackupCipher> cipher;   ///< seals the run
+  platform::Date now;
+};
+
 /// One run below a lock that is held: from its working folder to the published backup. Made for one
 /// `execute`.
 class BackupRun {
  public:
   /// Makes the working folder and its state, and looks at what an interrupted run left. Throws
-  /// `platform::files::FileError` and `platform::CancellationError`.
+  /// `platform::files::FileError`, `platform::CancellationError`, and `BackupEncryptionError` when the record
+  /// of a sealed instance is gone.
   BackupRun(const BackupJob& job, const BackupRepository& repository, BackupLock::Holder& lock,
-            const PauseGate& gate, ResumePlan plan, std::optional<std::string> parentID, platform::Date now,
-            const OnBackupEvent& onEvent, const std::stop_token& stop);
+            const PauseGate& gate, RunStart start, const OnBackupEvent& onEvent, const std::stop_token& stop);
 
   /// See `BackupEngine::run` for what it throws. The state file knows the requests made, however it ends.
   BackupManifest execute(const std::stop_token& stop);
@@ -46,6 +56,7 @@ class BackupRun {
   std::vector<SectionSummary> summariesToKeep() const;
   void requireOwnLock() const;
   void requireIndexes() const;
+  void requireRecord() const;
   BackupManifest makeManifest() const;
   void writeManifest(const BackupManifest& manifest);
   void publish();
@@ -59,7 +70,8 @@ class BackupRun {
   const OnBackupEvent onEvent_;
   const std::filesystem::path partial_;
   const std::vector<SectionDefinition> order_;
-  int requestsBefore_ = 0;  ///< of earlier attempts
+  const std::optional<EncryptionInfo> record_;  ///< of a run that seals
+  int requestsBefore_ = 0;                      ///< of earlier attempts
 
   BackupLock::Holder& lock_;
   PartialBackupState state_;

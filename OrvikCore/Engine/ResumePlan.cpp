@@ -31,7 +31,7 @@ bool isThere(const IndexItem& item, const ObjectStore& store) {
 }
 
 bool isThere(const SectionSummary& summary, const std::filesystem::path& partial, const ObjectStore& store,
-             const BackupCipher* cipher, const std::stop_token& stop) {
+             const std::optional<BackupCipher>& cipher, const std::stop_token& stop) {
   platform::throwIfCancelled(stop);
   if (!summary.index) return true;
   const auto index = BackupRepository::loadIndex(partial, summary.id, cipher);
@@ -81,7 +81,7 @@ ResumePlan ResumePlan::make(const BackupRepository& repository, ResumeInterrupte
 }
 
 Leftovers Leftovers::load(const std::filesystem::path& partial, const ObjectStore& store,
-                          const BackupCipher* cipher, const std::stop_token& stop) {
+                          const std::optional<BackupCipher>& cipher, const std::stop_token& stop) {
   removeTemporaryFiles(partial);
   removeTemporaryFiles(partial / BackupFormat::sectionsFolder);
   Leftovers left;

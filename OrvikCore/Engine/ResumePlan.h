@@ -39,7 +39,7 @@ struct Leftovers {
 
   /// Clears away the temporary files of a crash. Throws `platform::CancellationError`.
   static Leftovers load(const std::filesystem::path& partial, const ObjectStore& store,
-                        const BackupCipher* cipher, const std::stop_token& stop);
+                        const std::optional<BackupCipher>& cipher, const std::stop_token& stop);
 };
 
 /// "summaries.json": the summaries of the finished sections of a run, an array in run order.

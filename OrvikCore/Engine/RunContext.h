@@ -35,7 +35,7 @@ struct RunContext {
   JournaledItems journaled;
   tuv::Locked<std::int64_t>& bytes;  ///< downloaded so far
   AuditLog& audit;
-  std::shared_ptr<const BackupCipher> cipher;
+  std::optional<BackupCipher> cipher;
   bool reuseParentObjects = false;  ///< a parent manifest could be read
   OnBackupEvent onEvent;
 

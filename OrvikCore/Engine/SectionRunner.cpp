@@ -58,7 +58,7 @@ SectionSummary SectionRunner::summarize(Reading reading) const {
   summary.title = definition_.title;
   summary.counts = applyDelta(index, parent ? &*parent : nullptr);
   summary.index = BackupFormat::sectionPath(definition_.id);
-  BackupRepository::writeIndex(index, context_.partial / *summary.index, context_.cipher.get());
+  BackupRepository::writeIndex(index, context_.partial / *summary.index, context_.cipher);
   if (!index.errors.empty()) {
     summary.status = SectionSummary::Status::partial;
     summary.message = fmt::format("{} object(s) could not be read", index.errors.size());

@@ -1,37 +1,25 @@
 #include "OrvikCore/Security/BackupEncryption.h"
 
-#include <fmt/ranges.h>
-
+#include <chrono>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
+#include "OrvikCore/Security/SecretEnvelope.h"
+#include "Platform/Base64.h"
 #include "Platform/Files/Files.h"
+#include "Platform/SecretString.h"
 #include "TuvCore/Locked.h"
 
-namespace orvik {
+namespace orvik::BackupEncryption {
 
-BackupEncryptionError::BackupEncryptionError(Kind kind, std::string description,
-                                             std::vector<std::string> keyIDs)
-    : Error(std::move(description)), kind_(kind), keyIDs_(std::move(keyIDs)) {}
-
-BackupEncryptionError BackupEncryptionError::locked(std::vector<std::string> keyIDs) {
-  std::string text = fmt::format(
-      "This backup is encrypted with the organisation key {}, which is not installed on this Mac. Deploy the "
-      "Orvik organisation key profile.",
-      fmt::join(keyIDs, ", "));
-  return {Kind::locked, std::move(text), std::move(keyIDs)};
-}
-
-BackupEncryptionError BackupEncryptionError::damaged(const std::string& what) {
-  return {Kind::damaged, "Encrypted data is damaged or was changed: " + what, {}};
-}
-
-namespace BackupEncryption {
+namespace files = platform::files;
 
 namespace {
 
-using CipherTable = std::map<std::filesystem::path, std::shared_ptr<const BackupCipher>>;
+using CipherTable = std::map<files::Path, BackupCipher>;
 
 tuv::Locked<CipherTable>& unlockedCiphers() {
   static tuv::Locked<CipherTable> table;
@@ -39,43 +27,108 @@ tuv::Locked<CipherTable>& unlockedCiphers() {
 }
 
 /// One key for all spellings of a folder: "a/../b/" and "b" are the same entry. Links are not resolved.
-std::filesystem::path tableKey(const std::filesystem::path& directory) {
+files::Path tableKey(const files::Path& directory) {
   auto key = std::filesystem::absolute(directory).lexically_normal();
   return key.has_filename() ? key : key.parent_path();
 }
 
+std::optional<BackupCipher> remembered(const files::Path& directory) {
+  const auto key = tableKey(directory);
+  return unlockedCiphers().withLock([&](const CipherTable& table) -> std::optional<BackupCipher> {
+    const auto entry = table.find(key);
+    if (entry == table.end()) return std::nullopt;
+    return entry->second;
+  });
+}
+
+BackupCipher remember(const files::Path& directory, const platform::Secret256& dataKey) {
+  const BackupCipher cipher(dataKey);
+  auto key = tableKey(directory);
+  unlockedCiphers().withLock([&](CipherTable& table) { table.insert_or_assign(std::move(key), cipher); });
+  return cipher;
+}
+
+/// Nothing for an entry that doesn't open, or holds anything but 32 bytes of Base64.
+std::optional<platform::Secret256> unwrapped(const EncryptionInfo::WrappedKey& key,
+                                             const DecryptionKeyProvider& keys) try {
+  const auto base64 = SecretEnvelope::decrypt(key.wrapped, keys);
+  auto decoded = platform::base64Decode(base64.reveal());
+  if (!decoded) return std::nullopt;
+  const platform::SecretString bytes(std::move(*decoded));
+  return platform::Secret256::copyOf(bytes.reveal());
+} catch (const tuv::Error&) {
+  return std::nullopt;
+}
+
+EncryptionInfo recordFor(const platform::Secret256& dataKey, const PublicKeys& recipients) {
+  const platform::SecretString base64(platform::base64Encode(dataKey.reveal()));
+  EncryptionInfo record{
+      1, std::string(BackupCipher::scheme), std::chrono::floor<std::chrono::seconds>(platform::now()), {}};
+  for (const auto& [id, x963] : recipients)
+    record.keys.push_back({id, SecretEnvelope::encrypt(base64.reveal(), x963)});
+  return record;
+}
+
 }  // namespace
 
-std::optional<EncryptionInfo> info(const std::filesystem::path& directory) noexcept try {
-  const auto bytes =
-      platform::files::tryRead(directory / BackupFormat::encryptionFile, BackupFormat::recordLimit);
+BackupCipher prepare(const files::Path& directory, const DecryptionKeyProvider& keys,
+                     const std::optional<std::string>& preferredKeyID) {
+  if (isEncrypted(directory)) return unlock(directory, keys);
+
+  auto recipients = keys.publicKeys();
+  if (preferredKeyID)
+    if (const auto preferred = recipients.find(*preferredKeyID); preferred != recipients.end())
+      recipients = PublicKeys{*preferred};
+  if (recipients.empty()) throw BackupEncryptionError::noOrganisationKey();
+
+  const auto dataKey = platform::Secret256::random();
+  const auto record = recordFor(dataKey, recipients);
+  files::createDirectories(directory);
+  files::atomicWrite(BackupFormat::makeEncoder().encode(record), directory / BackupFormat::encryptionFile);
+  return remember(directory, dataKey);
+}
+
+BackupCipher unlock(const files::Path& directory, const DecryptionKeyProvider& keys) {
+  if (auto cipher = remembered(directory)) return std::move(*cipher);
+  const auto record = info(directory);
+  if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
+  for (const auto& key : record->keys)
+    if (const auto dataKey = unwrapped(key, keys)) return remember(directory, *dataKey);
+  throw BackupEncryptionError::locked(keyIDs(*record));
+}
+
+std::optional<BackupCipher> cipherFor(const files::Path& directory) noexcept try {
+  if (auto cipher = remembered(directory)) return cipher;
+  if (!isEncrypted(directory)) return std::nullopt;
+  return unlock(directory, KeychainIdentityKeyProvider());
+} catch (...) {
+  return std::nullopt;
+}
+
+bool isEncrypted(const files::Path& directory) noexcept { return info(directory).has_value(); }
+
+std::optional<EncryptionInfo> info(const files::Path& directory) noexcept try {
+  const auto bytes = files::tryRead(directory / BackupFormat::encryptionFile, BackupFormat::recordLimit);
   return bytes ? BackupFormat::makeDecoder().tryDecode<EncryptionInfo>(*bytes) : std::nullopt;
 } catch (...) {
   return std::nullopt;
 }
 
-bool isEncrypted(const std::filesystem::path& directory) noexcept { return info(directory).has_value(); }
-
-std::shared_ptr<const BackupCipher> cipherFor(const std::filesystem::path& directory) noexcept try {
-  const auto key = tableKey(directory);
-  return unlockedCiphers().withLock([&](CipherTable& table) -> std::shared_ptr<const BackupCipher> {
-    const auto entry = table.find(key);
-    return entry == table.end() ? nullptr : entry->second;
-  });
-} catch (...) {
-  return nullptr;
+std::vector<std::string> keyIDs(const EncryptionInfo& record) {
+  std::vector<std::string> ids;
+  for (const auto& key : record.keys) ids.push_back(key.keyID);
+  return ids;
 }
 
-void remember(const std::filesystem::path& directory, std::shared_ptr<const BackupCipher> cipher) {
-  auto key = tableKey(directory);
-  unlockedCiphers().withLock(
-      [&](CipherTable& table) { table.insert_or_assign(std::move(key), std::move(cipher)); });
+std::vector<std::string> keyIDs(const files::Path& directory) noexcept try {
+  const auto record = info(directory);
+  return record ? keyIDs(*record) : std::vector<std::string>();
+} catch (...) {
+  return {};
 }
 
 void forgetKeys() noexcept {
   unlockedCiphers().withLock([](CipherTable& table) { table.clear(); });
 }
 
-}  // namespace BackupEncryption
-
-}  // namespace orvik
+}  // namespace orvik::BackupEncryption

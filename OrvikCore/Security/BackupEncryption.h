@@ -1,78 +1,52 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "OrvikCore/Security/BackupCipher.h"
-#include "Platform/Date.h"
-#include "Platform/JSON/Codable.h"
-#include "TuvCore/Error.h"
+#include "OrvikCore/Security/BackupEncryptionError.h"
+#include "OrvikCore/Security/DecryptionKeyProvider.h"
+#include "OrvikCore/Security/EncryptionInfo.h"
 
 namespace orvik {
 
-/// Why sealed content can't be opened.
-class BackupEncryptionError : public tuv::Error {
- public:
-  enum class Kind { locked, damaged };
-
-  /// None of these organisation keys is at hand.
-  static BackupEncryptionError locked(std::vector<std::string> keyIDs);
-  static BackupEncryptionError damaged(const std::string& what);
-
-  Kind kind() const noexcept { return kind_; }
-  const std::vector<std::string>& keyIDs() const noexcept { return keyIDs_; }
-
- private:
-  BackupEncryptionError(Kind kind, std::string description, std::vector<std::string> keyIDs);
-  Kind kind_;
-  std::vector<std::string> keyIDs_;
-};
-
-/// "encryption.json": for which organisation keys an instance is sealed.
-struct EncryptionInfo {
-  struct WrappedKey {
-    std::string keyID;
-    std::string wrapped;  ///< the data key as a sealed value
-
-    static constexpr auto fields() {
-      using platform::json::field;
-      return std::tuple{field("keyID", &WrappedKey::keyID), field("wrapped", &WrappedKey::wrapped)};
-    }
-    bool operator==(const WrappedKey&) const = default;
-  };
-
-  int formatVersion = 1;
-  std::string scheme;
-  platform::Date createdAt;
-  std::vector<WrappedKey> keys;  ///< ascending by key ID
-
-  static constexpr auto fields() {
-    using platform::json::field;
-    return std::tuple{field("formatVersion", &EncryptionInfo::formatVersion),
-                      field("scheme", &EncryptionInfo::scheme),
-                      field("createdAt", &EncryptionInfo::createdAt), field("keys", &EncryptionInfo::keys)};
-  }
-  bool operator==(const EncryptionInfo&) const = default;
-};
-
-/// The sealing of instance folders. Any thread may call.
+/// The sealing of instance folders: one random data key for each, wrapped for organisation keys in
+/// "encryption.json".
+///
+/// A cipher that was unlocked once stays in a table of this process, by the folder's absolute path, until
+/// `forgetKeys`. Any thread may call; no key is asked for under the table's lock.
 namespace BackupEncryption {
 
-/// The record of "encryption.json"; nothing when it can't be read or decoded.
-std::optional<EncryptionInfo> info(const std::filesystem::path& directory) noexcept;
+/// The way in for a new backup: the cipher of a sealed folder, or else a new data key for the provider's
+/// keys. A `preferredKeyID` that the provider has makes that key the only recipient of a new data key; any
+/// other is ignored. A record that can't be read counts as absent and is replaced: content that was sealed
+/// under it is lost with it, so callers that mind look first.
+///
+/// Throws `BackupEncryptionError` (noOrganisationKey, with nothing written; locked) and
+/// `platform::files::FileError`.
+BackupCipher prepare(const std::filesystem::path& directory, const DecryptionKeyProvider& keys,
+                     const std::optional<std::string>& preferredKeyID = std::nullopt);
+
+/// The cipher of a sealed folder. Throws `BackupEncryptionError`: damaged when the record can't be read,
+/// locked when none of its keys is at hand.
+BackupCipher unlock(const std::filesystem::path& directory, const DecryptionKeyProvider& keys);
+
+/// The cipher of the folder if it is unlocked already or the machine's keychain unlocks it. Nothing for a
+/// plain folder, without asking the keychain, and for a locked one.
+std::optional<BackupCipher> cipherFor(const std::filesystem::path& directory) noexcept;
 
 /// Whether `info` gives a record.
 bool isEncrypted(const std::filesystem::path& directory) noexcept;
 
-/// The cipher that this process has unlocked for the instance folder, or nothing.
-std::shared_ptr<const BackupCipher> cipherFor(const std::filesystem::path& directory) noexcept;
+/// The record of "encryption.json"; nothing when it can't be read or decoded.
+std::optional<EncryptionInfo> info(const std::filesystem::path& directory) noexcept;
 
-/// Enters an unlocked cipher in the process's table.
-void remember(const std::filesystem::path& directory, std::shared_ptr<const BackupCipher> cipher);
+/// The key IDs of a record, in its order.
+std::vector<std::string> keyIDs(const EncryptionInfo& record);
+/// Those of the folder's record; empty without one.
+std::vector<std::string> keyIDs(const std::filesystem::path& directory) noexcept;
 
 /// Empties the table.
 void forgetKeys() noexcept;

@@ -25,8 +25,7 @@ void PartialBackupState::save(const std::filesystem::path& directory) const {
   ObjectStore::atomicWrite(BackupFormat::makeEncoder().encode(*this), directory / BackupFormat::stateFile);
 }
 
-BackupJournal::BackupJournal(const std::filesystem::path& directory,
-                             std::shared_ptr<const BackupCipher> cipher)
+BackupJournal::BackupJournal(const std::filesystem::path& directory, std::optional<BackupCipher> cipher)
     : cipher_(std::move(cipher)), file_(LineFile(directory / BackupFormat::journalFile)) {}
 
 void BackupJournal::append(const JournalEntry& entry) {
@@ -41,7 +40,7 @@ void BackupJournal::close() noexcept {
 
 namespace {
 
-std::optional<JournalEntry> readLine(std::string_view line, const BackupCipher* cipher) {
+std::optional<JournalEntry> readLine(std::string_view line, const std::optional<BackupCipher>& cipher) {
   const auto decoder = BackupFormat::makeDecoder();
   if (line.front() == '{') return decoder.tryDecode<JournalEntry>(line);
   if (!cipher) return std::nullopt;
@@ -57,12 +56,13 @@ std::optional<JournalEntry> readLine(std::string_view line, const BackupCipher* 
 }  // namespace
 
 std::vector<JournalEntry> BackupJournal::read(const std::filesystem::path& directory,
-                                              const BackupCipher* cipher) {
+                                              const std::optional<BackupCipher>& cipher) {
   const auto content = files::tryRead(directory / BackupFormat::journalFile, BackupFormat::indexLimit);
   return content ? parse(*content, cipher) : std::vector<JournalEntry>();
 }
 
-std::vector<JournalEntry> BackupJournal::parse(std::string_view content, const BackupCipher* cipher) {
+std::vector<JournalEntry> BackupJournal::parse(std::string_view content,
+                                               const std::optional<BackupCipher>& cipher) {
   std::vector<JournalEntry> entries;
   for (const auto line : LineFile::lines(content))
     if (auto entry = readLine(line, cipher)) entries.push_back(std::move(*entry));

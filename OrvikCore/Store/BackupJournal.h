@@ -66,7 +66,7 @@ class BackupJournal {
  public:
   /// Nothing is touched yet.
   explicit BackupJournal(const std::filesystem::path& directory,
-                         std::shared_ptr<const BackupCipher> cipher = nullptr);
+                         std::optional<BackupCipher> cipher = std::nullopt);
 
   /// Adds a line; makes and opens the file when needed. Throws `platform::files::FileError` or the cipher's
   /// error.
@@ -77,12 +77,13 @@ class BackupJournal {
 
   /// The entries in file order. Lines that can't be decoded or opened are skipped; a missing file is empty.
   static std::vector<JournalEntry> read(const std::filesystem::path& directory,
-                                        const BackupCipher* cipher = nullptr);
+                                        const std::optional<BackupCipher>& cipher = std::nullopt);
   /// The same for the content of such a file.
-  static std::vector<JournalEntry> parse(std::string_view content, const BackupCipher* cipher = nullptr);
+  static std::vector<JournalEntry> parse(std::string_view content,
+                                         const std::optional<BackupCipher>& cipher = std::nullopt);
 
  private:
-  std::shared_ptr<const BackupCipher> cipher_;
+  std::optional<BackupCipher> cipher_;
   tuv::Locked<LineFile> file_;
 };
 

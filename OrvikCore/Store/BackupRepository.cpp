@@ -43,7 +43,8 @@ std::optional<platform::Bytes> indexBytes(const std::filesystem::path& folder, s
   return files::tryRead(folder / BackupFormat::sectionPath(section), BackupFormat::indexLimit);
 }
 
-std::optional<SectionIndex> decodedIndex(const platform::Bytes& bytes, const BackupCipher* cipher) {
+std::optional<SectionIndex> decodedIndex(const platform::Bytes& bytes,
+                                         const std::optional<BackupCipher>& cipher) {
   const auto decoder = BackupFormat::makeDecoder();
   if (!BackupCipher::isSealed(bytes)) return decoder.tryDecode<SectionIndex>(bytes);
   if (!cipher) return std::nullopt;
@@ -98,7 +99,7 @@ bool BackupRepository::isBackupName(std::string_view id) noexcept {
 
 ObjectStore BackupRepository::store() const { return {instanceDirectory, {}, {}, {}}; }
 
-std::shared_ptr<const BackupCipher> BackupRepository::cipher() const {
+std::optional<BackupCipher> BackupRepository::cipher() const {
   return BackupEncryption::cipherFor(instanceDirectory);
 }
 
@@ -145,11 +146,12 @@ std::optional<SectionIndex> BackupRepository::index(std::string_view backupID,
   const auto bytes = indexBytes(backupDirectory(backupID), section);
   if (!bytes) return std::nullopt;
   // Asked for only when it is needed: getting a key may cost a look into the keychain.
-  const auto opener = BackupCipher::isSealed(*bytes) ? cipher() : nullptr;
-  return decodedIndex(*bytes, opener.get());
+  const auto opener = BackupCipher::isSealed(*bytes) ? cipher() : std::nullopt;
+  return decodedIndex(*bytes, opener);
 }
 
-void BackupRepository::writeIndex(const SectionIndex& index, const Path& path, const BackupCipher* cipher) {
+void BackupRepository::writeIndex(const SectionIndex& index, const Path& path,
+                                  const std::optional<BackupCipher>& cipher) {
   const auto bytes = BackupFormat::makeEncoder().encode(index);
   if (cipher)
     ObjectStore::atomicWrite(cipher->seal(bytes), path);
@@ -158,7 +160,7 @@ void BackupRepository::writeIndex(const SectionIndex& index, const Path& path, c
 }
 
 std::optional<SectionIndex> BackupRepository::loadIndex(const Path& folder, std::string_view section,
-                                                        const BackupCipher* cipher) {
+                                                        const std::optional<BackupCipher>& cipher) {
   const auto bytes = indexBytes(folder, section);
   return bytes ? decodedIndex(*bytes, cipher) : std::nullopt;
 }

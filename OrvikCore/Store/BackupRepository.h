@@ -50,7 +50,7 @@ struct BackupRepository {
   /// A store of this folder without overlay and cipher.
   ObjectStore store() const;
   /// The cipher that is unlocked for this folder, if any.
-  std::shared_ptr<const BackupCipher> cipher() const;
+  std::optional<BackupCipher> cipher() const;
   /// True when the instance is sealed and no key is available. Nothing to do with the lock file.
   bool isLocked() const;
 
@@ -72,10 +72,11 @@ struct BackupRepository {
   std::optional<SectionIndex> index(std::string_view backupID, std::string_view section) const;
 
   /// Writes an index, sealed when there is a cipher. Throws `FileError` or the cipher's error.
-  static void writeIndex(const SectionIndex& index, const Path& path, const BackupCipher* cipher);
+  static void writeIndex(const SectionIndex& index, const Path& path,
+                         const std::optional<BackupCipher>& cipher);
   /// The index of a section below a backup's or a run's folder; `cipher` is needed only when it is sealed.
   static std::optional<SectionIndex> loadIndex(const Path& folder, std::string_view section,
-                                               const BackupCipher* cipher);
+                                               const std::optional<BackupCipher>& cipher);
 
   /// The allocated size of the whole folder in bytes.
   std::int64_t diskUsage() const noexcept;

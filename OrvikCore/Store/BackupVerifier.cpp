@@ -6,6 +6,7 @@
 #include <atomic>
 #include <exception>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "OrvikCore/Format/BackupFormat.h"
@@ -62,6 +63,8 @@ Finding look(const Check& check, const Shelves& shelves, platform::Bytes& buffer
                                                                            : Finding::corrupt;
     }
     shelves.read(*check.hash, buffer);
+    // Whether there is a key was asked once; a keychain is not asked again for each object.
+    if (!store.cipher && BackupCipher::isSealed(buffer)) return Finding::corrupt;
     return store.isIntact(*check.hash, buffer) ? Finding::intact : Finding::corrupt;
   } catch (const std::exception&) {  // memory may run out too, for a file that is no object of ours
     return Finding::missing;
@@ -100,7 +103,9 @@ std::string sentence(const SectionSummary& section, const Check& check, Finding 
 
 VerifyResult verifyBackup(const BackupRepository& repository, const BackupRepository::Backup& backup,
                           const std::function<void(const std::string&)>& onProblem) {
-  const Shelves shelves{repository.store()};
+  auto store = repository.store();
+  store.cipher = repository.cipher();
+  const Shelves shelves{std::move(store)};
   VerifyResult result;
   const auto report = [&](const std::string& problem) {
     ++result.problems;

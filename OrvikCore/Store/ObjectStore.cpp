@@ -80,25 +80,28 @@ void ObjectStore::readStored(std::string_view hash, Bytes& buffer) const {
   }
 }
 
-std::shared_ptr<const BackupCipher> ObjectStore::anyCipher() const noexcept {
-  return cipher ? cipher : BackupEncryption::cipherFor(instanceDirectory);
+const BackupCipher* ObjectStore::anyCipher(std::optional<BackupCipher>& found) const noexcept {
+  if (cipher) return &*cipher;
+  found = BackupEncryption::cipherFor(instanceDirectory);
+  return found ? &*found : nullptr;
 }
 
 platform::Bytes ObjectStore::object(std::string_view hash) const {
   Bytes bytes = stored(hash);
   if (!BackupCipher::isSealed(bytes)) return bytes;
-  if (const auto opener = anyCipher()) return opener->open(bytes);
-
-  std::vector<std::string> keyIDs;
-  if (const auto info = BackupEncryption::info(instanceDirectory))
-    for (const auto& key : info->keys) keyIDs.push_back(key.keyID);
-  throw BackupEncryptionError::locked(std::move(keyIDs));
+  std::optional<BackupCipher> found;
+  if (const auto* opener = anyCipher(found)) return opener->open(bytes);
+  throw BackupEncryptionError::locked(BackupEncryption::keyIDs(instanceDirectory));
 }
 
 bool ObjectStore::isIntact(std::string_view hash, std::string_view stored) const noexcept try {
   if (!BackupCipher::isSealed(stored)) return sha256(stored) == hash;
-  const auto opener = anyCipher();
-  return opener && opener->name(opener->open(stored)) == hash;
+  std::optional<BackupCipher> found;
+  const auto* opener = anyCipher(found);
+  if (!opener) return false;
+  thread_local Bytes plain;  // kept, so that a verification takes memory once
+  opener->open(stored, plain);
+  return opener->name(plain) == hash;
 } catch (...) {
   return false;
 }

@@ -27,9 +27,9 @@ struct ObjectStore {
   using Bytes = platform::Bytes;
 
   Path instanceDirectory;
-  std::optional<Path> overlay;                 ///< an instance-shaped folder that new objects go to instead
-  std::shared_ptr<const BackupCipher> cipher;  ///< when present, objects are sealed and named by a keyed hash
-  std::shared_ptr<PackLookup> packs;           ///< when present, where packed objects are found
+  std::optional<Path> overlay;         ///< an instance-shaped folder that new objects go to instead
+  std::optional<BackupCipher> cipher;  ///< when present, objects are sealed and named by a keyed hash
+  std::shared_ptr<PackLookup> packs;   ///< when present, where packed objects are found
 
   enum class IncludingOverlay { no, yes };
 
@@ -84,7 +84,8 @@ struct ObjectStore {
   static void atomicWrite(std::string_view data, const Path& path);
 
  private:
-  std::shared_ptr<const BackupCipher> anyCipher() const noexcept;
+  /// The store's own cipher, or else the folder's, which goes to `found`; null when there is neither.
+  const BackupCipher* anyCipher(std::optional<BackupCipher>& found) const noexcept;
 };
 
 }  // namespace orvik

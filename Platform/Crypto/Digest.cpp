@@ -118,15 +118,19 @@ Bytes digest(DigestAlgorithm algorithm, std::string_view bytes) {
 
 std::string sha256Hex(std::string_view bytes) { return hexEncode(digest(DigestAlgorithm::sha256, bytes)); }
 
-Bytes randomBytes(std::size_t count) {
-  Bytes bytes(count, '\0');
-  for (std::size_t filled = 0; filled < count;) {
-    const ssize_t got = getrandom(bytes.data() + filled, count - filled, 0);
+void fillRandomly(std::span<char> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t got = getrandom(bytes.data(), bytes.size(), 0);
     if (got >= 0)
-      filled += static_cast<std::size_t>(got);
+      bytes = bytes.subspan(static_cast<std::size_t>(got));
     else if (errno != EINTR)
       throw Error("The system's random source can't be read.");
   }
+}
+
+Bytes randomBytes(std::size_t count) {
+  Bytes bytes(count, '\0');
+  fillRandomly(bytes);
   return bytes;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -35,7 +36,9 @@ Bytes digest(DigestAlgorithm algorithm, std::string_view bytes);
 /// Lower-case hexadecimal SHA-256 of bytes in memory. Reuses one context per thread.
 std::string sha256Hex(std::string_view bytes);
 
-/// Fills `count` bytes from the system's random source. Throws `Error`.
+/// Fills `bytes` from the system's random source. Throws `Error`.
+void fillRandomly(std::span<char> bytes);
+/// So many bytes of it.
 Bytes randomBytes(std::size_t count);
 
 }  // namespace platform

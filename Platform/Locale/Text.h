@@ -43,6 +43,13 @@ std::vector<char32_t> scalars(std::string_view text);
 /// Appends a Unicode scalar as UTF-8; U+FFFD for a number that is none.
 void appendUTF8(std::string& out, char32_t scalar);
 
+/// `text` without white space and line ends (Unicode property White_Space) at both ends.
+std::string_view trimmed(std::string_view text) noexcept;
+
+/// The lines of a text, cut at LF, VT, FF, CR, NEL, LINE SEPARATOR and PARAGRAPH SEPARATOR, which belong to
+/// none; between CR and LF stands an empty one. Valid while the text is.
+std::vector<std::string_view> lines(std::string_view text);
+
 /// Whether `text` is valid UTF-8.
 bool isValidUTF8(std::string_view text) noexcept;
 

@@ -46,14 +46,14 @@ struct SampleFolder {
     auto policies = emptyIndex("policies");
     policies.items = {itemWithID("1")};
     policies.items[0].objects = {{"xml", xml}, {"json", json}};
-    BackupRepository::writeIndex(policies, index(), nullptr);
+    BackupRepository::writeIndex(policies, index(), std::nullopt);
 
     auto packages = emptyIndex("packages");
     packages.items = {itemWithID("2")};
     packages.items[0].objects = {{"json", package}};
     packages.items[0].file = FileRef{"Tool.pkg", fileDigest, 11, {}, FileRef::Status::downloaded, {}, {}, {}};
     BackupRepository::writeIndex(
-        packages, repository.backupDirectory(backupID) / BackupFormat::sectionPath("packages"), nullptr);
+        packages, repository.backupDirectory(backupID) / BackupFormat::sectionPath("packages"), std::nullopt);
   }
 
   void writeManifest() const {

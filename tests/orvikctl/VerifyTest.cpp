@@ -5,7 +5,7 @@
 
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "tests/Support/SampleFolder.h"
-#include "tests/Support/TestCipher.h"
+#include "tests/Support/TestKeys.h"
 #include "tests/Support/Tool.h"
 
 namespace {
@@ -32,7 +32,7 @@ class Verify : public testing::Test {
     for (const auto& index : indexes) {
       manifest.sections.push_back(test::summaryOf(index.sectionID));
       BackupRepository::writeIndex(
-          index, repository.backupDirectory(id) / BackupFormat::sectionPath(index.sectionID), nullptr);
+          index, repository.backupDirectory(id) / BackupFormat::sectionPath(index.sectionID), std::nullopt);
     }
     test::write(repository.backupDirectory(id) / "manifest.json",
                 BackupFormat::makeEncoder().encode(manifest));
@@ -196,11 +196,12 @@ TEST_F(Verify, WhatIsNoFileIsMissingAndNeverBlocks) {
 }
 
 TEST_F(Verify, ASealedObjectWithoutAKeyIsCorruptAndWithItsKeyIntact) {
-  const auto cipher = std::make_shared<const test::TestCipher>();
+  const auto cipher = test::sealFolder(folder.path());
+  BackupEncryption::forgetKeys();
   const auto name = ObjectStore{folder.path(), {}, cipher, {}}.put("[]");
   publish("1", {indexOf("s", "1", {{"json", name}})});
   EXPECT_EQ(verify().out, "✗ s/1: object " + name + " corrupt\n1 problem(s) in 1\n");
-  BackupEncryption::remember(folder.path(), cipher);
+  BackupEncryption::unlock(folder.path(), test::organisationKeys());
   EXPECT_EQ(verify().out, "✓ 1: 1 objects and files intact\n");
 }
 

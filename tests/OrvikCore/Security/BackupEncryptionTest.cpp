@@ -7,7 +7,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/SampleRecords.h"
-#include "tests/Support/TestCipher.h"
+#include "tests/Support/TestKeys.h"
 
 namespace {
 
@@ -49,12 +49,11 @@ TEST_F(Encryption, ARecordThatIsFarTooLongIsNotRead) {
 }
 
 TEST_F(Encryption, APlainFolderHasNoCipher) {
-  EXPECT_EQ(BackupEncryption::cipherFor(folder.path()), nullptr);
+  EXPECT_EQ(BackupEncryption::cipherFor(folder.path()), std::nullopt);
 }
 
 TEST_F(Encryption, AnUnlockedCipherIsFoundUnderAllSpellingsOfItsFolder) {
-  const auto cipher = std::make_shared<const test::TestCipher>();
-  BackupEncryption::remember(folder.path(), cipher);
+  const auto cipher = test::sealFolder(folder.path());
   const auto text = folder.path().string();
   const auto name = folder.path().filename().string();
   EXPECT_EQ(BackupEncryption::cipherFor(text), cipher);
@@ -62,13 +61,13 @@ TEST_F(Encryption, AnUnlockedCipherIsFoundUnderAllSpellingsOfItsFolder) {
   EXPECT_EQ(BackupEncryption::cipherFor(text + "//."), cipher);
   EXPECT_EQ(BackupEncryption::cipherFor(text + "/../" + name), cipher);
   EXPECT_EQ(BackupEncryption::cipherFor(std::filesystem::relative(folder.path())), cipher);
-  EXPECT_EQ(BackupEncryption::cipherFor(text + "x"), nullptr);
+  EXPECT_EQ(BackupEncryption::cipherFor(text + "x"), std::nullopt);
 }
 
 TEST_F(Encryption, ForgetKeysEmptiesTheTable) {
-  BackupEncryption::remember(folder.path(), std::make_shared<const test::TestCipher>());
+  test::sealFolder(folder.path());
   BackupEncryption::forgetKeys();
-  EXPECT_EQ(BackupEncryption::cipherFor(folder.path()), nullptr);
+  EXPECT_EQ(BackupEncryption::cipherFor(folder.path()), std::nullopt);
 }
 
 TEST(BackupEncryptionError, SaysWhichKeysAreMissing) {

@@ -10,7 +10,7 @@
 #include "tests/Support/Folders.h"
 #include "tests/Support/Golden.h"
 #include "tests/Support/SampleRecords.h"
-#include "tests/Support/TestCipher.h"
+#include "tests/Support/TestKeys.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ TEST_F(Repository, StatesItsPaths) {
   const auto store = other.store();
   EXPECT_EQ(store.instanceDirectory, "/root/slug");
   EXPECT_FALSE(store.overlay);
-  EXPECT_EQ(store.cipher, nullptr);
+  EXPECT_EQ(store.cipher, std::nullopt);
 }
 
 TEST_F(Repository, OfAMissingOrEmptyFolderIsEmpty) {
@@ -138,38 +138,38 @@ TEST_F(Repository, ANameThatIsNotUTF8IsANameLikeAnyOther) {
 TEST_F(Repository, WritesAndReadsAPlainIndex) {
   const auto index = test::emptyIndex("policies");
   const auto path = folder / "backups/1/sections/policies.json";
-  BackupRepository::writeIndex(index, path, nullptr);
+  BackupRepository::writeIndex(index, path, std::nullopt);
   EXPECT_EQ(files::read(path), BackupFormat::makeEncoder().encode(index));
   EXPECT_EQ(repository.index("1", "policies"), index);
-  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", nullptr), index);
+  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", std::nullopt), index);
 }
 
 TEST_F(Repository, ASealedIndexIsReadOnlyWithItsCipher) {
-  const auto cipher = std::make_shared<const test::TestCipher>();
+  const auto cipher = test::sealFolder(folder.path());
+  BackupEncryption::forgetKeys();
   const auto index = test::emptyIndex("policies");
   const auto path = folder / "backups/1/sections/policies.json";
-  BackupRepository::writeIndex(index, path, cipher.get());
+  BackupRepository::writeIndex(index, path, cipher);
   EXPECT_TRUE(BackupCipher::isSealed(files::read(path)));
-  EXPECT_EQ(cipher->open(files::read(path)), BackupFormat::makeEncoder().encode(index));
+  EXPECT_EQ(cipher.open(files::read(path)), BackupFormat::makeEncoder().encode(index));
 
   EXPECT_EQ(repository.index("1", "policies"), std::nullopt);
-  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", cipher.get()), index);
-  const test::TestCipher another("another");
-  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", &another), std::nullopt);
-  BackupEncryption::remember(folder.path(), cipher);
+  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", cipher), index);
+  EXPECT_EQ(BackupRepository::loadIndex(folder / "backups/1", "policies", test::cipherOf("another")),
+            std::nullopt);
+  EXPECT_EQ(BackupEncryption::unlock(folder.path(), test::organisationKeys()), cipher);
   EXPECT_EQ(repository.cipher(), cipher);
   EXPECT_EQ(repository.index("1", "policies"), index);
 }
 
 TEST_F(Repository, APlainIndexOfAnEncryptedInstanceIsReadAsItIs) {
-  const test::TestCipher cipher;
-  BackupRepository::writeIndex(test::emptyIndex("s"), folder / "backups/1/sections/s.json", nullptr);
-  EXPECT_TRUE(BackupRepository::loadIndex(folder / "backups/1", "s", &cipher));
+  BackupRepository::writeIndex(test::emptyIndex("s"), folder / "backups/1/sections/s.json", std::nullopt);
+  EXPECT_TRUE(BackupRepository::loadIndex(folder / "backups/1", "s", test::cipherOf()));
 }
 
 TEST_F(Repository, AnIndexIsFoundByItsFileWhateverSectionItStates) {
   BackupRepository::writeIndex(test::emptyIndex("another"), folder / "backups/1/sections/policies.json",
-                               nullptr);
+                               std::nullopt);
   EXPECT_EQ(repository.index("1", "policies")->sectionID, "another");
   EXPECT_EQ(repository.index("1", "another"), std::nullopt);
 }
@@ -184,10 +184,10 @@ TEST_F(Repository, ASectionThatIsNoVisibleNameHasNoIndex) {
 }
 
 TEST_F(Repository, IsLockedWhileASealedFolderHasNoKey) {
-  const EncryptionInfo info{1, "s", test::date("2025-03-04T09:15:00Z"), {}};
-  test::write(folder / "encryption.json", BackupFormat::makeEncoder().encode(info));
+  test::sealFolder(folder.path());
+  BackupEncryption::forgetKeys();
   EXPECT_TRUE(repository.isLocked());
-  BackupEncryption::remember(folder.path(), std::make_shared<const test::TestCipher>());
+  BackupEncryption::unlock(folder.path(), test::organisationKeys());
   EXPECT_FALSE(repository.isLocked());
 }
 

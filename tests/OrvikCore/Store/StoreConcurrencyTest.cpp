@@ -15,7 +15,7 @@
 #include "OrvikCore/Store/ObjectStore.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/SampleRecords.h"
-#include "tests/Support/TestCipher.h"
+#include "tests/Support/TestKeys.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ TEST(Concurrency, EightThreadsPutTheSameObjects) {
 
 TEST(Concurrency, EightThreadsPutTheSameSealedObjects) {
   const files::TempFolder folder;
-  expectAllPutOnce({folder.path(), {}, std::make_shared<const test::TestCipher>(), {}});
+  expectAllPutOnce({folder.path(), {}, test::cipherOf(), {}});
 }
 
 TEST(Concurrency, JournalLinesOfEightThreadsStayWholeAndInEachThreadsOrder) {

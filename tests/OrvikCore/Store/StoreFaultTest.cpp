@@ -104,10 +104,10 @@ TEST(DiskFault, AnIndexIsTheOldOrTheNewOne) {
     const auto path = folder / BackupFormat::sectionPath("s");
     auto renewed = test::emptyIndex("s");
     renewed.items.push_back(test::itemWithID("1"));
-    return FaultTrial{[=] { BackupRepository::writeIndex(test::emptyIndex("s"), path, nullptr); },
-                      [=] { BackupRepository::writeIndex(renewed, path, nullptr); },
+    return FaultTrial{[=] { BackupRepository::writeIndex(test::emptyIndex("s"), path, std::nullopt); },
+                      [=] { BackupRepository::writeIndex(renewed, path, std::nullopt); },
                       [=](Ended ended) {
-                        const auto index = BackupRepository::loadIndex(folder, "s", nullptr);
+                        const auto index = BackupRepository::loadIndex(folder, "s", std::nullopt);
                         ASSERT_TRUE(index);
                         EXPECT_TRUE(*index == renewed || *index == test::emptyIndex("s"));
                         if (ended == Ended::whole) {

@@ -1,0 +1,30 @@
+#include "OrvikCore/Security/InMemoryKeyProvider.h"
+
+#include <utility>
+
+#include "OrvikCore/Security/SecretEnvelope.h"
+#include "OrvikCore/Security/SecretError.h"
+
+namespace orvik {
+
+InMemoryKeyProvider::InMemoryKeyProvider(std::vector<platform::P256PrivateKey> privateKeys) {
+  for (auto& key : privateKeys) {
+    auto id = SecretEnvelope::keyID(key.publicKey());
+    keys_.insert_or_assign(std::move(id), std::move(key));
+  }
+}
+
+platform::Secret256 InMemoryKeyProvider::sharedSecret(const std::string& keyID,
+                                                      std::string_view ephemeralX963) const {
+  const auto key = keys_.find(keyID);
+  if (key == keys_.end()) throw SecretError::crypto("no private key for key id " + keyID);
+  return key->second.sharedSecret(ephemeralX963);
+}
+
+PublicKeys InMemoryKeyProvider::publicKeys() const {
+  PublicKeys table;
+  for (const auto& [id, key] : keys_) table.emplace(id, key.publicKey());
+  return table;
+}
+
+}  // namespace orvik
