@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
-#include "OrvikCore/Security/BackupEncryption.h"
 #include "orvikctl/FolderCommands.h"
+#include "orvikctl/KeyCommands.h"
 #include "orvikctl/Usage.h"
 
 namespace orvik::ctl {
@@ -17,17 +17,10 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::array folderCommands{"list"sv, "verify"sv, "gc"sv, "pack"sv, "report"sv};
-constexpr std::array commandsToCome{"encrypt"sv, "key-info"sv, "keys"sv,  "decrypt"sv,
-                                    "gc"sv,      "pack"sv,     "report"sv};
+constexpr std::array commandsToCome{"gc"sv, "pack"sv, "report"sv};
 
 bool contains(const auto& names, std::string_view name) {
   return std::ranges::find(names, name) != std::ranges::end(names);
-}
-
-/// A key file matters only for a sealed folder; on a plain one it is not even opened.
-void unlockIfRequested(const std::string& folder, const std::optional<std::string>& keyPath) {
-  if (keyPath && BackupEncryption::isEncrypted(folder))
-    fail("this version can't open sealed backups with --key yet");
 }
 
 int dispatch(const std::string& command, const Arguments& arguments, std::ostream& out) {
@@ -35,6 +28,10 @@ int dispatch(const std::string& command, const Arguments& arguments, std::ostrea
     if (const auto positionals = positional(arguments); !positionals.empty())
       unlockIfRequested(positionals.front(), option("--key", arguments));
 
+  if (command == "encrypt") return encrypt(arguments, out);
+  if (command == "key-info") return keyInfo(arguments, out);
+  if (command == "keys") return keys(out);
+  if (command == "decrypt") return decrypt(arguments, out);
   if (command == "list") return list(arguments, out);
   if (command == "verify") return verify(arguments, out);
   if (contains(commandsToCome, command)) fail("the command " + command + " is not part of this version yet");

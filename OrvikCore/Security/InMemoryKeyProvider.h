@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <vector>
 
@@ -13,6 +14,9 @@ class InMemoryKeyProvider final : public DecryptionKeyProvider {
  public:
   /// Each key is entered under the key ID of its public key.
   explicit InMemoryKeyProvider(std::vector<platform::P256PrivateKey> privateKeys);
+
+  /// The first private key of a PEM file of at most 1 MB. Throws `tuv::Error`, which names the file.
+  static InMemoryKeyProvider fromFile(const std::filesystem::path& path);
 
   /// Throws `SecretError` for a key that it doesn't have.
   platform::Secret256 sharedSecret(const std::string& keyID, std::string_view ephemeralX963) const override;

@@ -25,15 +25,15 @@ struct Descriptor {
   ~Descriptor() { ::close(number); }
 };
 
-}  // namespace
-
-SecretString readSecretly(int descriptor, std::size_t limit, const std::string& what,
-                          const std::stop_token& stop) {
-  std::array<char, 4096> piece;
+/// Reads to the end, or until `isDone` says so of what came so far.
+template <std::size_t PieceSize, class IsDone>
+SecretString readPieces(int descriptor, std::size_t limit, const std::string& what,
+                        const std::stop_token& stop, const IsDone& isDone) {
+  std::array<char, PieceSize> piece;
   std::string text;
   text.reserve(limit + piece.size());  // a growing text would leave copies of the secret behind
   std::optional<std::string> problem;
-  while (!problem && !stop.stop_requested()) {
+  while (!problem && !stop.stop_requested() && !isDone(text)) {
     pollfd wait{descriptor, POLLIN, 0};
     if (::poll(&wait, 1, pollInterval) <= 0) continue;
     const ssize_t count = ::read(descriptor, piece.data(), piece.size());
@@ -47,6 +47,26 @@ SecretString readSecretly(int descriptor, std::size_t limit, const std::string& 
   throwIfCancelled(stop);
   if (problem) throw Error("Can't read " + what + ": " + *problem);
   return secret;
+}
+
+}  // namespace
+
+SecretString readSecretly(int descriptor, std::size_t limit, const std::string& what,
+                          const std::stop_token& stop) {
+  return readPieces<4096>(descriptor, limit, what, stop, [](const std::string&) { return false; });
+}
+
+SecretString readLineSecretly(int descriptor, std::size_t limit, const std::string& what,
+                              const std::stop_token& stop) {
+  // Byte by byte: what stands behind the line is another reader's.
+  const auto text = readPieces<1>(descriptor, limit, what, stop,
+                                  [](const std::string& line) { return line.ends_with('\n'); });
+  std::string_view line = text.reveal();
+  if (line.ends_with('\n')) {
+    line.remove_suffix(1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+  }
+  return SecretString(std::string(line));
 }
 
 SecretString readSecretFile(const Path& path, std::size_t limit, Exposure exposure,

@@ -23,6 +23,12 @@ enum class Exposure { refused, allowed };
 SecretString readSecretly(int descriptor, std::size_t limit, const std::string& what,
                           const std::stop_token& stop);
 
+/// Reads one line from a descriptor and nothing behind it, so that a person's line is enough. Its line feed,
+/// and a carriage return right before it, are not part of it; the end of the input ends it too. Throws the
+/// same.
+SecretString readLineSecretly(int descriptor, std::size_t limit, const std::string& what,
+                              const std::stop_token& stop);
+
 /// The whole content of a file or pipe. Throws the same, `FileError` when it can't be opened, and
 /// `ExposedFileError` when exposure is refused and anybody but its owner has a right to it.
 SecretString readSecretFile(const Path& path, std::size_t limit, Exposure exposure,

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
 
 #include "Platform/Concurrency/Cancellation.h"
 
@@ -59,6 +62,49 @@ TEST(TempFolder, AKeptOneStays) {
   }
   EXPECT_TRUE(isDirectory(path));
   removeTree(path);
+}
+
+class SecretLine : public testing::Test {
+ protected:
+  SecretLine() { EXPECT_EQ(::pipe(ends), 0); }
+  ~SecretLine() override {
+    ::close(ends[0]);
+    closeWriter();
+  }
+  void write(std::string_view bytes) {
+    EXPECT_EQ(::write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  void closeWriter() {
+    if (ends[1] >= 0) ::close(std::exchange(ends[1], -1));
+  }
+  std::string read(std::size_t limit = 100) {
+    return std::string(readLineSecretly(ends[0], limit, "the line", {}).reveal());
+  }
+
+  int ends[2];
+};
+
+TEST_F(SecretLine, EndsAtItsLineFeedThoughTheWriterStillHoldsThePipe) {
+  write("hush\nmore");
+  EXPECT_EQ(read(), "hush");
+  closeWriter();
+  EXPECT_EQ(read(), "more");
+}
+
+TEST_F(SecretLine, LosesOneCarriageReturnBeforeItsLineFeedAndNothingElse) {
+  write("a\r\n b\r\r\n\n");
+  EXPECT_EQ(read(), "a");
+  EXPECT_EQ(read(), " b\r");
+  EXPECT_EQ(read(), "");
+  write("c\r");
+  closeWriter();
+  EXPECT_EQ(read(), "c\r");
+  EXPECT_EQ(read(), "");
+}
+
+TEST_F(SecretLine, IsNoLongerThanItsLimit) {
+  write("12345\n");
+  EXPECT_THROW(read(4), Error);
 }
 
 }  // namespace
