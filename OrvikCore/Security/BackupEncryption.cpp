@@ -92,8 +92,13 @@ BackupCipher unlock(const files::Path& directory, const DecryptionKeyProvider& k
   if (auto cipher = remembered(directory)) return std::move(*cipher);
   const auto record = info(directory);
   if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
-  for (const auto& key : record->keys)
+  // Of a record with many keys only those at hand cost a look into a token.
+  const auto available = keys.publicKeys();
+  for (const auto& key : record->keys) {
+    const auto recipient = SecretEnvelope::recipient(key.wrapped);
+    if (!recipient || !available.contains(*recipient)) continue;
     if (const auto dataKey = unwrapped(key, keys)) return remember(directory, *dataKey);
+  }
   throw BackupEncryptionError::locked(keyIDs(*record));
 }
 
@@ -108,7 +113,7 @@ std::optional<BackupCipher> cipherFor(const files::Path& directory) noexcept try
 bool isEncrypted(const files::Path& directory) noexcept { return info(directory).has_value(); }
 
 std::optional<EncryptionInfo> info(const files::Path& directory) noexcept try {
-  const auto bytes = files::tryRead(directory / BackupFormat::encryptionFile, BackupFormat::recordLimit);
+  const auto bytes = files::tryRead(directory / BackupFormat::encryptionFile, BackupFormat::encryptionLimit);
   return bytes ? BackupFormat::makeDecoder().tryDecode<EncryptionInfo>(*bytes) : std::nullopt;
 } catch (...) {
   return std::nullopt;

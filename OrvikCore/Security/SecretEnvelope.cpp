@@ -75,6 +75,12 @@ std::string encrypt(std::string_view plaintext, std::string_view recipientX963) 
   return std::string(prefix) + id + ":" + urlSafe(platform::base64Encode(payload));
 }
 
+std::optional<std::string> recipient(std::string_view value) {
+  auto pieces = piecesOf(platform::locale::trimmed(value));
+  if (!pieces) return std::nullopt;
+  return std::move(pieces->keyID);
+}
+
 platform::SecretString decrypt(std::string_view value, const DecryptionKeyProvider& keys) {
   const auto pieces = piecesOf(platform::locale::trimmed(value));
   if (!pieces) throw SecretError::crypto("not a ORVIK-ENC value");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,9 @@ std::string keyID(std::string_view publicKeyX963);
 /// The value for a recipient's public key; it differs each time. Throws `platform::CryptoError` for a key
 /// that is no point of P-256.
 std::string encrypt(std::string_view plaintext, std::string_view recipientX963);
+
+/// The key ID that a value names; nothing for a text that is no value.
+std::optional<std::string> recipient(std::string_view value);
 
 /// The text in a value; white space around it is ignored. Throws `SecretError`.
 platform::SecretString decrypt(std::string_view value, const DecryptionKeyProvider& keys);
