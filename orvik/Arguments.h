@@ -25,6 +25,9 @@ struct BackupArguments {
   double maxDelay = 60;
   double lockWait = 0;
   bool noResume = false;
+  bool encrypt = false;
+  std::optional<std::string> key;    ///< PEM file
+  std::optional<std::string> keyID;  ///< of a new data key
   std::string caFile;
   bool json = false;
   bool quiet = false;

@@ -64,6 +64,7 @@ ExitStatus backup(const BackupArguments& arguments, platform::SecretString envir
   request.retryPolicy = {arguments.attempts, arguments.baseDelay, arguments.maxDelay};
   request.resume = arguments.noResume ? ResumeInterrupted::no : ResumeInterrupted::yes;
   request.lockWait = arguments.lockWait;
+  request.sealing = {arguments.encrypt, arguments.key, arguments.keyID};
 
   const auto outcome = runBackup(request, *view, stop);
   if (!arguments.json) results.line(outcome.manifest.backupID);

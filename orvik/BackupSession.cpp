@@ -63,6 +63,7 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   job.root = request.root / request.instance.slug;
   job.orvikVersion = ORVIK_VERSION;
   job.retryPolicy = request.retryPolicy;
+  const SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 
   // A lock that is lost in the middle of a run is no reason to wait: that run is over.

@@ -13,6 +13,7 @@
 #include "OrvikCore/Jamf/RetryPolicy.h"
 #include "Platform/HTTP/URL.h"
 #include "orvik/ProgressView.h"
+#include "orvik/Sealing.h"
 
 namespace orvik::host {
 
@@ -38,9 +39,11 @@ struct BackupRequest {
   RetryPolicy retryPolicy;
   ResumeInterrupted resume = ResumeInterrupted::yes;
   double lockWait = 0;  ///< seconds to wait for another writer
+  Sealing sealing;
 };
 
-/// Makes it, and tells `view` about it. Throws what `BackupEngine::run` throws.
+/// Makes it, and tells `view` about it. Throws what `BackupEngine::run` throws, and `CredentialError` for a
+/// folder whose sealing makes no sense.
 BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop);
 
 }  // namespace orvik::host

@@ -30,9 +30,6 @@ constexpr std::array laterOptions{
     LaterOption{"--staging", LaterOption::Form::value, "staging comes later"},
     LaterOption{"--keep", LaterOption::Form::value, "retention comes later"},
     LaterOption{"--keep-days", LaterOption::Form::value, "retention comes later"},
-    LaterOption{"--encrypt", LaterOption::Form::flag, "sealed backups come later"},
-    LaterOption{"--key", LaterOption::Form::value, "sealed backups come later"},
-    LaterOption{"--key-id", LaterOption::Form::value, "sealed backups come later"},
     LaterOption{"--mount", LaterOption::Form::value, "package files come later"},
     LaterOption{"--downloads", LaterOption::Form::value, "package files come later"},
     LaterOption{"--full-refresh", LaterOption::Form::flag, "device records come later"},
@@ -205,6 +202,12 @@ void CommandTable::defineBackup() {
   number("--base-delay", a.baseDelay, 0, 3600, "Seconds before the first repeat");
   number("--max-delay", a.maxDelay, 0, 86400, "Seconds before a later repeat at most");
   command.add_flag("--no-resume", a.noResume, "Begin anew where a run was interrupted");
+  command.add_flag("--encrypt", a.encrypt,
+                   "Seal the backup; a folder that was sealed once is sealed for good");
+  command.add_option("--key", a.key, "PEM file of the organisation's private key (default: the keychain)")
+      ->type_name("FILE");
+  command.add_option("--key-id", a.keyID, "Seal a new folder for this key alone (default: for all at hand)")
+      ->type_name("ID");
   number("--lock-wait", a.lockWait, 0, aYear, "Seconds to wait for another writer");
   command.add_option("--ca-file", a.caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
   quietAndJSON(command, a.quiet, &a.json);

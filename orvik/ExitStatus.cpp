@@ -34,8 +34,8 @@ Failure describe(const std::exception_ptr& failure) {
   } catch (const BackupEngineError& error) {
     return {statusOf(error), error.description()};
   } catch (const BackupEncryptionError& error) {
-    const bool isLocked = error.kind() == BackupEncryptionError::Kind::locked;
-    return {isLocked ? ExitStatus::credential : ExitStatus::failed, error.description()};
+    const bool isDamaged = error.kind() == BackupEncryptionError::Kind::damaged;
+    return {isDamaged ? ExitStatus::failed : ExitStatus::credential, error.description()};
   } catch (const std::exception& error) {
     return {ExitStatus::failed, error.what()};
   }

@@ -9,6 +9,7 @@
 #include "Platform/Process/ChildProcess.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/Wording.h"
 
 namespace orvik::host {
 
@@ -21,16 +22,6 @@ constexpr std::size_t longestSecret = 64 * 1024;  // bytes
 
 constexpr const char* variable = "ORVIK_CLIENT_SECRET";
 constexpr std::string_view credentialName = "orvik-client-secret";
-
-/// Text as a word for a shell.
-std::string quoted(const std::string& text) {
-  if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,@:") ==
-      text.npos)
-    return text;
-  std::string word = "'";
-  for (const char c : text) c == '\'' ? word += "'\\''" : word += c;
-  return word + "'";
-}
 
 SecretString withoutLineEnd(const SecretString& text) {
   std::string_view value = text.reveal();
@@ -50,7 +41,7 @@ SecretString fromFile(const std::string& path, files::Exposure exposure, const s
   return withoutLineEnd(files::readSecretFile(path, longestSecret, exposure, stop));
 } catch (const files::ExposedFileError&) {
   throw CredentialError("Others can read the secret file " + path + ". This mends it: chmod 600 " +
-                        quoted(path));
+                        wording::shellWord(path));
 }
 
 /// The command itself may hold a password, so no message repeats it.

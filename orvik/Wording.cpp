@@ -83,6 +83,15 @@ std::string counts(const ChangeCounts& counts) {
   return text;
 }
 
+std::string shellWord(const std::string& text) {
+  if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+,@:") ==
+      text.npos)
+    return text;
+  std::string word = "'";
+  for (const char c : text) c == '\'' ? word += "'\\''" : word += c;
+  return word + "'";
+}
+
 std::string section(const SectionSummary& summary) {
   switch (summary.status) {
     case Status::disabled:

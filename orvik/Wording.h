@@ -18,6 +18,9 @@ std::string duration(std::chrono::duration<double> duration);
 /// The same without the smaller unit: "42 s", "3 min".
 std::string roughly(std::chrono::duration<double> duration);
 
+/// A text as a word for a shell, in quotes where it needs them.
+std::string shellWord(const std::string& text);
+
 /// "42 objects, 3 new, 1 changed": only what isn't zero.
 std::string counts(const ChangeCounts& counts);
 /// One line for a section that is finished: ID, and counts or why there are none. Empty for a disabled one.

@@ -149,8 +149,7 @@ TEST(CommandTable, AVariableOfTheOtherSecretSourceGivesWay) {
 TEST(CommandTable, OptionsOfLaterVersionsAreRefusedWithASentence) {
   for (const Arguments& later :
        {Arguments{"--instance", "x"}, Arguments{"--staging", "x"}, Arguments{"--keep", "3"},
-        Arguments{"--keep-days=3"}, Arguments{"--encrypt"}, Arguments{"--key", "k"},
-        Arguments{"--key-id", "k"}, Arguments{"--mount", "m"}, Arguments{"--downloads", "2"},
+        Arguments{"--keep-days=3"}, Arguments{"--mount", "m"}, Arguments{"--downloads", "2"},
         Arguments{"--full-refresh"}, Arguments{"--classic-devices"}}) {
     const auto option = later.front().substr(0, later.front().find('='));
     EXPECT_THAT(refusal(backupLine(later)),

@@ -28,6 +28,8 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x")), 1);
   EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x", BackupEngineError::Credential::refused)), 12);
   EXPECT_EQ(statusOf(BackupEncryptionError::locked({"k"})), 12);
+  EXPECT_EQ(statusOf(BackupEncryptionError::noOrganisationKey()), 12);
+  EXPECT_EQ(statusOf(BackupEncryptionError::damaged("x")), 1);
   EXPECT_EQ(statusOf(platform::CancellationError()), 130);
   EXPECT_EQ(statusOf(HTTPError(HTTPErrorKind::cancelled, "x")), 130);
   EXPECT_EQ(statusOf(HTTPError(HTTPErrorKind::timedOut, "x")), 1);

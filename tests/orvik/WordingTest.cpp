@@ -27,6 +27,11 @@ TEST(Wording, DurationsHaveTwoUnitsAtMost) {
   EXPECT_EQ(wording::roughly(7440s), "2 h");
 }
 
+TEST(Wording, AWordForAShellIsQuotedWhereItHasTo) {
+  EXPECT_EQ(wording::shellWord("/srv/backups/a-b_c.json"), "/srv/backups/a-b_c.json");
+  EXPECT_EQ(wording::shellWord("/home/o'neil/a b"), "'/home/o'\\''neil/a b'");
+}
+
 TEST(Wording, ASectionIsOneLine) {
   SectionSummary summary{"policies", "Policies", Status::complete, {}, {42, 3, 1, 38, 2, 0}, {}};
   EXPECT_EQ(wording::section(summary), "policies  42 objects, 3 new, 1 changed, 2 removed");

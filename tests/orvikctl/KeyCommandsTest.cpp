@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstdlib>
 
 #include "OrvikCore/Security/BackupEncryption.h"
@@ -206,6 +209,18 @@ TEST_F(SealedFolder, VerifiesWithAnIdentityOfThisMachine) {
   for (const auto& path : {organisation.key, organisation.certificate})
     std::filesystem::rename(path, folder / "data/orvik/identities" / path.filename());
   EXPECT_EQ(runTool({"verify", sealed.string()}).out, "✓ 1: 1 objects and files intact\n");
+}
+
+TEST_F(SealedFolder, TheReasonWhyAKeyIsRefusedIsToldOnStandardError) {
+  std::filesystem::create_directories(folder / "data/orvik/identities");
+  for (const auto& path : {organisation.key, organisation.certificate})
+    std::filesystem::rename(path, folder / "data/orvik/identities" / path.filename());
+  ::chmod((folder / "data/orvik/identities/org.key.pem").c_str(), 0644);
+  const auto result = test::runProgram(ORVIK_PROGRAM_FOLDER "/orvikctl", {"verify", sealed.string()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "✗ s: index missing\n1 problem(s) in 1\n");
+  EXPECT_THAT(result.err, HasSubstr("This mends it: chmod 600 "));
+  EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
 }
 
 TEST_F(SealedFolder, WithoutAKeyASealedIndexCountsAsMissing) {

@@ -1,0 +1,138 @@
+#include "orvik/Sealing.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/InMemoryKeyProvider.h"
+#include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
+#include "OrvikCore/Store/BackupJournal.h"
+#include "OrvikCore/Store/BackupRepository.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Files/Files.h"
+#include "TuvCore/AppFolders.h"
+#include "TuvCore/Log.h"
+#include "orvik/ExitStatus.h"
+#include "orvik/Wording.h"
+
+namespace orvik::host {
+
+namespace {
+
+namespace files = platform::files;
+
+files::Path recordOf(const BackupJob& job) { return job.root / BackupFormat::encryptionFile; }
+
+/// Where copies of an instance's records are kept. One server may be backed up into several folders, each
+/// with a record of its own.
+files::Path copiesOf(const BackupJob& job) {
+  return tuv::AppFolders::user() / "encryption" / job.instance.id.text();
+}
+
+/// Whether a finished or an interrupted backup is sealed.
+bool hasSealedContent(const BackupRepository& repository) {
+  const auto partials = repository.partialBackupIDs();
+  return std::ranges::any_of(repository.completeBackups(),
+                             [](const auto& each) { return each.manifest.encryption.has_value(); }) ||
+         std::ranges::any_of(partials, [&](const std::string& id) {
+           const auto state = PartialBackupState::load(repository.partialDirectory(id));
+           return state && state->encrypted.value_or(false);
+         });
+}
+
+std::string whatToDo(const BackupJob& job) {
+  const auto copies = copiesOf(job);
+  const auto names = files::visibleNames(copies);
+  if (names.empty())
+    return fmt::format(
+        "Put the file back from a copy of the folder: without it the sealed backups can't be "
+        "opened. To begin anew, name another folder with --to.");
+  return fmt::format("Put the file back. Copies of it are kept on this machine; for the newest: cp {} {}",
+                     wording::shellWord((copies / names.back()).string()),
+                     wording::shellWord(recordOf(job).string()));
+}
+
+/// For a folder without a record that can be read.
+void requireNoSealedContent(const BackupJob& job) {
+  const auto record = recordOf(job);
+  if (files::exists(record))
+    throw CredentialError(fmt::format("The folder is sealed, but {} can't be read, so nothing is written. {}",
+                                      record.string(), whatToDo(job)));
+  if (hasSealedContent(BackupRepository(job.root)))
+    throw CredentialError(
+        fmt::format("The folder holds sealed backups, but {} is missing, so nothing is "
+                    "written. {}",
+                    record.string(), whatToDo(job)));
+}
+
+std::shared_ptr<const DecryptionKeyProvider> keysOf(const Sealing& sealing) try {
+  if (sealing.keyFile)
+    return std::make_shared<InMemoryKeyProvider>(InMemoryKeyProvider::fromFile(*sealing.keyFile));
+  return std::make_shared<KeychainIdentityKeyProvider>();
+} catch (const tuv::Error& error) {
+  throw CredentialError(error.description());
+}
+
+/// A misspelt ID would seal for all keys.
+void requireKey(const DecryptionKeyProvider& keys, const std::string& keyID) {
+  const auto table = keys.publicKeys();
+  if (table.empty() || table.contains(keyID)) return;
+  std::vector<std::string> ids;
+  for (const auto& [id, key] : table) ids.push_back(id);
+  throw CredentialError(
+      fmt::format("There is no organisation key {}; at hand: {}.", keyID, fmt::join(ids, ", ")));
+}
+
+/// Named by time and content, so that no record ever takes another's place.
+void keepCopy(const BackupJob& job, const EncryptionInfo& record) {
+  const auto bytes = files::read(recordOf(job));
+  const auto name = fmt::format("{}-{}.json", BackupFormat::backupID(record.createdAt),
+                                platform::sha256Hex(bytes).substr(0, 8));
+  const auto copy = copiesOf(job) / name;
+  if (!files::exists(copy)) files::atomicWrite(bytes, copy);
+}
+
+}  // namespace
+
+SealedRun::SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view)
+    : job_(job), view_(view), before_(BackupEncryption::info(job.root)) {
+  if (!before_) requireNoSealedContent(job);
+  if (!before_ && !sealing.encrypt) {
+    if (sealing.keyFile)
+      view.remark(
+          fmt::format("--key is not used: {} is not sealed. To seal it, add --encrypt.", job.root.string()));
+    return;
+  }
+  job.encrypt = sealing.encrypt;
+  job.encryptionKeys = keysOf(sealing);
+  job.encryptionKeyID = sealing.keyID;
+  if (!before_ && sealing.keyID) requireKey(*job.encryptionKeys, *sealing.keyID);
+  refusals_ = std::make_shared<tuv::CategorySink>(
+      "encryption", [&view](const std::string& message) { view.remark(message); });
+  tuv::Log::shared().addSink(refusals_);
+}
+
+SealedRun::~SealedRun() {
+  if (refusals_) refusals_->detach();
+  try {
+    const auto record = BackupEncryption::info(job_.root);
+    if (!record) return;
+    if (!before_)
+      view_.remark(
+          fmt::format("Sealed from now on for the organisation key {}. Keep the private key safe: "
+                      "without it nobody can open these backups.",
+                      fmt::join(BackupEncryption::keyIDs(*record), ", ")));
+    keepCopy(job_, *record);
+  } catch (const std::exception& error) {
+    view_.remark(std::string("The key record was not copied to this machine. ") + error.what());
+  }
+}
+
+}  // namespace orvik::host
