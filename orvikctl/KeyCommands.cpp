@@ -1,6 +1,6 @@
 #include "orvikctl/KeyCommands.h"
 
-#include <unistd.h>
+#include <utility>
 
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/CertificateKey.h"
@@ -11,6 +11,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Files/SecretFile.h"
 #include "Platform/Locale/Text.h"
+#include "Platform/Terminal/StandardStreams.h"
 #include "orvikctl/Driver.h"
 
 namespace orvik::ctl {
@@ -39,8 +40,8 @@ platform::Bytes recipientOf(const Arguments& arguments) {
 
 platform::SecretString readSecret(const std::optional<std::string>& given) {
   if (given && !given->empty()) return platform::SecretString(*given);
-  auto line =
-      platform::files::readLineSecretly(STDIN_FILENO, longestSecret, "the secret from standard input", {});
+  auto line = platform::files::readLineSecretly(platform::standardStreams::input(), longestSecret,
+                                                "the secret from standard input", {});
   if (line.empty()) fail("empty secret");
   return line;
 }
