@@ -14,6 +14,7 @@
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/ScriptedReader.h"
+#include "tests/Support/TestKeys.h"
 
 namespace orvik::test {
 
@@ -72,6 +73,7 @@ struct RunFixture {
   std::function<void(const ScriptedReader::Call&, const std::stop_token&)> onCall;
   std::vector<BackupEvent> events;
   std::mutex eventsMutex;  // guards events
+  bool seals = false;      ///< runs seal for the test's organisation key
 
   RunFixture() {
     bodies.set("api/v1/jamf-pro-version", R"({"version":"11.30.1-t1"})");
@@ -80,6 +82,12 @@ struct RunFixture {
 
   platform::files::Path root() const { return folder.path() / "server.example"; }
   BackupRepository repository() const { return BackupRepository(root()); }
+
+  /// The key alone opens what is on the disk; nothing that the process remembers helps.
+  void unlockAfresh() const {
+    BackupEncryption::forgetKeys();
+    if (BackupEncryption::isEncrypted(root())) BackupEncryption::unlock(root(), organisationKeys());
+  }
 
   BackupJob job(const std::set<std::string>& sections) const {
     BackupJob job;
@@ -93,6 +101,8 @@ struct RunFixture {
     job.root = root();
     job.orvikVersion = "test";
     job.retryPolicy = {2, 0.001, 0.002};
+    job.encrypt = seals;
+    if (seals) job.encryptionKeys = std::make_shared<InMemoryKeyProvider>(organisationKeys());
     return job;
   }
 

@@ -4,13 +4,17 @@
 
 #include <atomic>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/InMemoryKeyProvider.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "OrvikCore/Store/BackupVerifier.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/HostFixture.h"
+#include "tests/Support/OrganisationFiles.h"
 #include "tests/Support/RunningProgram.h"
 
 namespace orvik::test {
@@ -24,9 +28,34 @@ constexpr int places = 20;
 class Kill : public HostFixture {
  protected:
   ProgramStart backupTo(const std::filesystem::path& folderBelow) const {
-    return start({"backup", "--to", folderBelow.string(), "--url", server.url(), "--client-id",
-                  server.clientID(), "--secret-file", secretFile.string(), "--rate", "0", "--concurrency",
-                  "4", "--quiet"});
+    Arguments arguments{"backup",
+                        "--to",
+                        folderBelow.string(),
+                        "--url",
+                        server.url(),
+                        "--client-id",
+                        server.clientID(),
+                        "--secret-file",
+                        secretFile.string(),
+                        "--rate",
+                        "0",
+                        "--concurrency",
+                        "4",
+                        "--quiet"};
+    if (organisation) arguments.insert(arguments.end(), {"--key", organisation->key.string()});
+    return start(arguments);
+  }
+
+  /// Seals a folder that is still empty. All have one data key, so that equal objects have equal names.
+  void seal(const std::filesystem::path& to) {
+    const auto record = files::Path("127.0.0.1") / BackupFormat::encryptionFile;
+    if (!organisation) {
+      organisation = OrganisationFiles::make(folder.path());
+      BackupEncryption::prepare(folder / "sealed/127.0.0.1",
+                                InMemoryKeyProvider::fromFile(organisation->key));
+    }
+    files::atomicWrite(files::read(folder / "sealed" / record), to / record);
+    BackupEncryption::unlock(to / "127.0.0.1", InMemoryKeyProvider::fromFile(organisation->key));
   }
 
   void runToTheEnd(const std::filesystem::path& to) {
@@ -51,20 +80,25 @@ class Kill : public HostFixture {
     server.setRequestHook({});
   }
 
-  /// Every object by its path, and every section's index, of the one backup of a folder.
+  /// Every object by its path, and every section's index, of the one backup of a folder, as plain bytes.
   std::map<std::string, std::string> contentOf(const std::filesystem::path& to) const {
     const BackupRepository found(to, "127.0.0.1");
+    const auto cipher = found.cipher();
+    const auto plain = [&](const platform::Bytes& bytes) {
+      EXPECT_EQ(BackupCipher::isSealed(bytes), cipher.has_value());
+      return cipher ? cipher->open(bytes) : bytes;
+    };
     std::map<std::string, std::string> content;
     const auto objects = found.instanceDirectory / "store" / "objects";
     for (const auto& entry : std::filesystem::recursive_directory_iterator(objects))
       if (entry.is_regular_file() && !entry.path().filename().string().starts_with('.'))
-        content[std::filesystem::relative(entry.path(), objects)] = files::read(entry.path());
+        content[std::filesystem::relative(entry.path(), objects)] = plain(files::read(entry.path()));
     const auto backup = found.latestComplete();
     EXPECT_TRUE(backup);
     if (!backup) return content;
     const auto sections = found.backupDirectory(backup->id) / BackupFormat::sectionsFolder;
     for (const auto& name : files::visibleNames(sections))
-      content["index " + name] = files::read(sections / name);
+      content["index " + name] = plain(files::read(sections / name));
     for (auto summary : backup->manifest.sections)
       content["summary " + summary.id] = BackupFormat::makeEncoder().encode(summary);
     EXPECT_EQ(
@@ -72,6 +106,8 @@ class Kill : public HostFixture {
         0U);
     return content;
   }
+
+  std::optional<OrganisationFiles> organisation;  ///< of folders that are sealed
 };
 
 TEST_F(Kill, AtTwentyPlacesAResumedRunEqualsAnUninterruptedOneObjectForObject) {
@@ -97,6 +133,15 @@ TEST_F(Kill, OneRunThatIsKilledAgainAndAgainStillEndsWhole) {
   runToTheEnd(folder / "reference");
   const auto to = folder / "killed";
   for (int attempt = 0; attempt < places; ++attempt) runAndKillAt(to, 12);
+  runToTheEnd(to);
+  EXPECT_EQ(contentOf(to), contentOf(folder / "reference"));
+}
+
+TEST_F(Kill, ASealedRunThatIsKilledAgainAndAgainStillEndsWholeAndSealed) {
+  const auto to = folder / "killed";
+  for (const auto& each : {folder / "reference", to}) seal(each);
+  runToTheEnd(folder / "reference");
+  for (int attempt = 0; attempt < places / 2; ++attempt) runAndKillAt(to, 20);
   runToTheEnd(to);
   EXPECT_EQ(contentOf(to), contentOf(folder / "reference"));
 }

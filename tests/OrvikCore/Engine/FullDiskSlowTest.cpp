@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <string>
+#include <tuple>
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Store/BackupVerifier.h"
@@ -23,8 +25,11 @@ void fill(RunFixture& fixture) {
   fixture.bodies.set("api/v3/sso", R"({"ssoEnabled":false})");
 }
 
-std::uint64_t operationsOfARun() {
+enum class Form { plain, sealed };
+
+std::uint64_t operationsOfARun(Form form) {
   RunFixture fixture;
+  fixture.seals = form == Form::sealed;
   fill(fixture);
   files::armFaultSeam(UINT64_MAX, files::FaultAction::fail, EIO);
   fixture.run(sections);
@@ -48,18 +53,24 @@ void expectNothingLost(RunFixture& fixture) {
   EXPECT_TRUE(repository.partialBackupIDs().empty());
 }
 
-class FullDisk : public testing::TestWithParam<files::FaultAction> {};
+/// How the disk fails, and whether runs seal.
+class FullDisk : public testing::TestWithParam<std::tuple<files::FaultAction, Form>> {
+ protected:
+  ~FullDisk() override { BackupEncryption::forgetKeys(); }
+};
 
 TEST_P(FullDisk, AtAnyOperationLeavesNoHalfBackupAndOneSentence) {
-  const auto operations = operationsOfARun();
+  const auto [action, form] = GetParam();
+  const auto operations = operationsOfARun(form);
   ASSERT_GT(operations, 40U);
   // A prime, so that the short form meets every kind of operation too.
   const std::uint64_t step = std::getenv("ORVIK_SHORT") ? 13 : 1;
   for (std::uint64_t n = 1; n <= operations; n += step) {
     SCOPED_TRACE("at operation " + std::to_string(n) + " of " + std::to_string(operations));
     RunFixture fixture;
+    fixture.seals = form == Form::sealed;
     fill(fixture);
-    files::armFaultSeam(n, GetParam(), ENOSPC);
+    files::armFaultSeam(n, action, ENOSPC);
     try {
       fixture.run(sections);
     } catch (const tuv::Error& error) {
@@ -67,15 +78,22 @@ TEST_P(FullDisk, AtAnyOperationLeavesNoHalfBackupAndOneSentence) {
       EXPECT_TRUE(fixture.repository().completeBackups().empty());
     }
     files::disarmFaultSeam();
+    fixture.unlockAfresh();
     expectNothingLost(fixture);
   }
 }
 
+std::string rowName(const testing::TestParamInfo<FullDisk::ParamType>& row) {
+  const auto [action, form] = row.param;
+  return std::string(action == files::FaultAction::fail ? "ForAMoment" : "FromThenOn") +
+         (form == Form::sealed ? "Sealed" : "Plain");
+}
+
 INSTANTIATE_TEST_SUITE_P(Run, FullDisk,
-                         testing::Values(files::FaultAction::fail, files::FaultAction::failFromThen),
-                         [](const auto& row) {
-                           return row.param == files::FaultAction::fail ? "ForAMoment" : "FromThenOn";
-                         });
+                         testing::Combine(testing::Values(files::FaultAction::fail,
+                                                          files::FaultAction::failFromThen),
+                                          testing::Values(Form::plain, Form::sealed)),
+                         rowName);
 
 }  // namespace
 }  // namespace orvik

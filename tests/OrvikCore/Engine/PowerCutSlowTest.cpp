@@ -36,19 +36,28 @@ bool runAndStopAt(RunFixture& fixture, std::uint64_t n) {
   return !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
-TEST(PowerCut, AtAnyOperationTheNextRunMakesAWholeBackup) {
+/// Whether runs seal.
+class PowerCut : public testing::TestWithParam<bool> {
+ protected:
+  ~PowerCut() override { BackupEncryption::forgetKeys(); }
+};
+
+TEST_P(PowerCut, AtAnyOperationTheNextRunMakesAWholeBackup) {
   const std::uint64_t step = std::getenv("ORVIK_SHORT") ? 13 : 1;
   std::uint64_t stopped = 0;
   for (std::uint64_t n = 1;; n += step) {
     SCOPED_TRACE("at operation " + std::to_string(n));
     RunFixture fixture;
+    fixture.seals = GetParam();
     fixture.bodies.classicSection("users", "users", 3);
     fixture.bodies.classicSection("policies", "policies", 3);
     if (!runAndStopAt(fixture, n)) break;
     ++stopped;
+    fixture.unlockAfresh();
     for (const auto& backup : fixture.repository().completeBackups())
       EXPECT_EQ(verifyBackup(fixture.repository(), backup, [](const std::string&) {}).problems, 0U);
     const auto manifest = fixture.run(sections);
+    EXPECT_EQ(manifest.encryption.has_value(), GetParam());
     EXPECT_EQ(manifest.totals.objects, 6);
     EXPECT_EQ(
         verifyBackup(fixture.repository(), {manifest.backupID, manifest}, [](const std::string&) {}).problems,
@@ -57,6 +66,9 @@ TEST(PowerCut, AtAnyOperationTheNextRunMakesAWholeBackup) {
   }
   EXPECT_GT(stopped, 20U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Run, PowerCut, testing::Bool(),
+                         [](const auto& row) { return row.param ? "Sealed" : "Plain"; });
 
 }  // namespace
 }  // namespace orvik

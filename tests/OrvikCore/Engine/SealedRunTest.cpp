@@ -31,9 +31,13 @@ class SealedRun : public testing::Test {
     BackupEncryption::forgetKeys();
   }
 
-  BackupJob job() const {
+  BackupJob plainJob() const {
     auto job = fixture.job({"policies"});
     job.options.maxConcurrentRequests = 1;  // one after another: it is known what stands before a stop
+    return job;
+  }
+  BackupJob job() const {
+    auto job = plainJob();
     job.encrypt = true;
     job.encryptionKeys = std::make_shared<InMemoryKeyProvider>(test::organisationKeys());
     return job;
@@ -41,7 +45,6 @@ class SealedRun : public testing::Test {
   BackupManifest run(const BackupJob& job, const std::stop_token& stop = {}) {
     return BackupEngine(job).run(ResumeInterrupted::yes, fixture.onEvent(), stop);
   }
-  BackupManifest runPlain() { return run(fixture.job({"policies"})); }
   /// Ends a run when a path is asked for.
   void interruptAt(const BackupJob& job, const std::string& path) {
     std::stop_source stop;
@@ -152,7 +155,7 @@ TEST_F(SealedRun, WithoutAnyKeyAFirstSealedRunMakesNoBackup) {
 }
 
 TEST_F(SealedRun, APlainFolderThatIsSealedLaterKeepsItsOldBackupsReadableWithoutAKey) {
-  const auto plain = runPlain();
+  const auto plain = run(plainJob());
   const auto sealed = run(job());
   EXPECT_EQ(sealed.parentBackupID, plain.backupID);
   EXPECT_EQ(objects().size(), 12U) << "all objects are stored anew under hidden names";
@@ -181,7 +184,7 @@ TEST_F(SealedRun, AnInterruptedSealedRunGoesOnFromItsSealedJournal) {
 }
 
 TEST_F(SealedRun, APlainPartialIsNotTakenUpByASealedRun) {
-  interruptAt(fixture.job({"policies"}), "JSSResource/policies/id/4");
+  interruptAt(plainJob(), "JSSResource/policies/id/4");
   const auto id = fixture.repository().partialBackupIDs().at(0);
   const auto manifest = run(job());
   EXPECT_NE(manifest.backupID, id);
