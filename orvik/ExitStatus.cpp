@@ -34,8 +34,11 @@ Failure describe(const std::exception_ptr& failure) {
   } catch (const BackupEngineError& error) {
     return {statusOf(error), error.description()};
   } catch (const BackupEncryptionError& error) {
-    const bool isDamaged = error.kind() == BackupEncryptionError::Kind::damaged;
-    return {isDamaged ? ExitStatus::failed : ExitStatus::credential, error.description()};
+    if (error.kind() == BackupEncryptionError::Kind::damaged)
+      return {ExitStatus::failed, error.description()};
+    return {ExitStatus::credential,
+            error.description() +
+                " A key in a file is named with --key FILE; orvikctl keys lists those of this machine."};
   } catch (const std::exception& error) {
     return {ExitStatus::failed, error.what()};
   }

@@ -35,6 +35,13 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(HTTPError(HTTPErrorKind::timedOut, "x")), 1);
 }
 
+TEST(ExitStatus, AMissingKeySaysHowToGiveIt) {
+  const auto error = BackupEncryptionError::locked({"k"});
+  EXPECT_EQ(describe(std::make_exception_ptr(error)).message,
+            error.description() +
+                " A key in a file is named with --key FILE; orvikctl keys lists those of this machine.");
+}
+
 TEST(ExitStatus, TheMessageIsTheDescription) {
   EXPECT_EQ(describe(std::make_exception_ptr(UsageError("a sentence"))).message, "a sentence");
 }
