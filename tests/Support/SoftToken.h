@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Files/Files.h"
@@ -64,9 +65,14 @@ class SoftToken {
   /// Where its objects are.
   const Path& path() const { return path_; }
 
-  /// A key pair that is made in the token and can't leave it.
-  void makeKey(const std::string& id, const std::string& type = "EC:prime256v1") const {
-    tool({"--keypairgen", "--key-type", type, "--id", id, "--label", "key " + id});
+  /// A key pair that is made in the token and can't leave it. For all that such a key can do, unless `usage`
+  /// says more.
+  void makeKey(const std::string& id, const std::string& type = "EC:prime256v1",
+               const std::vector<std::string>& usage = {}) const {
+    std::vector<std::string> arguments{"--keypairgen", "--key-type", type, "--id", id,
+                                       "--label",      "key " + id};
+    arguments.insert(arguments.end(), usage.begin(), usage.end());
+    tool(std::move(arguments));
   }
 
   /// A key with a certificate: an identity.
