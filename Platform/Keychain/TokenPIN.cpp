@@ -18,6 +18,9 @@ std::string_view variable(const char* name) {
 }
 
 SecretString firstLineOf(const files::Path& path) {
+  // A pipe or a terminal would be waited for.
+  if (files::exists(path) && !files::isFile(path))
+    throw Error("The PIN file " + path.string() + " is no regular file.");
   SecretString content;
   try {
     content = files::readSecretFile(path, longestFile, files::Exposure::refused, {});

@@ -18,8 +18,8 @@ struct TokenPIN {
 };
 
 /// The PIN of this process's environment, read afresh; the first variable goes before the second, and an
-/// empty one counts as not set. Nothing when there is none. Throws `Error` when the file can't be read, or
-/// when others may read it.
+/// empty one counts as not set. Nothing when there is none. Throws `Error` when the file can't be read, is
+/// no regular one, or others have a right to it. Nothing is ever waited for.
 std::optional<TokenPIN> tokenPIN();
 
 }  // namespace platform::keychain

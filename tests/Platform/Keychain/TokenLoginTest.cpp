@@ -111,6 +111,15 @@ TEST_F(TokenLogin, APINFileThatIsMissingEmptyOrFarTooLongIsNamed) {
   EXPECT_THAT(refusal(), HasSubstr("Can't read " + pinFile.string() + ": it is longer than"));
 }
 
+TEST_F(TokenLogin, APINSourceThatIsNoFileIsNotWaitedFor) {
+  const auto pipe = folder.file("pipe");
+  orvik::test::makePipe(pipe);
+  for (const auto& path : {pipe, folder.tokens(), files::Path("/dev/tty")}) {
+    source.set(path.string());
+    EXPECT_EQ(refusal(), "The PIN file " + path.string() + " is no regular file.");
+  }
+}
+
 TEST_F(TokenLogin, AWrongPINIsToldWithItsSourceAndNeverShown) {
   pin.set(wrongPIN);
   EXPECT_EQ(refusal(), "The PIN in ORVIK_PKCS11_PIN is not that of the token \"Keys\".");
