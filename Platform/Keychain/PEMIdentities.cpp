@@ -77,6 +77,8 @@ std::vector<std::shared_ptr<const Identity>> pemIdentities(const std::filesystem
   FolderContent content;
   for (const auto& name : files::visibleNames(folder))
     if (name.ends_with(".pem") && files::isFile(folder / name)) readInto(content, folder / name);
+  // A copy of a key that may be used goes before one that may not.
+  std::ranges::stable_partition(content.keys, [](const FoundKey& key) { return !key.refusal; });
 
   std::vector<std::shared_ptr<const Identity>> identities;
   for (auto& certificate : content.certificates) {

@@ -8,6 +8,8 @@
 
 #include <limits>
 
+#include "tests/Support/ScopedVariable.h"
+
 namespace platform {
 namespace {
 
@@ -26,6 +28,20 @@ TEST(HostTest, TheUserIsTheAccountOfTheProcess) {
   EXPECT_EQ(userName(), entry->pw_name);
   EXPECT_FALSE(fullUserName().empty());
   EXPECT_EQ(fullUserName().find(','), std::string::npos);
+}
+
+TEST(HostTest, TheHomeFolderIsTheEnvironmentsOrElseTheAccounts) {
+  const passwd* entry = getpwuid(geteuid());
+  ASSERT_NE(entry, nullptr);
+  const std::string accounts = entry->pw_dir;
+  const orvik::test::ScopedVariable home("HOME", "/home/anna");
+  EXPECT_EQ(homeFolder(), "/home/anna");
+  home.set({});
+  EXPECT_EQ(homeFolder(), accounts);
+  for (const auto* text : {"", "anna", "./anna"}) {
+    home.set(text);
+    EXPECT_EQ(homeFolder(), accounts) << text;
+  }
 }
 
 TEST(HostTest, PrettyHostNameIsReadFromMachineInfo) {

@@ -34,6 +34,13 @@ inline CommandResult runProgram(const std::string& program, const std::vector<st
   return {WEXITSTATUS(status), platform::files::read(folder / "out"), platform::files::read(folder / "err")};
 }
 
+/// What a program that must succeed wrote.
+inline std::string outputOf(const std::string& program, const std::vector<std::string>& arguments) {
+  const auto result = runProgram(program, arguments);
+  EXPECT_EQ(result.status, 0) << program << ": " << result.err << result.out;
+  return result.out;
+}
+
 /// The digest of a file as the openssl program computes it; `algorithm` is "sha256", "sha512" or "md5".
 inline std::string opensslDigest(const std::string& algorithm, const std::filesystem::path& path) {
   const auto result = runProgram("openssl", {"dgst", "-" + algorithm, "-r", path.string()});

@@ -14,6 +14,7 @@
 #include "tests/Support/OrganisationFiles.h"
 #include "tests/Support/RunningProgram.h"
 #include "tests/Support/SampleFolder.h"
+#include "tests/Support/ScopedVariable.h"
 #include "tests/Support/TestKeys.h"
 #include "tests/Support/Tool.h"
 
@@ -28,11 +29,7 @@ namespace files = platform::files;
 
 class KeyCommands : public testing::Test {
  protected:
-  KeyCommands() { ::setenv("XDG_DATA_HOME", (folder / "data").c_str(), 1); }
-  ~KeyCommands() override {
-    ::unsetenv("XDG_DATA_HOME");
-    BackupEncryption::forgetKeys();
-  }
+  ~KeyCommands() override { BackupEncryption::forgetKeys(); }
 
   /// The real program with a text on its standard input.
   static test::ProgramEnd runWithInput(std::vector<std::string> arguments, const std::string& input) {
@@ -51,6 +48,7 @@ class KeyCommands : public testing::Test {
   }
 
   files::TempFolder folder;
+  const test::ScopedVariable data{"XDG_DATA_HOME", (folder / "data").string()};
   const OrganisationFiles organisation = OrganisationFiles::make(folder.path());
 };
 

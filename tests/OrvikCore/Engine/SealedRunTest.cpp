@@ -1,14 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Store/BackupJournal.h"
 #include "OrvikCore/Store/BackupVerifier.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/RunFixture.h"
+#include "tests/Support/ScopedVariable.h"
 #include "tests/Support/TestKeys.h"
 
 namespace {
@@ -22,14 +21,8 @@ namespace files = platform::files;
 /// Runs that seal for the test's organisation key. The machine's own identities play no part.
 class SealedRun : public testing::Test {
  protected:
-  SealedRun() {
-    ::setenv("XDG_DATA_HOME", (fixture.folder / "data").c_str(), 1);
-    fixture.bodies.classicSection("policies", "policies", 6);
-  }
-  ~SealedRun() override {
-    ::unsetenv("XDG_DATA_HOME");
-    BackupEncryption::forgetKeys();
-  }
+  SealedRun() { fixture.bodies.classicSection("policies", "policies", 6); }
+  ~SealedRun() override { BackupEncryption::forgetKeys(); }
 
   BackupJob plainJob() const {
     auto job = fixture.job({"policies"});
@@ -69,6 +62,7 @@ class SealedRun : public testing::Test {
   }
 
   RunFixture fixture;
+  const test::ScopedVariable data{"XDG_DATA_HOME", (fixture.folder / "data").string()};
 };
 
 MATCHER(IsSealed, "") { return BackupCipher::isSealed(arg); }
