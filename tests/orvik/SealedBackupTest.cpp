@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <utility>
+
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Store/BackupJournal.h"
+#include "Platform/Concurrency/Cancellation.h"
 #include "tests/Support/Commands.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/HostFixture.h"
 #include "tests/Support/OrganisationFiles.h"
+#include "tests/Support/SoftToken.h"
 
 namespace orvik {
 namespace {
@@ -93,6 +98,37 @@ TEST_F(SealedBackup, AKeyThatOthersCanReadIsNotUsedAndTheReasonIsTold) {
   const auto end = keyless();
   EXPECT_EQ(end.status, 12);
   EXPECT_THAT(end.error, HasSubstr("This mends it: chmod 600 " + (identities / "org.key.pem").string()));
+}
+
+TEST_F(SealedBackup, TakesAKeyThatCannotLeaveItsTokenAndTellsWhatThePINIsNeededFor) {
+  const test::TokenFolder tokens;
+  const test::SoftToken token(tokens, "Safe");
+  token.makeIdentity("01");
+  const auto withToken = [&](test::ProgramStart start, const std::string& pin) {
+    start.environment["SOFTHSM2_CONF"] = tokens.file("softhsm2.conf").string();
+    if (!pin.empty()) start.environment["ORVIK_PKCS11_PIN"] = pin;
+    return runToEnd(start);
+  };
+  const auto first = withToken(backup({"--encrypt"}), {});  // to seal takes the public key alone
+  ASSERT_EQ(first.status, 0) << first.error;
+  const auto second = withToken(backup(), test::SoftToken::pin);
+  EXPECT_EQ(second.status, 0) << second.error;
+  EXPECT_THAT(second.error, HasSubstr("0 new or changed"));
+
+  test::ProgramStart verify;
+  verify.arguments = {std::string(ORVIK_PROGRAM_FOLDER) + "/orvikctl", "verify", instance().string()};
+  EXPECT_EQ(withToken(verify, test::SoftToken::pin).status, 0);
+
+  for (const auto& [pin, reason] :
+       {std::pair{std::string(), "The token \"Safe\" asks for a PIN."},
+        std::pair{std::string("0000"), "The PIN in ORVIK_PKCS11_PIN is not that of"}}) {
+    const auto start = platform::MonotonicClock::now();
+    const auto end = withToken(backup(), pin);
+    EXPECT_EQ(end.status, 12);
+    EXPECT_THAT(end.error, HasSubstr(reason));
+    EXPECT_THAT(end.error, Not(HasSubstr("0000")));
+    EXPECT_LT(platform::MonotonicClock::now() - start, std::chrono::seconds(5));
+  }
 }
 
 TEST_F(SealedBackup, WithoutAnyKeyNothingIsBackedUp) {
