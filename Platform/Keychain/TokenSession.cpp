@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <utility>
 
 #include "Platform/Locale/Text.h"
@@ -46,6 +47,16 @@ ck_object_class_t classOf(TokenObjectKind kind) {
     default:
       return CKO_PRIVATE_KEY;
   }
+}
+
+/// One thread at a time: a module that states the token's clock may make that text in memory which all of a
+/// process's threads share (`gmtime`).
+ck_token_info tokenInfo(const TokenSlot& slot) {
+  static std::mutex door;  // guards the call
+  const std::lock_guard lock(door);
+  ck_token_info info{};
+  require(slot.module->C_GetTokenInfo(slot.number, &info));
+  return info;
 }
 
 /// A derived key, which lives in the session. Destroyed when it goes.
@@ -104,8 +115,7 @@ TokenSession::TokenSession(TokenSlot slot) : slot_(std::move(slot)) {
 TokenSession::~TokenSession() { slot_.module->C_CloseSession(session_); }
 
 TokenState TokenSession::state() const {
-  ck_token_info info{};
-  require(slot_.module->C_GetTokenInfo(slot_.number, &info));
+  const auto info = tokenInfo(slot_);
   const auto has = [&](unsigned long flag) { return (info.flags & flag) != 0; };
   return {.label = shown(fieldText(info.label)),
           .serialNumber = fieldText(info.serial_number),
