@@ -64,14 +64,18 @@ class PEMBlock {
  public:
   PEMBlock() = default;
   ~PEMBlock() {
-    OPENSSL_free(name_);
-    OPENSSL_free(header_);
-    OPENSSL_clear_free(data_, static_cast<std::size_t>(length_));
+    OPENSSL_secure_free(name_);
+    OPENSSL_secure_free(header_);
+    OPENSSL_secure_clear_free(data_, static_cast<std::size_t>(length_));
   }
   PEMBlock(const PEMBlock&) = delete;
   PEMBlock& operator=(const PEMBlock&) = delete;
 
-  bool readNext(BIO* text) { return PEM_read_bio(text, &name_, &header_, &data_, &length_) == 1; }
+  /// With the flag that makes the reader wipe its own buffers too.
+  bool readNext(BIO* text) {
+    return PEM_read_bio_ex(text, &name_, &header_, &data_, &length_,
+                           PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE) == 1;
+  }
   std::string_view name() const { return name_; }
   bool isPrivateKey() const { return name().ends_with("PRIVATE KEY"); }
   bool isPublicKey() const { return name().ends_with("PUBLIC KEY"); }
@@ -82,7 +86,10 @@ class PEMBlock {
   }
   KeyHandle key() const {
     const unsigned char* data = data_;
-    return KeyHandle(d2i_AutoPrivateKey(nullptr, &data, length_));
+    KeyHandle key(d2i_AutoPrivateKey(nullptr, &data, length_));
+    // What it tried before it found the right form is no failure of the next caller.
+    ERR_clear_error();
+    return data == data_ + length_ ? std::move(key) : nullptr;
   }
 
  private:
