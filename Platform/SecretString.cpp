@@ -9,7 +9,9 @@ namespace platform {
 // A moved-from short string keeps its bytes in its inline buffer, so every move is followed by a wipe of the
 // source.
 
-SecretString::SecretString(std::string value) : value_(std::move(value)) { platform::wipe(value); }
+SecretString::SecretString(std::string&& value) noexcept : value_(std::move(value)) { platform::wipe(value); }
+
+SecretString::SecretString(const std::string& value) : value_(value) {}
 
 SecretString::SecretString(SecretString&& other) noexcept : value_(std::move(other.value_)) { other.wipe(); }
 

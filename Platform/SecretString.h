@@ -10,7 +10,10 @@ namespace platform {
 class SecretString {
  public:
   SecretString() = default;
-  explicit SecretString(std::string value);
+  /// Takes the text and wipes where it was.
+  explicit SecretString(std::string&& value) noexcept;
+  /// A copy; the original stays the caller's to wipe.
+  explicit SecretString(const std::string& value);
   SecretString(SecretString&& other) noexcept;
   SecretString& operator=(SecretString&& other) noexcept;
   SecretString(const SecretString&) = delete;

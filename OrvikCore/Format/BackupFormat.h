@@ -54,7 +54,7 @@ inline constexpr std::string_view downloadsFolder = "downloads";
 /// The longest files, in bytes, that are read whole. What is longer counts as unreadable: a foreign or
 /// hostile file must not fill the memory.
 inline constexpr std::uint64_t recordLimit = 1 << 20;       ///< instance and lock record, run state
-inline constexpr std::uint64_t encryptionLimit = 64 << 20;  ///< a record for a quarter of a million keys
+inline constexpr std::uint64_t encryptionLimit = 64 << 20;  ///< the wrapped keys of some 200,000 recipients
 inline constexpr std::uint64_t objectLimit = 1 << 30;       ///< as stored; longer ones are not taken either
 inline constexpr std::uint64_t manifestLimit = 64 << 20;
 inline constexpr std::uint64_t indexLimit = 1 << 30;  ///< also of journal and audit log

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <map>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "OrvikCore/Format/BackupFormat.h"
@@ -26,9 +27,12 @@ tuv::Locked<CipherTable>& unlockedCiphers() {
   return table;
 }
 
-/// One key for all spellings of a folder: "a/../b/" and "b" are the same entry. Links are not resolved.
+/// One key for all spellings of a folder: "a/../b/" and "b" are the same entry. Links are not resolved. A
+/// path that can't be made absolute stays as it is: whoever reads or writes there says what is wrong with it.
 files::Path tableKey(const files::Path& directory) {
-  auto key = std::filesystem::absolute(directory).lexically_normal();
+  std::error_code failure;
+  auto key = std::filesystem::absolute(directory, failure).lexically_normal();
+  if (failure) return directory;
   return key.has_filename() ? key : key.parent_path();
 }
 

@@ -46,14 +46,16 @@ std::vector<Certificate> Certificate::allOfPEM(std::string_view pem) {
     char* header = nullptr;
     unsigned char* data = nullptr;
     long length = 0;
-    if (PEM_read_bio(text.get(), &name, &header, &data, &length) != 1) break;
+    // The block may be a private key: with the flag the reader wipes its own buffers.
+    if (PEM_read_bio_ex(text.get(), &name, &header, &data, &length,
+                        PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE) != 1)
+      break;
     if (std::string_view(name) == "CERTIFICATE")
       if (auto one = fromDER({reinterpret_cast<const char*>(data), static_cast<std::size_t>(length)}))
         all.push_back(std::move(*one));
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    // The block may be a private key.
-    OPENSSL_clear_free(data, static_cast<std::size_t>(length));
+    OPENSSL_secure_free(name);
+    OPENSSL_secure_free(header);
+    OPENSSL_secure_clear_free(data, static_cast<std::size_t>(length));
   }
   ERR_clear_error();
   return all;

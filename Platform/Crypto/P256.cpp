@@ -1,6 +1,7 @@
 #include "Platform/Crypto/P256.h"
 
 #include <openssl/bio.h>
+#include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
@@ -10,13 +11,16 @@
 #include <openssl/x509.h>
 #include <string.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "Platform/Crypto/KeyHandle.h"
+#include "Platform/Crypto/PrivateKeyDER.h"
 
 namespace platform {
 
@@ -59,19 +63,61 @@ KeyHandle publicKeyFrom(std::string_view x963) {
   return KeyHandle(key);
 }
 
+/// The public key of a scalar, X9.63; empty when it has none.
+Bytes pointOf(const Secret256& scalar) {
+  const std::unique_ptr<EC_GROUP, decltype(&EC_GROUP_free)> group(
+      EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1), &EC_GROUP_free);
+  const std::unique_ptr<EC_POINT, decltype(&EC_POINT_free)> point(group ? EC_POINT_new(group.get()) : nullptr,
+                                                                  &EC_POINT_free);
+  const std::unique_ptr<BIGNUM, decltype(&BN_clear_free)> factor(
+      BN_bin2bn(reinterpret_cast<const unsigned char*>(scalar.reveal().data()), Secret256::size, nullptr),
+      &BN_clear_free);
+  Bytes x963(x963Size, '\0');
+  const bool isDone =
+      point && factor &&
+      EC_POINT_mul(group.get(), point.get(), factor.get(), nullptr, nullptr, nullptr) == 1 &&
+      EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED,
+                         reinterpret_cast<unsigned char*>(x963.data()), x963.size(), nullptr) == x963.size();
+  return isDone ? x963 : Bytes();
+}
+
+/// Null for a scalar or a point that is none.
+KeyHandle keyOf(const PrivateKeyParts& parts) {
+  auto point = parts.publicKey.empty() ? pointOf(parts.scalar) : parts.publicKey;
+  std::array<unsigned char, Secret256::size> number;  // in the byte order of this machine
+  std::ranges::reverse_copy(parts.scalar.reveal(), number.begin());
+  static_assert(std::endian::native == std::endian::little);
+  const std::array parameters{
+      OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, groupName, 0),
+      OSSL_PARAM_construct_BN(OSSL_PKEY_PARAM_PRIV_KEY, number.data(), number.size()),
+      OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size()),
+      OSSL_PARAM_construct_end()};
+  const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+  EVP_PKEY* key = nullptr;
+  const bool isDone = context && EVP_PKEY_fromdata_init(context.get()) == 1 &&
+                      EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_KEYPAIR,
+                                        const_cast<OSSL_PARAM*>(parameters.data())) == 1;
+  explicit_bzero(number.data(), number.size());
+  return KeyHandle(isDone ? key : nullptr);
+}
+
 /// One block of a PEM text, wiped when it goes.
 class PEMBlock {
  public:
   PEMBlock() = default;
   ~PEMBlock() {
-    OPENSSL_free(name_);
-    OPENSSL_free(header_);
-    OPENSSL_clear_free(data_, static_cast<std::size_t>(length_));
+    OPENSSL_secure_free(name_);
+    OPENSSL_secure_free(header_);
+    OPENSSL_secure_clear_free(data_, static_cast<std::size_t>(length_));
   }
   PEMBlock(const PEMBlock&) = delete;
   PEMBlock& operator=(const PEMBlock&) = delete;
 
-  bool readNext(BIO* text) { return PEM_read_bio(text, &name_, &header_, &data_, &length_) == 1; }
+  /// With the flag that makes the reader wipe its own buffers too.
+  bool readNext(BIO* text) {
+    return PEM_read_bio_ex(text, &name_, &header_, &data_, &length_,
+                           PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE) == 1;
+  }
   std::string_view name() const { return name_; }
   bool isPrivateKey() const { return name().ends_with("PRIVATE KEY"); }
   bool isPublicKey() const { return name().ends_with("PUBLIC KEY"); }
@@ -81,8 +127,14 @@ class PEMBlock {
            std::string_view(header_).find("ENCRYPTED") != std::string_view::npos;
   }
   KeyHandle key() const {
+    if (const auto parts =
+            p256PrivateKeyParts({reinterpret_cast<const char*>(data_), static_cast<std::size_t>(length_)}))
+      return keyOf(*parts);
     const unsigned char* data = data_;
-    return KeyHandle(d2i_AutoPrivateKey(nullptr, &data, length_));
+    KeyHandle key(d2i_AutoPrivateKey(nullptr, &data, length_));
+    // What it tried before it found the right form is no failure of the next caller.
+    ERR_clear_error();
+    return data == data_ + length_ ? std::move(key) : nullptr;
   }
 
  private:

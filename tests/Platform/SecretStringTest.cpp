@@ -32,6 +32,20 @@ TEST(SecretStringTest, RevealsWhatItHolds) {
   EXPECT_TRUE(SecretString().empty());
 }
 
+TEST(SecretStringTest, TakesATextAndWipesWhereItWas) {
+  std::string text = "s3cret";  // short: its bytes lie in the object itself
+  const SecretString secret(std::move(text));
+  EXPECT_EQ(secret.reveal(), "s3cret");
+  const std::string_view place(reinterpret_cast<const char*>(&text), sizeof text);
+  EXPECT_EQ(place.find("3cret"), std::string_view::npos);
+}
+
+TEST(SecretStringTest, CopiesATextThatStaysTheCallers) {
+  const std::string text = "s3cret";
+  EXPECT_EQ(SecretString(text).reveal(), "s3cret");
+  EXPECT_EQ(text, "s3cret");
+}
+
 TEST(SecretStringTest, AMovedFromSecretKeepsNoBytesOfAShortValue) {
   SecretString source("s3cret");
   ASSERT_NE(objectBytes(source).find("s3cret"), std::string_view::npos);

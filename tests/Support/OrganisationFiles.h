@@ -1,9 +1,8 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "tests/Support/Commands.h"
 
@@ -26,8 +25,7 @@ struct OrganisationFiles {
                              std::string("-out"), files.certificate.string(), std::string("-subj"),
                              "/CN=" + name, std::string("-days"), std::string("30")})
       arguments.push_back(each);
-    const auto made = runProgram("openssl", arguments);
-    EXPECT_EQ(made.status, 0) << made.err;
+    outputOf("openssl", arguments);
     return files;
   }
 };

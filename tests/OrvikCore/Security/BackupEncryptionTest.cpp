@@ -6,6 +6,7 @@
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "tests/Support/Folders.h"
+#include "tests/Support/OwnDataHome.h"
 #include "tests/Support/SampleRecords.h"
 #include "tests/Support/TestKeys.h"
 
@@ -77,16 +78,14 @@ TEST(BackupEncryptionError, SaysWhichKeysAreMissing) {
   EXPECT_EQ(error.description(),
             "This backup is encrypted with the organisation key k1, k2, which is not installed on this Mac. "
             "Deploy the Orvik organisation key profile.");
+  EXPECT_EQ(BackupEncryptionError::locked({}).description(),
+            "This backup is encrypted with the organisation key , which is not installed on this Mac. Deploy "
+            "the Orvik organisation key profile.");
   EXPECT_EQ(BackupEncryptionError::damaged("authentication failed").description(),
             "Encrypted data is damaged or was changed: authentication failed");
-}
-
-TEST(BackupCipher, OnlyTheWholeMagicMakesBytesSealed) {
-  EXPECT_EQ(BackupCipher::magic.size(), 12U);
-  EXPECT_TRUE(BackupCipher::isSealed("ORVIK-AEAD1\n"));
-  EXPECT_FALSE(BackupCipher::isSealed("ORVIK-AEAD1"));
-  EXPECT_FALSE(BackupCipher::isSealed(""));
-  EXPECT_FALSE(BackupCipher::isSealed("{\n\n}"));
+  EXPECT_EQ(BackupEncryptionError::noOrganisationKey().description(),
+            "Backups must be encrypted (EncryptBackups), but the Orvik organisation key is not installed on "
+            "this Mac. Deploy the organisation key profile, then back up again.");
 }
 
 }  // namespace

@@ -5,7 +5,11 @@
 #include <string>
 
 #include "Platform/Files/Files.h"
+#include "fuzz/EncryptionRecordCheck.h"
+#include "fuzz/EnvelopeCheck.h"
 #include "fuzz/JournalCheck.h"
+#include "fuzz/PEMCheck.h"
+#include "fuzz/SealedBlobCheck.h"
 #include "fuzz/SectionIndexCheck.h"
 
 // The seeds of the fuzz targets: as they stand, cut everywhere, and changed at seeded places.
@@ -36,5 +40,9 @@ void replay(const char* name, const Check& check) {
 
 TEST(FuzzCorpus, SectionIndex) { replay("SectionIndex", orvik::fuzz::brokenIndexRule); }
 TEST(FuzzCorpus, Journal) { replay("Journal", orvik::fuzz::brokenJournalRule); }
+TEST(FuzzCorpus, Envelope) { replay("Envelope", orvik::fuzz::brokenEnvelopeRule); }
+TEST(FuzzCorpus, SealedBlob) { replay("SealedBlob", orvik::fuzz::brokenSealedBlobRule); }
+TEST(FuzzCorpus, EncryptionRecord) { replay("EncryptionRecord", orvik::fuzz::brokenEncryptionRecordRule); }
+TEST(FuzzCorpus, PEM) { replay("PEM", orvik::fuzz::brokenPEMRule); }
 
 }  // namespace
