@@ -2,8 +2,8 @@
 
 #include <memory>
 #include <optional>
-#include <utility>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Platform/Bytes.h"

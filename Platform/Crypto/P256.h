@@ -1,8 +1,8 @@
 #pragma once
 
 #include <memory>
-#include <utility>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Bytes.h"
 #include "Platform/Crypto/CryptoError.h"
