@@ -1,6 +1,7 @@
 #include "OrvikCore/Security/BackupEncryption.h"
 
 #include <chrono>
+#include <exception>
 #include <map>
 #include <string_view>
 #include <system_error>
@@ -60,7 +61,7 @@ std::optional<platform::Secret256> unwrapped(const EncryptionInfo::WrappedKey& k
   if (!decoded) return std::nullopt;
   const platform::SecretString bytes(std::move(*decoded));
   return platform::Secret256::copyOf(bytes.reveal());
-} catch (const tuv::Error&) {
+} catch (const std::exception&) {
   return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 
@@ -269,6 +270,17 @@ TEST(SecretEnvelopeTest, WhatTheProviderSaysPassesThrough) {
   EXPECT_EQ(failure(sealed("text"), RefusingProvider()), "refused for " + test::organisationKeyID());
   EXPECT_EQ(failure(sealed("text"), InMemoryKeyProvider({})),
             "no private key for key id " + test::organisationKeyID());
+}
+
+TEST(SecretEnvelopeTest, EveryOtherFailureOfAProviderIsNotAuthentic) {
+  class Broken final : public DecryptionKeyProvider {
+   public:
+    platform::Secret256 sharedSecret(const std::string&, std::string_view) const override {
+      throw std::runtime_error("the token is gone");
+    }
+    PublicKeys publicKeys() const override { return {}; }
+  };
+  EXPECT_EQ(failure(sealed("text"), Broken()), notAuthentic());
 }
 
 TEST(SecretEnvelopeTest, AKeyIDIsTakenAsItStands) {

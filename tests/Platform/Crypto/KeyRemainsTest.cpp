@@ -1,11 +1,14 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cinttypes>
-#include <cstdio>
-#include <memory>
+#include <cstdlib>
+#include <cstring>
+#include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "Platform/Base64.h"
 #include "Platform/Crypto/Digest.h"
@@ -34,36 +37,51 @@ struct Region {
   const char* end;
 };
 
-/// The memory that this process can write.
-std::vector<Region> writableMemory() {
-  std::vector<Region> regions;
-  regions.reserve(4096);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> maps(std::fopen("/proc/self/maps", "r"), std::fclose);
-  std::array<char, 1024> line;
-  while (maps && std::fgets(line.data(), line.size(), maps.get()) != nullptr) {
-    std::uintptr_t begin = 0, end = 0;
-    std::array<char, 8> rights{};
-    if (std::sscanf(line.data(), "%" SCNxPTR "-%" SCNxPTR " %7s", &begin, &end, rights.data()) == 3 &&
-        rights[0] == 'r' && rights[1] == 'w')
-      regions.push_back({reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end)});
+/// The memory that this process can write. It takes no memory from the heap, so that nothing that was freed
+/// is overwritten by the search.
+std::span<const Region> writableMemory() {
+  static std::array<char, 1 << 18> text;
+  static std::array<Region, 2048> regions;
+  const int file = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+  std::size_t length = 0;
+  for (ssize_t got; (got = read(file, text.data() + length, text.size() - 1 - length)) > 0;)
+    length += static_cast<std::size_t>(got);
+  close(file);
+  text[length] = '\0';
+  std::size_t count = 0;
+  for (const char* line = text.data(); *line != '\0' && count < regions.size();) {
+    char* behind = nullptr;
+    const auto begin = std::strtoull(line, &behind, 16);
+    const auto end = std::strtoull(behind + 1, &behind, 16);
+    if (std::string_view(behind).starts_with(" rw"))
+      regions[count++] = {reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end)};
+    const char* lineEnd = std::strchr(behind, '\n');
+    if (lineEnd == nullptr) break;
+    line = lineEnd + 1;
   }
-  return regions;
+  return {regions.data(), count};
 }
 
-bool isAt(const char* place, const Masked& masked) {
-  for (std::size_t i = 0; i < masked.size(); ++i)
+/// Half a key: of what is freed, the allocator may overwrite a part.
+constexpr std::size_t half = Secret256::size / 2;
+
+bool isAt(const char* place, const char* masked) {
+  for (std::size_t i = 0; i < half; ++i)
     if ((place[i] ^ mask) != masked[i]) return false;
   return true;
 }
 
-/// How often the key is in memory, as its bytes or as a number of this machine.
+/// How often a half of the key is in memory, as its bytes or as a number of this machine.
 int found(const Masked& masked) {
   Masked reversed;
-  for (std::size_t i = 0; i < masked.size(); ++i) reversed[i] = masked[masked.size() - 1 - i];
+  std::ranges::reverse_copy(masked, reversed.begin());
+  const std::array<const char*, 4> patterns{masked.data(), masked.data() + half, reversed.data(),
+                                            reversed.data() + half};
   int count = 0;
   for (const auto& region : writableMemory())
-    for (const char* place = region.begin; region.end - place >= std::ssize(masked); ++place)
-      if (isAt(place, masked) || isAt(place, reversed)) ++count;
+    for (const char* place = region.begin; place + half <= region.end; ++place)
+      count += static_cast<int>(
+          std::ranges::count_if(patterns, [place](const char* each) { return isAt(place, each); }));
   return count;
 }
 
@@ -89,11 +107,11 @@ SecretString pemOf(const char* label, const char* headHex, const char* tailHex, 
   return SecretString(std::move(text));
 }
 
-[[gnu::noinline]] void useKeyOf(const SecretString& pem, const Masked& masked) {
+/// Returns how often the key was in memory while it was used.
+[[gnu::noinline]] int useKeyOf(const SecretString& pem, const P256PrivateKey& peer, const Masked& masked) {
   const auto key = P256PrivateKey::fromPEM(pem.reveal());
-  const auto peer = P256PrivateKey::generate();
-  EXPECT_EQ(key.sharedSecret(peer.publicKey()), peer.sharedSecret(key.publicKey()));
-  EXPECT_GE(found(masked), 1) << "the search finds a key that is in use";
+  const bool agrees = key.sharedSecret(peer.publicKey()) == peer.sharedSecret(key.publicKey());
+  return agrees ? found(masked) : 0;
 }
 
 TEST(KeyRemainsTest, APrivateKeyOfAFileIsNowhereOnceItIsGone) {
@@ -106,27 +124,34 @@ TEST(KeyRemainsTest, APrivateKeyOfAFileIsNowhereOnceItIsGone) {
   };
   for (const auto& form : forms) {
     const auto masked = newMaskedKey();
-    useKeyOf(pemOf(form.label, form.head, form.tail, masked), masked);
-    EXPECT_EQ(found(masked), 0) << form.label;
+    const auto peer = P256PrivateKey::generate();
+    const int whileInUse = useKeyOf(pemOf(form.label, form.head, form.tail, masked), peer, masked);
+    const int afterwards = found(masked);
+    EXPECT_GE(whileInUse, 1) << "the search finds a key that is in use";
+    EXPECT_EQ(afterwards, 0) << form.label;
   }
 }
 
-[[gnu::noinline]] void deriveFrom(const Masked& masked) {
+/// Returns how often the key was in memory while it was used.
+[[gnu::noinline]] int deriveFrom(const Masked& masked) {
   std::string bytes;
   bytes.reserve(64);
   for (const char byte : masked) bytes += static_cast<char>(byte ^ mask);
   const SecretString kept(std::move(bytes));
   const auto key = Secret256::copyOf(kept.reveal()).value();
-  EXPECT_EQ(deriveKey(key, {}, "info"), deriveKey(key, {}, "info"));
-  EXPECT_EQ(HMACSHA256(key)("text"), HMACSHA256(key)("text"));
-  EXPECT_GE(found(masked), 1);
+  const bool isSame = deriveKey(key, {}, "info") == deriveKey(key, {}, "info");
+  return isSame && HMACSHA256(key)("text").size() == Secret256::size ? found(masked) : 0;
 }
 
 TEST(KeyRemainsTest, AKeyThatOthersWereDerivedFromIsNowhereOnceItIsGone) {
   if (!ORVIK_OWN_MEMORY) GTEST_SKIP() << "a sanitizer's memory can't be searched";
+  // The first call of a function of a library saves all registers on the stack: let another key be in them.
+  deriveFrom(newMaskedKey());
   const auto masked = newMaskedKey();
-  deriveFrom(masked);
-  EXPECT_EQ(found(masked), 0);
+  const int whileInUse = deriveFrom(masked);
+  const int afterwards = found(masked);
+  EXPECT_GE(whileInUse, 1) << "the search finds a key that is in use";
+  EXPECT_EQ(afterwards, 0);
 }
 
 }  // namespace

@@ -163,6 +163,39 @@ TEST(P256Test, ADamagedBlockIsRefused) {
   }
 }
 
+TEST(P256Test, AChangedBlockIsRefusedOrHoldsTheSameKey) {
+  for (const auto& [label, text] : {std::pair{std::string("PRIVATE KEY"), newPKCS8Key()},
+                                    std::pair{std::string("EC PRIVATE KEY"), newSEC1Key()}}) {
+    const auto point = P256PrivateKey::fromPEM(text).publicKey();
+    auto der = derOf(text);
+    for (std::size_t at = 0; at < der.size(); ++at)
+      for (const int flipped : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
+        der[at] = static_cast<char>(der[at] ^ flipped);
+        try {
+          EXPECT_EQ(P256PrivateKey::fromPEM(pem(label, der)).publicKey(), point) << label << " " << at;
+        } catch (const CryptoError& error) {
+          EXPECT_NE(error.description(), "");
+        }
+        der[at] = static_cast<char>(der[at] ^ flipped);
+      }
+  }
+}
+
+TEST(P256Test, UnusualFormsOfAKeyAreReadToo) {
+  const std::string scalar = scalarI;
+  const auto taken = [&](const char* label, const std::string& hex) {
+    return hexEncode(P256PrivateKey::fromPEM(pem(label, fromHex(hex))).publicKey()) == pointI;
+  };
+  const std::string inside = "0201010420" + scalar;
+  const std::string algorithm = "301306072a8648ce3d020106082a8648ce3d030107";
+  EXPECT_TRUE(taken("PRIVATE KEY", "3041020100" + algorithm + "04273025" + inside));
+  EXPECT_TRUE(
+      taken("PRIVATE KEY", "304d020100" + algorithm + "04333031" + inside + "a00a06082a8648ce3d030107"));
+  EXPECT_TRUE(taken("PRIVATE KEY", "3043020100" + algorithm + "04273025" + inside + "a000")) << "attributes";
+  EXPECT_TRUE(taken("PRIVATE KEY", "30310201010420" + scalar + "a00a06082a8648ce3d030107")) << "SEC 1 in it";
+  EXPECT_EQ(refusal(pem("EC PRIVATE KEY", fromHex("3025" + inside))), damaged) << "no curve is named";
+}
+
 TEST(P256Test, AScalarOutsideOfTheGroupIsNoKey) {
   const std::string order = "ffffffff00000000ffffffffffffffffbce6faada7179e84f3b9cac2fc632551";
   const std::string belowOrder = "ffffffff00000000ffffffffffffffffbce6faada7179e84f3b9cac2fc632550";
