@@ -63,13 +63,13 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   job.root = request.root / request.instance.slug;
   job.orvikVersion = ORVIK_VERSION;
   job.retryPolicy = request.retryPolicy;
-  const SealedRun sealed(request.sealing, job, view);
+  SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 
   // A lock that is lost in the middle of a run is no reason to wait: that run is over.
   std::atomic<bool> begun = false;
   const auto onEvent = [&](const BackupEvent& event) {
-    begun = true;
+    if (!begun.exchange(true)) sealed.begun();
     view.event(event);
   };
   const auto start = MonotonicClock::now();
@@ -78,6 +78,7 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   bool isWaiting = false;
   while (true) {
     try {
+      sealed.check();
       const auto running = MonotonicClock::now();
       if (!isWaiting) view.step("Connecting to " + request.instance.url);
       auto manifest = engine.run(request.resume, onEvent, stop);

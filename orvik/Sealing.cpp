@@ -89,26 +89,34 @@ void requireKey(const DecryptionKeyProvider& keys, const std::string& keyID) {
       fmt::format("There is no organisation key {}; at hand: {}.", keyID, fmt::join(ids, ", ")));
 }
 
-/// Named by time and content, so that no record ever takes another's place.
-void keepCopy(const BackupJob& job, const EncryptionInfo& record) {
+/// Named by the time of keeping, so that the newest is last, and by content: no record takes another's place.
+void keepCopy(const BackupJob& job) {
   const auto bytes = files::read(recordOf(job));
-  const auto name = fmt::format("{}-{}.json", BackupFormat::backupID(record.createdAt),
-                                platform::sha256Hex(bytes).substr(0, 8));
-  const auto copy = copiesOf(job) / name;
-  if (!files::exists(copy)) files::atomicWrite(bytes, copy);
+  const auto suffix = fmt::format("-{}.json", platform::sha256Hex(bytes).substr(0, 16));
+  const auto copies = copiesOf(job);
+  const auto names = files::visibleNames(copies);
+  if (std::ranges::any_of(names, [&](const std::string& name) { return name.ends_with(suffix); })) return;
+  files::atomicWrite(bytes, copies / (BackupFormat::backupID(platform::now()) + suffix));
+}
+
+/// Whether a cipher opens the indexes of a sealed backup. One damaged index says nothing, all of them do.
+bool opens(const BackupCipher& cipher, const BackupRepository& repository,
+           const BackupRepository::Backup& backup) {
+  const auto folder = repository.backupDirectory(backup.id);
+  bool hasIndexes = false;
+  for (const auto& section : backup.manifest.sections) {
+    if (!section.index) continue;
+    hasIndexes = true;
+    if (BackupRepository::loadIndex(folder, section.id, cipher)) return true;
+  }
+  return !hasIndexes;
 }
 
 }  // namespace
 
 SealedRun::SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view)
-    : job_(job), view_(view), before_(BackupEncryption::info(job.root)) {
-  if (!before_) requireNoSealedContent(job);
-  if (!before_ && !sealing.encrypt) {
-    if (sealing.keyFile)
-      view.remark(
-          fmt::format("--key is not used: {} is not sealed. To seal it, add --encrypt.", job.root.string()));
-    return;
-  }
+    : sealing_(sealing), job_(job), view_(view), before_(BackupEncryption::info(job.root)) {
+  if (!before_ && !sealing.encrypt) return;
   job.encrypt = sealing.encrypt;
   job.encryptionKeys = keysOf(sealing);
   job.encryptionKeyID = sealing.keyID;
@@ -118,20 +126,56 @@ SealedRun::SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view)
   tuv::Log::shared().addSink(refusals_);
 }
 
+void SealedRun::check() const {
+  requireSameRecord();
+  if (before_)
+    requireThatItOpensTheNewestBackup();
+  else
+    requireNoSealedContent(job_);
+}
+
+void SealedRun::begun() {
+  requireSameRecord();
+  if (!BackupEncryption::isEncrypted(job_.root)) {
+    if (sealing_.keyFile)
+      view_.remark(
+          fmt::format("--key is not used: {} is not sealed. To seal it, add --encrypt.", job_.root.string()));
+    return;
+  }
+  isNewlySealed_ = !before_;
+  try {
+    keepCopy(job_);
+  } catch (const tuv::Error& error) {
+    view_.remark("The key record was not copied to this machine. " + error.description());
+  }
+}
+
 SealedRun::~SealedRun() {
   if (refusals_) refusals_->detach();
-  try {
-    const auto record = BackupEncryption::info(job_.root);
-    if (!record) return;
-    if (!before_)
-      view_.remark(
-          fmt::format("Sealed from now on for the organisation key {}. Keep the private key safe: "
-                      "without it nobody can open these backups.",
-                      fmt::join(BackupEncryption::keyIDs(*record), ", ")));
-    keepCopy(job_, *record);
-  } catch (const std::exception& error) {
-    view_.remark(std::string("The key record was not copied to this machine. ") + error.what());
-  }
+  if (isNewlySealed_)
+    view_.remark(
+        fmt::format("Sealed from now on for the organisation key {}. Keep the private key safe: "
+                    "without it nobody can open these backups.",
+                    fmt::join(BackupEncryption::keyIDs(job_.root), ", ")));
+}
+
+void SealedRun::requireSameRecord() const {
+  if (before_ && BackupEncryption::info(job_.root) != before_)
+    throw CredentialError(
+        fmt::format("{} was changed or removed by somebody else just now, so nothing is "
+                    "written. {}",
+                    recordOf(job_).string(), whatToDo(job_)));
+}
+
+void SealedRun::requireThatItOpensTheNewestBackup() const {
+  const BackupRepository repository(job_.root);
+  const auto cipher = BackupEncryption::unlock(job_.root, *job_.encryptionKeys);
+  const auto newest = repository.latestComplete();
+  if (!newest || !newest->manifest.encryption || opens(cipher, repository, *newest)) return;
+  throw CredentialError(
+      fmt::format("{} is not the record that the backup {} was sealed with, so nothing is "
+                  "written. {}",
+                  recordOf(job_).string(), newest->id, whatToDo(job_)));
 }
 
 }  // namespace orvik::host

@@ -18,22 +18,37 @@ struct Sealing {
   std::optional<std::string> keyID;    ///< the recipient of a new data key
 };
 
-/// The sealing of one run: settles it in the job before the run begins, and when it is over, however it
-/// ended, keeps a copy of the folder's key record among the user's data. `job` and `view` must outlive it.
+/// The sealing of one run: settles it in the job before the run begins, watches that the run goes by the same
+/// key record, and keeps a copy of that among the user's data. What it is made of must outlive it.
+///
+/// The library makes a new data key where a record can't be read, and takes any record that it can open. Here
+/// both end with `CredentialError` and a sentence that says what to do, so that nobody gets there by accident
+/// or through somebody else's record.
 class SealedRun {
  public:
-  /// Refuses, with `CredentialError`, a folder whose "encryption.json" is there and can't be read, or is gone
-  /// while there is sealed content: the library would make a new data key, or write in the clear. Throws the
-  /// same for a key file that can't be used and a key ID that isn't at hand.
+  /// Throws `CredentialError` as `check` does, and for a key file that can't be used or a key ID that isn't
+  /// at hand.
   SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view);
   ~SealedRun();
   SealedRun(const SealedRun&) = delete;
   SealedRun& operator=(const SealedRun&) = delete;
 
+  /// Before each attempt to begin. Refuses a record that can't be read, that is gone while there is sealed
+  /// content, that changed since the start, or that doesn't open the newest sealed backup.
+  void check() const;
+
+  /// When the run has begun, under its lock: refuses another record than that of `check`.
+  void begun();
+
  private:
+  void requireSameRecord() const;
+  void requireThatItOpensTheNewestBackup() const;
+
+  const Sealing& sealing_;
   const BackupJob& job_;
   ProgressView& view_;
   const std::optional<EncryptionInfo> before_;
+  bool isNewlySealed_ = false;
   std::shared_ptr<tuv::CategorySink> refusals_;
 };
 

@@ -22,13 +22,21 @@ int rankOf(const SectionDefinition& section) {
   return std::holds_alternative<SectionDefinition::Devices>(section.kind) ? 1 : 0;
 }
 
+/// Whether the instance is sealed, be its record there, unreadable or gone. The newest backup tells: a sealed
+/// instance has no plain ones later.
+bool isSealed(const BackupJob& job, const std::optional<BackupRepository::Backup>& latest) {
+  return platform::files::exists(job.root / BackupFormat::encryptionFile) ||
+         (latest && latest->manifest.encryption);
+}
+
 /// What seals this run; nothing for a plain one. A sealed instance is never written in the clear, also not
-/// when its record is there but can't be read: unlocking says so.
-std::optional<BackupCipher> cipherFor(const BackupJob& job) {
+/// when its record is unreadable or gone: unlocking says so.
+std::optional<BackupCipher> cipherFor(const BackupJob& job,
+                                      const std::optional<BackupRepository::Backup>& latest) {
   const KeychainIdentityKeyProvider keychain;
   const DecryptionKeyProvider& keys = job.encryptionKeys ? *job.encryptionKeys : keychain;
   if (job.encrypt) return BackupEncryption::prepare(job.root, keys, job.encryptionKeyID);
-  if (!platform::files::exists(job.root / BackupFormat::encryptionFile)) return std::nullopt;
+  if (!isSealed(job, latest)) return std::nullopt;
   return BackupEncryption::unlock(job.root, keys);
 }
 
@@ -49,10 +57,10 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
   repository.writeDescriptor(job_.instance);
-  auto cipher = cipherFor(job_);
+  auto latest = repository.latestComplete();
+  auto cipher = cipherFor(job_, latest);
   const Heartbeat heartbeat(*lock);
 
-  auto latest = repository.latestComplete();
   std::optional<std::string> latestID;
   if (latest) latestID = std::move(latest->id);
   auto plan = ResumePlan::make(repository, resumeInterrupted, latestID, cipher.has_value(), now);

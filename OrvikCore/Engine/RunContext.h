@@ -36,7 +36,7 @@ struct RunContext {
   tuv::Locked<std::int64_t>& bytes;  ///< downloaded so far
   AuditLog& audit;
   std::optional<BackupCipher> cipher;
-  bool reuseParentObjects = false;  ///< a parent manifest could be read
+  bool reuseParentObjects = false;  ///< a parent manifest could be read, and it is sealed if this run seals
   OnBackupEvent onEvent;
 
   /// The parent backup's index of a section; nothing when there is no parent or it can't be read, so that all

@@ -11,6 +11,7 @@
 #include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
 #include "OrvikCore/Security/SecretEnvelope.h"
 #include "Platform/Base64.h"
+#include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "Platform/SecretString.h"
 #include "TuvCore/Locked.h"
@@ -20,6 +21,8 @@ namespace orvik::BackupEncryption {
 namespace files = platform::files;
 
 namespace {
+
+constexpr std::size_t fewEntries = 16;
 
 using CipherTable = std::map<files::Path, BackupCipher>;
 
@@ -61,6 +64,8 @@ std::optional<platform::Secret256> unwrapped(const EncryptionInfo::WrappedKey& k
   if (!decoded) return std::nullopt;
   const platform::SecretString bytes(std::move(*decoded));
   return platform::Secret256::copyOf(bytes.reveal());
+} catch (const platform::CancellationError&) {
+  throw;
 } catch (const std::exception&) {
   return std::nullopt;
 }
@@ -90,6 +95,7 @@ BackupCipher prepare(const files::Path& directory, const DecryptionKeyProvider& 
   const auto record = recordFor(dataKey, recipients);
   files::createDirectories(directory);
   files::atomicWrite(BackupFormat::makeEncoder().encode(record), directory / BackupFormat::encryptionFile);
+  files::syncFileSystem(directory);  // nothing may be sealed before the record outlives a power cut
   return remember(directory, dataKey);
 }
 
@@ -97,11 +103,11 @@ BackupCipher unlock(const files::Path& directory, const DecryptionKeyProvider& k
   if (auto cipher = remembered(directory)) return std::move(*cipher);
   const auto record = info(directory);
   if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
-  // Of a record with many keys only those at hand cost a look into a token.
-  const auto available = keys.publicKeys();
+  // Each try may be a look into a token: of many entries only those for a key that is there are tried.
+  std::optional<PublicKeys> available;
+  if (record->keys.size() > fewEntries) available = keys.publicKeys();
   for (const auto& key : record->keys) {
-    const auto recipient = SecretEnvelope::recipient(key.wrapped);
-    if (!recipient || !available.contains(*recipient)) continue;
+    if (available && !available->contains(SecretEnvelope::recipient(key.wrapped).value_or(""))) continue;
     if (const auto dataKey = unwrapped(key, keys)) return remember(directory, *dataKey);
   }
   throw BackupEncryptionError::locked(keyIDs(*record));

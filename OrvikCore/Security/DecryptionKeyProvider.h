@@ -23,7 +23,8 @@ class DecryptionKeyProvider {
   virtual platform::Secret256 sharedSecret(const std::string& keyID,
                                            std::string_view ephemeralX963) const = 0;
 
-  /// The keys that can be asked for; empty when there is none.
+  /// The keys that can be asked for; empty when there is none. A key that isn't listed may never be asked
+  /// for.
   virtual PublicKeys publicKeys() const = 0;
 };
 

@@ -7,6 +7,7 @@
 
 #include "OrvikCore/Security/SecretError.h"
 #include "Platform/Base64.h"
+#include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Crypto/AESGCM.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/Crypto/KeyedHash.h"
@@ -67,6 +68,7 @@ std::string keyID(std::string_view publicKeyX963) {
 }
 
 std::string encrypt(std::string_view plaintext, std::string_view recipientX963) {
+  platform::requireP256PublicKey(recipientX963);
   const auto ephemeralKey = platform::P256PrivateKey::generate();
   const auto& ephemeral = ephemeralKey.publicKey();
   const auto shared = ephemeralKey.sharedSecret(recipientX963);
@@ -96,6 +98,8 @@ platform::SecretString decrypt(std::string_view value, const DecryptionKeyProvid
     const auto shared = keys.sharedSecret(pieces->keyID, ephemeral);
     isAuthentic = boxFor(shared, ephemeral).open(box, additionalData(pieces->keyID), plain);
   } catch (const SecretError&) {
+    throw;
+  } catch (const platform::CancellationError&) {
     throw;
   } catch (const std::exception&) {  // of whatever kind a provider's is
     isAuthentic = false;

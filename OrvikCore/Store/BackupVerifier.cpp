@@ -106,13 +106,14 @@ VerifyResult verifyBackup(const BackupRepository& repository, const BackupReposi
   auto store = repository.store();
   store.cipher = repository.cipher();
   const Shelves shelves{std::move(store)};
+  const auto folder = repository.backupDirectory(backup.id);
   VerifyResult result;
   const auto report = [&](const std::string& problem) {
     ++result.problems;
     onProblem(problem);
   };
   for (const auto& section : backup.manifest.sections) {
-    const auto index = repository.index(backup.id, section.id);
+    const auto index = BackupRepository::loadIndex(folder, section.id, shelves.store.cipher);
     if (!index) {
       if (section.index) report(section.id + ": index missing");
       continue;

@@ -21,7 +21,7 @@ class Certificate {
   static std::vector<Certificate> allOfPEM(std::string_view pem);
 
   /// The uncompressed point of the certificate's public key (X9.63), 65 bytes for P-256; nothing when it is
-  /// no elliptic-curve key. The curve isn't tested.
+  /// no key on a NIST curve over a prime field. Which of them isn't tested.
   std::optional<Bytes> ellipticCurvePoint() const;
 
  private:

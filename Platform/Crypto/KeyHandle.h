@@ -21,7 +21,7 @@ struct FreeKeyContext {
 };
 using KeyContext = std::unique_ptr<evp_pkey_ctx_st, FreeKeyContext>;
 
-/// The public key of an elliptic-curve key as an uncompressed point; nothing for other keys.
+/// The public key of a key on P-192, P-256, P-384 or P-521 as an uncompressed point; nothing for other keys.
 std::optional<Bytes> uncompressedPoint(const evp_pkey_st* key);
 
 }  // namespace platform

@@ -1,13 +1,11 @@
 #include "Platform/Crypto/P256.h"
 
-#include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/params.h>
-#include <openssl/pem.h>
 #include <openssl/x509.h>
 #include <string.h>
 
@@ -20,6 +18,7 @@
 #include <utility>
 
 #include "Platform/Crypto/KeyHandle.h"
+#include "Platform/Crypto/PEMBlocks.h"
 #include "Platform/Crypto/PrivateKeyDER.h"
 
 namespace platform {
@@ -101,63 +100,29 @@ KeyHandle keyOf(const PrivateKeyParts& parts) {
   return KeyHandle(isDone ? key : nullptr);
 }
 
-/// One block of a PEM text, wiped when it goes.
-class PEMBlock {
- public:
-  PEMBlock() = default;
-  ~PEMBlock() {
-    OPENSSL_secure_free(name_);
-    OPENSSL_secure_free(header_);
-    OPENSSL_secure_clear_free(data_, static_cast<std::size_t>(length_));
-  }
-  PEMBlock(const PEMBlock&) = delete;
-  PEMBlock& operator=(const PEMBlock&) = delete;
-
-  /// With the flag that makes the reader wipe its own buffers too.
-  bool readNext(BIO* text) {
-    return PEM_read_bio_ex(text, &name_, &header_, &data_, &length_,
-                           PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE) == 1;
-  }
-  std::string_view name() const { return name_; }
-  bool isPrivateKey() const { return name().ends_with("PRIVATE KEY"); }
-  bool isPublicKey() const { return name().ends_with("PUBLIC KEY"); }
-  /// PKCS #8, or the older form with a line "Proc-Type: 4,ENCRYPTED".
-  bool isEncrypted() const {
-    return name() == "ENCRYPTED PRIVATE KEY" ||
-           std::string_view(header_).find("ENCRYPTED") != std::string_view::npos;
-  }
-  KeyHandle key() const {
-    if (const auto parts =
-            p256PrivateKeyParts({reinterpret_cast<const char*>(data_), static_cast<std::size_t>(length_)}))
-      return keyOf(*parts);
-    const unsigned char* data = data_;
-    KeyHandle key(d2i_AutoPrivateKey(nullptr, &data, length_));
-    // What it tried before it found the right form is no failure of the next caller.
-    ERR_clear_error();
-    return data == data_ + length_ ? std::move(key) : nullptr;
-  }
-
- private:
-  char* name_ = nullptr;
-  char* header_ = nullptr;
-  unsigned char* data_ = nullptr;
-  long length_ = 0;
-};
+/// Null when the bytes are no private key.
+KeyHandle keyOfDER(std::string_view der) {
+  if (const auto parts = p256PrivateKeyParts(der)) return keyOf(*parts);
+  const auto* begin = reinterpret_cast<const unsigned char*>(der.data());
+  const auto* data = begin;
+  KeyHandle key(d2i_AutoPrivateKey(nullptr, &data, static_cast<long>(der.size())));
+  // What it tried before it found the right form is no failure of the next caller.
+  ERR_clear_error();
+  return data == begin + der.size() ? std::move(key) : nullptr;
+}
 
 KeyHandle firstPrivateKey(std::string_view pem) {
-  if (pem.size() > 1 << 20) fail("This is no PEM private key: it is longer than 1 MB.");
-  const std::unique_ptr<BIO, decltype(&BIO_free)> text(
-      BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), &BIO_free);
-  if (!text) failAgreement();
   bool hasPublicKey = false;
-  while (true) {
-    PEMBlock block;
-    if (!block.readNext(text.get())) break;
-    if (block.isPublicKey()) hasPublicKey = true;
-    if (!block.isPrivateKey()) continue;
-    if (block.isEncrypted())
+  for (const auto& block : pemBlocks(pem)) {
+    if (block.label.ends_with("PUBLIC KEY")) hasPublicKey = true;
+    if (!block.label.ends_with("PRIVATE KEY")) continue;
+    if (block.isEncrypted)
       fail("The private key is encrypted with a password. Remove it with: openssl pkey -in KEY -out KEY2");
-    auto key = block.key();
+    if (block.label == "OPENSSH PRIVATE KEY")
+      fail(
+          "The private key is in the form of OpenSSH. Convert a copy of it with: ssh-keygen -p -m PKCS8 -f "
+          "COPY");
+    auto key = keyOfDER(block.der.reveal());
     if (!key) fail("The private key can't be read: its PEM block is damaged.");
     return key;
   }

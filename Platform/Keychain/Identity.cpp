@@ -10,8 +10,16 @@ namespace platform::keychain {
 
 std::vector<std::shared_ptr<const Identity>> identities(
     const std::vector<std::filesystem::path>& folders) noexcept try {
-  auto all = tokenIdentities();
-  for (const auto& folder : folders) std::ranges::move(pemIdentities(folder), std::back_inserter(all));
+  std::vector<std::shared_ptr<const Identity>> all;
+  const auto add = [&](const auto& identitiesOfSource) {
+    try {
+      std::ranges::move(identitiesOfSource(), std::back_inserter(all));
+    } catch (const std::exception&) {
+      // A source that fails leaves the others as they are.
+    }
+  };
+  add(tokenIdentities);
+  for (const auto& folder : folders) add([&] { return pemIdentities(folder); });
   return all;
 } catch (...) {
   return {};

@@ -1,6 +1,8 @@
 #include "Platform/Keychain/PEMIdentities.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -51,7 +53,13 @@ class FileIdentity final : public Identity {
 
 struct FolderContent {
   std::vector<Certificate> certificates;
-  std::vector<FoundKey> keys;
+  std::map<Bytes, FoundKey> keys;  ///< by public key
+
+  /// A copy of a key that may be used goes before one that may not.
+  void add(FoundKey found) {
+    const auto [entry, isNew] = keys.try_emplace(found.key.publicKey(), found);
+    if (!isNew && entry->second.refusal) entry->second = std::move(found);
+  }
 };
 
 void readInto(FolderContent& content, const files::Path& path) try {
@@ -66,8 +74,8 @@ void readInto(FolderContent& content, const files::Path& path) try {
   }
   auto certificates = Certificate::allOfPEM(text.reveal());
   std::ranges::move(certificates, std::back_inserter(content.certificates));
-  content.keys.push_back({P256PrivateKey::fromPEM(text.reveal()), std::move(refusal)});
-} catch (const Error&) {
+  content.add({P256PrivateKey::fromPEM(text.reveal()), std::move(refusal)});
+} catch (const std::exception&) {
   // A file without a usable key is no failure: most hold only a certificate.
 }
 
@@ -77,16 +85,14 @@ std::vector<std::shared_ptr<const Identity>> pemIdentities(const std::filesystem
   FolderContent content;
   for (const auto& name : files::visibleNames(folder))
     if (name.ends_with(".pem") && files::isFile(folder / name)) readInto(content, folder / name);
-  // A copy of a key that may be used goes before one that may not.
-  std::ranges::stable_partition(content.keys, [](const FoundKey& key) { return !key.refusal; });
 
   std::vector<std::shared_ptr<const Identity>> identities;
   for (auto& certificate : content.certificates) {
     const auto point = certificate.ellipticCurvePoint();
     if (!point) continue;
-    const auto key = std::ranges::find_if(
-        content.keys, [&](const FoundKey& each) { return each.key.publicKey() == *point; });
-    if (key != content.keys.end()) identities.push_back(std::make_shared<FileIdentity>(certificate, *key));
+    const auto key = content.keys.find(*point);
+    if (key != content.keys.end())
+      identities.push_back(std::make_shared<FileIdentity>(certificate, key->second));
   }
   return identities;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Crypto/KeyedHash.h"
 #include "Platform/Crypto/P256.h"
 #include "Platform/Keychain/TokenModules.h"
 #include "Platform/Keychain/TokenPIN.h"
@@ -66,6 +67,23 @@ std::string lockedPIN(const TokenState& token) {
       token.label);
 }
 
+std::string wrongPIN(const TokenState& token, const TokenPIN& pin) {
+  return fmt::format("The PIN {} is not that of the token \"{}\".", pin.origin, token.label);
+}
+
+/// A token and a PIN, as a keyed hash: nothing of the PIN is kept.
+Bytes attemptOf(const TokenState& token, const TokenPIN& pin) {
+  static const HMACSHA256 hash(Secret256::random());
+  return hash(token.serialNumber) + hash(pin.text.reveal());
+}
+
+/// The attempts that failed in this process: a wrong PIN is tried once, however often a command wants the
+/// key. `loginDoor` guards it.
+std::set<Bytes>& refusedAttempts() {
+  static std::set<Bytes> refused;
+  return refused;
+}
+
 void logIn(const TokenSession& session, const TokenState& token) {
   if (token.isPINLocked) throw Error(lockedPIN(token));
   if (token.hasOneTryLeft)
@@ -75,12 +93,16 @@ void logIn(const TokenSession& session, const TokenState& token) {
                     token.label));
   const auto pin = tokenPIN();
   if (!pin) throw Error(withoutPIN(token));
+  auto attempt = attemptOf(token, *pin);
+  if (refusedAttempts().contains(attempt)) throw Error(wrongPIN(token, *pin));
   try {
     session.logIn(pin->text);
   } catch (const TokenError& error) {
     if (error.isLockedPIN()) throw Error(lockedPIN(token));
-    if (error.isWrongPIN())
-      throw Error(fmt::format("The PIN {} is not that of the token \"{}\".", pin->origin, token.label));
+    if (error.isWrongPIN()) {
+      refusedAttempts().insert(std::move(attempt));
+      throw Error(wrongPIN(token, *pin));
+    }
     throw Error(fmt::format("The token \"{}\" refuses the login: {}", token.label, error.description()));
   }
 }

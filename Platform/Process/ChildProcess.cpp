@@ -11,10 +11,12 @@
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <string_view>
 
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Error.h"
 #include "Platform/Files/SecretFile.h"
+#include "Platform/Keychain/TokenPIN.h"
 
 namespace platform {
 
@@ -24,6 +26,17 @@ using namespace std::chrono_literals;
 
 constexpr auto waitInterval = 20ms;
 constexpr auto graceAfterTerm = 1s;
+
+/// This process's environment without a variable.
+std::vector<char*> environmentWithout(std::string_view name) {
+  std::vector<char*> kept;
+  for (char** each = environ; *each != nullptr; ++each) {
+    const std::string_view entry(*each);
+    if (!(entry.starts_with(name) && entry.substr(name.size()).starts_with('='))) kept.push_back(*each);
+  }
+  kept.push_back(nullptr);
+  return kept;
+}
 
 /// One child. Ended and waited for when it goes.
 class Child {
@@ -46,7 +59,8 @@ class Child {
     std::vector<char*> argv;
     for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    const int error = posix_spawn(&id_, argv[0], &actions, &attributes, argv.data(), environ);
+    const auto environment = environmentWithout(keychain::pinVariable);
+    const int error = posix_spawn(&id_, argv[0], &actions, &attributes, argv.data(), environment.data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     if (error != 0) throw Error("Can't run " + arguments.front() + ": " + ::strerror(error));

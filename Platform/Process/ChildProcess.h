@@ -10,7 +10,8 @@
 namespace platform {
 
 /// Runs a program to its end with this process's standard streams; `arguments` begin with its path. Returns
-/// its exit status, or 128 and the number of the signal that ended it. No signal is blocked in it.
+/// its exit status, or 128 and the number of the signal that ended it. No signal is blocked in it, and a
+/// token's PIN is not in its environment.
 ///
 /// Throws `Error` when it can't be started. A stop ends it, with SIGTERM and after a second with SIGKILL, and
 /// throws `CancellationError`.

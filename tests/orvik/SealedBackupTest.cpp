@@ -5,7 +5,11 @@
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/CertificateKey.h"
+#include "OrvikCore/Security/SecretEnvelope.h"
 #include "OrvikCore/Store/BackupJournal.h"
+#include "OrvikCore/Store/BackupLock.h"
+#include "Platform/Base64.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "tests/Support/Commands.h"
 #include "tests/Support/Folders.h"
@@ -201,6 +205,63 @@ TEST_F(SealedBackup, ARecordThatIsGoneBesideAnInterruptedSealedRunIsNotReplacedE
   EXPECT_EQ(keyless().status, 12);
   EXPECT_EQ(sealed().status, 12);
   EXPECT_EQ(content(), before);
+}
+
+TEST_F(SealedBackup, ARecordThatGoesWhileTheLockIsWaitedForIsNoWayIntoTheClear) {
+  ASSERT_EQ(sealed().status, 0);
+  for (const auto& arguments : {Arguments{"--key", organisation.key.string()},
+                                Arguments{"--encrypt", "--key", organisation.key.string()}}) {
+    const auto own = files::read(record());
+    const auto lock = BackupLock::acquire(instance(), "test", platform::now());
+    auto waiting = arguments;
+    waiting.insert(waiting.end(), {"--lock-wait", "30"});
+    test::RunningProgram program(backup(waiting));
+    ASSERT_TRUE(program.waitFor("waiting up to"));
+    files::remove(record());
+    const auto end = program.wait();
+    EXPECT_EQ(end.status, 12);
+    EXPECT_THAT(end.error, HasSubstr("was changed or removed by somebody else just now"));
+    EXPECT_FALSE(files::exists(record()));
+    test::write(record(), own);
+  }
+  EXPECT_EQ(repository().completeBackups().size(), 1U);
+}
+
+TEST_F(SealedBackup, SomebodyElsesRecordForTheSameCertificateIsRefused) {
+  ASSERT_EQ(sealed().status, 0);
+  const auto own = files::read(record());
+  const auto key = CertificateKey::x963PublicKey(files::read(organisation.certificate));
+  const auto base64 = platform::base64Encode(std::string(32, 'x'));
+  const EncryptionInfo forged{1,
+                              "ORVIK-AEAD-v1",
+                              *platform::parseISO8601("2030-01-01T00:00:00Z"),
+                              {{SecretEnvelope::keyID(key), SecretEnvelope::encrypt(base64, key)}}};
+  test::write(record(), BackupFormat::makeEncoder().encode(forged));
+  const auto before = content();
+  for (const auto& end : {withKey(), sealed()}) {
+    EXPECT_EQ(end.status, 12);
+    EXPECT_THAT(end.error, HasSubstr(record().string() + " is not the record that the backup "));
+  }
+  EXPECT_EQ(content(), before);
+  // Of the copies the one that is named is the folder's own.
+  ASSERT_EQ(files::visibleNames(copies()).size(), 1U);
+  EXPECT_EQ(files::read(copies() / files::visibleNames(copies())[0]), own);
+}
+
+TEST_F(SealedBackup, OneDamagedIndexOfTheNewestBackupDoesNotStopTheNext) {
+  ASSERT_EQ(sealed().status, 0);
+  const auto sections = repository().backupDirectory(repository().latestComplete()->id) / "sections";
+  test::write(sections / "buildings.json", "ORVIK-AEAD1\ndamaged");
+  EXPECT_EQ(withKey().status, 0);
+}
+
+TEST_F(SealedBackup, ThePINOfATokenDoesNotReachTheCommandThatPrintsTheSecret) {
+  auto start = this->start(backupWithoutSecret(
+      {"--secret-command", "cat '" + secretFile.string() + "'; env > '" + (folder / "seen").string() + "'"}));
+  start.environment["ORVIK_PKCS11_PIN"] = "481516";
+  EXPECT_EQ(runToEnd(start).status, 0);
+  EXPECT_THAT(files::read(folder / "seen"), HasSubstr("HOME="));
+  EXPECT_THAT(files::read(folder / "seen"), Not(HasSubstr("ORVIK_PKCS11_PIN")));
 }
 
 TEST_F(SealedBackup, KeepsACopyOfEachRecordByTheInstancesID) {

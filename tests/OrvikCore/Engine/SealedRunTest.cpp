@@ -185,6 +185,20 @@ TEST_F(SealedRun, APlainPartialIsNotTakenUpByASealedRun) {
   EXPECT_TRUE(fixture.repository().partialBackupIDs().empty());
 }
 
+TEST_F(SealedRun, AFolderWhoseRecordIsGoneIsNotWrittenInTheClear) {
+  run(job());
+  files::remove(fixture.root() / "encryption.json");
+  BackupEncryption::forgetKeys();
+  const auto before = test::contentOf(fixture.root());
+  try {
+    run(plainJob());
+    FAIL() << "it was written";
+  } catch (const BackupEncryptionError& error) {
+    EXPECT_EQ(error.kind(), BackupEncryptionError::Kind::damaged);
+  }
+  EXPECT_EQ(test::contentOf(fixture.root()), before);
+}
+
 TEST_F(SealedRun, ARecordThatVanishesWhileTheRunGoesOnIsNotPublishedOver) {
   fixture.onCall = [&](const auto& call, auto&) {
     if (call.path == "JSSResource/policies/id/4") files::remove(fixture.root() / "encryption.json");

@@ -26,6 +26,8 @@ TEST(CertificateTest, GivesThePointOfAnotherCurveAndNoneForOtherKeys) {
   EXPECT_EQ(point(newSEC1Key("secp384r1")).value().size(), 97U);
   EXPECT_EQ(point(newSEC1Key("secp521r1")).value().size(), 133U);
   EXPECT_EQ(point(newPKCS8Key({"-algorithm", "ED25519"})), std::nullopt);
+  EXPECT_EQ(point(newSEC1Key("secp256k1")), std::nullopt);
+  EXPECT_EQ(point(newSEC1Key("sect283r1")), std::nullopt);
   EXPECT_EQ(point(newPKCS8Key({"-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:1024"})), std::nullopt);
 }
 
@@ -68,6 +70,10 @@ TEST(CertificateTest, AllOfPEMTakesCertificatesInTheirOrderAndLeavesOutTheRest) 
   ASSERT_EQ(all.size(), 2U);
   EXPECT_EQ(all[0].ellipticCurvePoint(), P256PrivateKey::fromPEM(firstKey).publicKey());
   EXPECT_EQ(all[1].ellipticCurvePoint(), P256PrivateKey::fromPEM(secondKey).publicKey());
+  const auto good = certificateOf(firstKey);
+  auto damaged = good;
+  damaged[damaged.find('\n') + 5] = '!';
+  EXPECT_EQ(Certificate::allOfPEM(damaged + good + damaged).size(), 1U);
   EXPECT_TRUE(Certificate::allOfPEM("").empty());
   EXPECT_TRUE(Certificate::allOfPEM(firstKey).empty());
   EXPECT_TRUE(Certificate::allOfPEM("-----BEGIN CERTIFICATE-----\n").empty());

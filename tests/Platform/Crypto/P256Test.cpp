@@ -1,5 +1,6 @@
 #include "Platform/Crypto/P256.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -161,6 +162,18 @@ TEST(P256Test, ADamagedBlockIsRefused) {
     EXPECT_EQ(refusal(pem(label, der + der)), damaged);
     EXPECT_EQ(refusal(pem(label, "")), noKey);
   }
+}
+
+TEST(P256Test, ADamagedBlockDoesNotHideAKeyBehindIt) {
+  const auto key = newPKCS8Key();
+  auto damagedBlock = certificateOf(key);
+  damagedBlock[damagedBlock.find('\n') + 5] = '!';
+  EXPECT_EQ(refusal(damagedBlock + key), "taken");
+}
+
+TEST(P256Test, AKeyInTheFormOfOpenSSHIsToldHowToConvertIt) {
+  EXPECT_THAT(refusal(pem("OPENSSH PRIVATE KEY", "openssh-key-v1")),
+              testing::HasSubstr("ssh-keygen -p -m PKCS8"));
 }
 
 TEST(P256Test, AChangedBlockIsRefusedOrHoldsTheSameKey) {

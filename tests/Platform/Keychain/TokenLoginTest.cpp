@@ -133,6 +133,17 @@ TEST_F(TokenLogin, AWrongPINIsToldWithItsSourceAndNeverShown) {
   EXPECT_EQ(refusal(), "The PIN in the file " + pinFile.string() + " is not that of the token \"Keys\".");
 }
 
+TEST_F(TokenLogin, AWrongPINIsTriedOnceHoweverOftenTheKeyIsWanted) {
+  const OnlyModule noting(ORVIK_WAYWARD_MODULE);
+  pin.set(wrongPIN);
+  for (int i = 0; i < 5; ++i)
+    EXPECT_EQ(refusal(), "The PIN in ORVIK_PKCS11_PIN is not that of the token \"Keys\".");
+  const auto noted = calls();
+  EXPECT_EQ(noted.find("C_Login"), noted.rfind("C_Login")) << noted;
+  pin.set(SoftToken::pin);
+  EXPECT_EQ(refusal(), "");
+}
+
 TEST_F(TokenLogin, ListingNeverLogsIn) {
   const OnlyModule noting(ORVIK_WAYWARD_MODULE);
   pin.set(SoftToken::pin);
