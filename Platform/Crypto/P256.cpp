@@ -112,6 +112,7 @@ KeyHandle keyOfDER(std::string_view der) {
 }
 
 KeyHandle firstPrivateKey(std::string_view pem) {
+  if (pem.size() > 1 << 20) fail("This is no PEM private key: it is longer than 1 MB.");
   bool hasPublicKey = false;
   for (const auto& block : pemBlocks(pem)) {
     if (block.label.ends_with("PUBLIC KEY")) hasPublicKey = true;
