@@ -99,7 +99,8 @@ void keepCopy(const BackupJob& job) {
   files::atomicWrite(bytes, copies / (BackupFormat::backupID(platform::now()) + suffix));
 }
 
-/// Whether a cipher opens the indexes of a sealed backup. One damaged index says nothing, all of them do.
+/// Whether a cipher opens the indexes of a sealed backup. One damaged index says nothing, all of them do; a
+/// plain one, which anybody could have put there, proves nothing.
 bool opens(const BackupCipher& cipher, const BackupRepository& repository,
            const BackupRepository::Backup& backup) {
   const auto folder = repository.backupDirectory(backup.id);
@@ -107,7 +108,8 @@ bool opens(const BackupCipher& cipher, const BackupRepository& repository,
   for (const auto& section : backup.manifest.sections) {
     if (!section.index) continue;
     hasIndexes = true;
-    if (BackupRepository::loadIndex(folder, section.id, cipher)) return true;
+    const bool isPlain = BackupRepository::loadIndex(folder, section.id, std::nullopt).has_value();
+    if (!isPlain && BackupRepository::loadIndex(folder, section.id, cipher)) return true;
   }
   return !hasIndexes;
 }

@@ -15,6 +15,7 @@
 #include "tests/Support/Folders.h"
 #include "tests/Support/HostFixture.h"
 #include "tests/Support/OrganisationFiles.h"
+#include "tests/Support/SampleRecords.h"
 #include "tests/Support/SoftToken.h"
 
 namespace orvik {
@@ -237,12 +238,18 @@ TEST_F(SealedBackup, SomebodyElsesRecordForTheSameCertificateIsRefused) {
                               *platform::parseISO8601("2030-01-01T00:00:00Z"),
                               {{SecretEnvelope::keyID(key), SecretEnvelope::encrypt(base64, key)}}};
   test::write(record(), BackupFormat::makeEncoder().encode(forged));
-  const auto before = content();
-  for (const auto& end : {withKey(), sealed()}) {
-    EXPECT_EQ(end.status, 12);
-    EXPECT_THAT(end.error, HasSubstr(record().string() + " is not the record that the backup "));
+  for (const bool hasPlainIndex : {false, true}) {
+    if (hasPlainIndex)
+      BackupRepository::writeIndex(
+          test::emptyIndex("buildings"),
+          repository().backupDirectory(repository().latestComplete()->id) / "sections/buildings.json", {});
+    const auto before = content();
+    for (const auto& end : {withKey(), sealed()}) {
+      EXPECT_EQ(end.status, 12);
+      EXPECT_THAT(end.error, HasSubstr(record().string() + " is not the record that the backup "));
+    }
+    EXPECT_EQ(content(), before);
   }
-  EXPECT_EQ(content(), before);
   // Of the copies the one that is named is the folder's own.
   ASSERT_EQ(files::visibleNames(copies()).size(), 1U);
   EXPECT_EQ(files::read(copies() / files::visibleNames(copies())[0]), own);
