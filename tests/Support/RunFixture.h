@@ -106,6 +106,17 @@ struct RunFixture {
     return job;
   }
 
+  std::vector<std::string> folderNames() const {
+    return platform::files::visibleNames(repository().backupsDirectory());
+  }
+
+  /// Stops a run when it asks for `path`.
+  void stopAt(std::string path, std::stop_source& stop) {
+    onCall = [path = std::move(path), &stop](const auto& call, auto&) {
+      if (call.path == path) stop.request_stop();
+    };
+  }
+
   OnBackupEvent onEvent() {
     return [this](const BackupEvent& event) {
       std::lock_guard lock(eventsMutex);

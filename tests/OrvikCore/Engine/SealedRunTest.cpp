@@ -41,9 +41,7 @@ class SealedRun : public testing::Test {
   /// Ends a run when a path is asked for.
   void interruptAt(const BackupJob& job, const std::string& path) {
     std::stop_source stop;
-    fixture.onCall = [&](const auto& call, auto&) {
-      if (call.path == path) stop.request_stop();
-    };
+    fixture.stopAt(path, stop);
     EXPECT_THROW(run(job, stop.get_token()), platform::CancellationError);
     fixture.onCall = {};
   }
