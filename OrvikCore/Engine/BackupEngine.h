@@ -27,8 +27,8 @@ class BackupEngine {
   /// Blocks until the backup is published. One run at a time.
   ///
   /// Throws `BackupEngineError` (cannotConnect; locked, also when another writer took the lock over
-  /// meanwhile), `BackupEncryptionError` for a sealed instance, `platform::files::FileError` for what could
-  /// not be written, and `platform::CancellationError` on a stop.
+  /// meanwhile), `BackupEncryptionError` when a run that seals has no key or no record of it,
+  /// `platform::files::FileError` for what could not be written, and `platform::CancellationError` on a stop.
   BackupManifest run(ResumeInterrupted resumeInterrupted, const OnBackupEvent& onEvent,
                      const std::stop_token& stop = {});
 

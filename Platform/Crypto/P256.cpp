@@ -36,12 +36,8 @@ char groupName[] = "prime256v1";
 
 /// The X9.63 form; nothing when the key is on another curve or none.
 std::optional<Bytes> p256Point(EVP_PKEY* key) {
-  std::array<char, 64> group{};
-  std::size_t length = 0;
-  if (EVP_PKEY_get_group_name(key, group.data(), group.size(), &length) != 1 ||
-      std::string_view(group.data(), length) != groupName)
-    return std::nullopt;
-  return uncompressedPoint(key);
+  auto point = uncompressedPoint(key);
+  return point && point->size() == x963Size ? point : std::nullopt;
 }
 
 KeyHandle publicKeyFrom(std::string_view x963) {
