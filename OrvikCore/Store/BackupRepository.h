@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +13,9 @@
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "OrvikCore/Format/SectionIndex.h"
 #include "OrvikCore/Security/BackupCipher.h"
+#include "OrvikCore/Store/CleanupResult.h"
 #include "OrvikCore/Store/ObjectStore.h"
+#include "Platform/Date.h"
 
 namespace orvik {
 
@@ -80,6 +83,35 @@ struct BackupRepository {
 
   /// The allocated size of the whole folder in bytes.
   std::int64_t diskUsage() const noexcept;
+
+  // What follows changes the folder; the caller holds its lock. Each looks at `stop` while it works and
+  // throws `platform::CancellationError`; what is left then is whole.
+
+  using CleanupResult = orvik::CleanupResult;
+
+  /// Deletes the finished backups that the limits let go, then collects garbage, in any case. The newest
+  /// backup always stays. Throws `FileError` at the first folder that can't be deleted.
+  CleanupResult applyRetention(int keepCount, int keepDays, platform::Date now,
+                               const std::stop_token& stop = {}) const;
+
+  /// Deletes what no backup and no interrupted run refers to, and writes packs anew that are garbage by half.
+  /// Deletes nothing, and reports zeros, unless every index could be read. Throws as `carryOut`.
+  CleanupResult collectGarbage(const std::stop_token& stop = {}) const;
+
+  /// Deletes one finished backup, then collects garbage. (`delete` is taken by the language.) Throws
+  /// `FileError`, also for an ID that no backup has.
+  CleanupResult deleteBackup(std::string_view id, const std::stop_token& stop = {}) const;
+
+  /// What was moved into a pack.
+  struct Packed {
+    std::int64_t objects = 0;
+    std::int64_t bytes = 0;  ///< of all single object files that were there
+    bool operator==(const Packed&) const = default;
+  };
+
+  /// Moves single object files into one pack file. A file whose content doesn't reproduce its name, or can't
+  /// be checked for lack of a key, stays. Throws what `PackStore::write` throws, and the files stay.
+  Packed packLooseObjects(const std::stop_token& stop = {}) const;
 
  private:
   /// Ascending as bytes.
