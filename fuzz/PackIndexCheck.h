@@ -22,20 +22,19 @@ namespace orvik::fuzz {
 class PackFolder {
  public:
   PackFolder() {
-    for (int i = 0; i < 256; ++i) pack_ += static_cast<char>(i);
-    platform::files::atomicWrite(pack_, packs() / "a.pack");
+    std::string pack;
+    for (int i = 0; i < 256; ++i) pack += static_cast<char>(i);
+    platform::files::atomicWrite(pack, packs() / "a.pack");
     for (const auto& path : {folder_ / "secret", packs() / ".hidden"})
       platform::files::atomicWrite(std::string(300, '?'), path);
   }
 
   std::filesystem::path packs() const { return folder_ / "packs"; }
   std::filesystem::path index() const { return packs() / "a.idx"; }
-  std::string_view pack() const { return pack_; }
   PackCache& cache() { return cache_; }
 
  private:
   platform::files::TempFolder folder_{"orvik-fuzz"};
-  std::string pack_;
   PackCache cache_;
 };
 
@@ -72,12 +71,13 @@ inline std::optional<std::string> brokenLookUpRule(PackFolder& folder, const Pac
                                                    const PackObjects::Entry& entry) {
   auto& cache = folder.cache();
   const auto name = entry.key.text();
-  const auto size = static_cast<std::int64_t>(folder.pack().size());
-  const bool isThere = index.pack == "a.pack" && entry.range.liesWithin(size);
+  const auto pack =
+      index.namesPlainFile() ? platform::files::tryRead(folder.packs() / index.pack) : std::nullopt;
+  const bool isThere = pack && entry.range.liesWithin(static_cast<std::int64_t>(pack->size()));
   const auto data = cache.data(name, folder.packs());
   if (data.has_value() != isThere) return "an object is there that is not, or the other way round";
-  if (isThere && *data != folder.pack().substr(static_cast<std::size_t>(entry.range.offset),
-                                               static_cast<std::size_t>(entry.range.length)))
+  if (isThere && *data != pack->substr(static_cast<std::size_t>(entry.range.offset),
+                                       static_cast<std::size_t>(entry.range.length)))
     return "other bytes than the pack's";
   platform::Bytes buffer;
   if (cache.read(name, folder.packs(), buffer) != isThere || (isThere && buffer != *data))
