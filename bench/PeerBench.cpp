@@ -1,8 +1,9 @@
 // Our side of compare-peers, which runs it: makes the corpus, stores it as a run does, lets old backups go.
 //   PeerBench corpus TREE COUNT GENERATION    see PeerCorpus.h
 //   PeerBench store FOLDER TREE [threads]     one backup of all files of the tree into an instance folder
-//   PeerBench keep FOLDER COUNT               lets all backups but the newest go and collects garbage
-//   PeerBench drop FOLDER COUNT               lets them go and leaves the garbage to `orvikctl gc`
+//   PeerBench drop FOLDER COUNT               lets all backups but the newest go, by the rules of retention,
+//   and
+//                                             leaves the garbage to `orvikctl gc`
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Store/BackupJournal.h"
 #include "OrvikCore/Store/BackupRepository.h"
+#include "OrvikCore/Store/Retention.h"
 #include "Platform/Concurrency/TaskGroup.h"
 #include "Platform/Files/Files.h"
 #include "bench/PeerCorpus.h"
@@ -103,10 +105,9 @@ void store(const std::filesystem::path& folder, const std::filesystem::path& tre
              manifest.totals.newOrChangedObjects);
 }
 
-void drop(const BackupRepository& repository, std::size_t count) {
-  const auto backups = repository.completeBackups();
-  for (std::size_t i = count; i < backups.size(); ++i)
-    files::removeTree(repository.backupDirectory(backups[i].id));
+void drop(const BackupRepository& repository, int count) {
+  for (const auto& verdict : planRetention(repository, {count, 0}, platform::now()))
+    if (verdict.goes()) files::removeTree(repository.backupDirectory(verdict.id));
 }
 
 }  // namespace
@@ -118,13 +119,8 @@ int main(int count, char** arguments) {
     fmt::print("{} bytes\n", bench::writeCorpus(words[1], number(2), number(3)));
   } else if (words.size() >= 3 && words[0] == "store") {
     store(words[1], words[2], words.size() > 3 ? number(3) : std::thread::hardware_concurrency());
-  } else if (words.size() == 3 && words[0] == "keep") {
-    const auto result =
-        BackupRepository(words[1]).applyRetention(static_cast<int>(number(2)), 0, platform::now());
-    fmt::print("{} backups, {} objects, {} bytes\n", result.removedBackups.size(), result.removedObjects,
-               result.bytesFreed);
   } else if (words.size() == 3 && words[0] == "drop") {
-    drop(BackupRepository(words[1]), number(2));
+    drop(BackupRepository(words[1]), static_cast<int>(number(2)));
   } else {
     fmt::print(stderr, "PeerBench is run by compare-peers\n");
     return 1;
