@@ -1,4 +1,5 @@
-# The table and the ratios of compare-peers. A line of input: row, who, microseconds, KiB, bytes, files.
+# The table and the ratios of compare-peers. A line of input: row, who, microseconds, KiB,
+# bytes, files, seconds of processor time.
 
 BEGIN {
   FS = "\t"
@@ -9,7 +10,7 @@ BEGIN {
 
 {
   n = ++count[$1, $2]
-  for (i = 3; i <= 6; i++) value[$1, $2, i, n] = $i
+  for (i = 3; i <= 7; i++) value[$1, $2, i, n] = $i
 }
 
 # The middle one of the values of a column.
@@ -39,17 +40,31 @@ function aim(row, ours, peerRow, peer, most, stretch,    ratio) {
          stretch ? "stretch" : "at most", most, met(ratio <= most)
 }
 
-# Less memory than the peer, over all rows that both have.
-function memory(peer, above,    r, w, row, ours, theirs, ok, seen) {
-  for (r = 1; r in rows; r++) {
-    row = rows[r]
-    if (!count[row, peer]) continue
-    theirs = median(row, peer, 4)
-    if (theirs <= above) continue
-    ours = median(row, "orvik", 4)
-    if (count[row, "orvik-loose"] && median(row, "orvik-loose", 4) > ours) ours = median(row, "orvik-loose", 4)
-    printf "  %-22s %6.1f beside %-8s %6.1f MiB: %s\n", row, ours / 1024, peer, theirs / 1024, met(ours < theirs)
+# The form of a peer that takes the least memory in a row; where it takes no more than `above` KiB, nothing.
+function leanest(row, peer, above,    form, best, least) {
+  for (form = 1; form <= 2; form++) {
+    who = form == 1 ? peer : peer "-0"
+    if (!count[row, who] || median(row, who, 4) <= above) continue
+    if (best == "" || median(row, who, 4) < least) {
+      best = who
+      least = median(row, who, 4)
+    }
   }
+  return best
+}
+
+function memory(row,    ours, peers, p, who, text, ok) {
+  ours = median(row, "orvik", 4)
+  if (count[row, "orvik-loose"] && median(row, "orvik-loose", 4) > ours) ours = median(row, "orvik-loose", 4)
+  ok = 1
+  split("restic borg git", peers, " ")
+  for (p = 1; p in peers; p++) {
+    who = leanest(row, peers[p], peers[p] == "git" ? 20480 : 0)
+    if (who == "") continue
+    text = text sprintf("  %s %.1f", who, median(row, who, 4) / 1024)
+    if (ours >= median(row, who, 4)) ok = 0
+  }
+  printf "  %-22s %6.1f MiB beside%s: %s\n", row, ours / 1024, text, met(ok)
 }
 
 END {
@@ -57,8 +72,8 @@ END {
     printf "\n%s\n", rows[r]
     for (w = 1; w in everybody; w++) {
       if (!count[rows[r], everybody[w]]) continue
-      printf "  %-12s %8.3f s  %7.1f MiB memory  %7.1f MB in %6d files\n", everybody[w], \
-             seconds(rows[r], everybody[w]), median(rows[r], everybody[w], 4) / 1024, \
+      printf "  %-12s %8.3f s  %6.2f s CPU  %6.1f MiB memory  %6.1f MB in %5d files\n", everybody[w], \
+             seconds(rows[r], everybody[w]), median(rows[r], everybody[w], 7), median(rows[r], everybody[w], 4) / 1024, \
              median(rows[r], everybody[w], 5) / 1e6, median(rows[r], everybody[w], 6)
     }
   }
@@ -81,5 +96,5 @@ END {
   aim("list, packed", "orvik", "list, packed", faster("list, packed", "borg"), 0.10)
 
   print "\nMemory: less than restic and borg, and than git where that takes more than 20 MiB"
-  for (w = 3; w in everybody; w++) memory(everybody[w], everybody[w] ~ /^git/ ? 20480 : 0)
+  for (r = 1; r in rows; r++) memory(rows[r])
 }
