@@ -7,7 +7,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <future>
 #include <map>
 #include <string>
 #include <thread>
@@ -18,7 +20,6 @@
 #include "OrvikCore/Store/BackupJournal.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "OrvikCore/Store/Retention.h"
-#include "Platform/Concurrency/TaskGroup.h"
 #include "Platform/Files/Files.h"
 #include "bench/PeerCorpus.h"
 
@@ -41,17 +42,21 @@ SectionSummary storeSection(const std::string& section, const std::vector<bench:
   SectionIndex index;
   index.sectionID = index.title = section;
   index.items.resize(objects.size());
-  platform::TaskGroup<IndexItem>::run(
-      objects.size(), threads, {},
-      [&](std::size_t i, const std::stop_token&) {
-        IndexItem item;
-        item.id = objects[i].id;
-        item.name = section + " " + objects[i].id;
-        item.objects["json"] = store.put(files::read(objects[i].path));
-        journal.append({section, item});
-        return item;
-      },
-      [&](std::size_t i, IndexItem item) { index.items[i] = std::move(item); });
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    for (std::size_t i; (i = next++) < objects.size();) {
+      auto& item = index.items[i];
+      item.id = objects[i].id;
+      item.name = section + " " + item.id;
+      item.objects["json"] = store.put(files::read(objects[i].path));
+      journal.append({section, item});
+    }
+  };
+  std::vector<std::future<void>> others;
+  for (std::size_t i = 1; i < std::min(threads, objects.size()); ++i)
+    others.push_back(std::async(std::launch::async, work));
+  work();
+  for (auto& other : others) other.get();
   SectionSummary summary;
   summary.id = summary.title = section;
   summary.counts = applyDelta(index, parent);
