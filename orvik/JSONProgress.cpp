@@ -56,6 +56,9 @@ Value valueOf(const BackupEvents::SectionFinished& finished) {
   return eventNamed("sectionFinished").set("summary", valueOf<SectionSummary>(finished.summary));
 }
 
+Value valueOf(const BackupEvents::Retention& retention) {
+  return eventNamed("retention").set("result", valueOf<CleanupResult>(retention.result));
+}
 Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", valid(note.text)); }
 
 }  // namespace

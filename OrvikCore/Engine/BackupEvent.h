@@ -8,6 +8,7 @@
 
 #include "OrvikCore/Format/SectionSummary.h"
 #include "OrvikCore/Jamf/SectionCatalog.h"
+#include "OrvikCore/Store/CleanupResult.h"
 
 namespace orvik {
 
@@ -40,11 +41,16 @@ struct Note {
   std::string text;
 };
 
+/// After the backup is published, when old ones were looked for.
+struct Retention {
+  CleanupResult result;
+};
+
 }  // namespace BackupEvents
 
 using BackupEvent =
     std::variant<BackupEvents::Started, BackupEvents::SectionStarted, BackupEvents::SectionProgress,
-                 BackupEvents::SectionFinished, BackupEvents::Note>;
+                 BackupEvents::SectionFinished, BackupEvents::Note, BackupEvents::Retention>;
 
 /// Called from any thread of a run, also at once. Must not throw: the run would take it for a failure of what
 /// it was about.

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "Platform/Files/Descriptor.h"
 #include "Platform/Files/FaultSeam.h"
@@ -11,10 +12,6 @@
 #include "Platform/UUID.h"
 
 namespace platform::files {
-
-namespace {
-
-constexpr mode_t fileMode = 0644;
 
 Path temporarySibling(const Path& path) {
   const std::string& text = path.native();
@@ -25,11 +22,14 @@ Path temporarySibling(const Path& path) {
   return fmt::format("{}.{}.{}.tmp", std::string_view(text).substr(0, start), name, UUID::random().text());
 }
 
-int openNew(const Path& path, Descriptor& file) {
+int openNew(const Path& path, Descriptor& file) noexcept {
+  constexpr mode_t fileMode = 0644;
   if (const int code = passFaultSeam()) return code;
   file = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
   return file.isOpen() ? 0 : errno;
 }
+
+namespace {
 
 int renamePlain(const Path& from, const Path& to) {
   if (const int code = passFaultSeam()) return code;
@@ -54,7 +54,7 @@ bool wasWrittenByAnother(int code, std::string_view data, const Path& path) {
 
 }  // namespace
 
-void atomicWrite(std::string_view data, const Path& path) {
+void atomicWrite(std::string_view data, const Path& path, Flush flush) {
   const Path temporary = temporarySibling(path);
   Descriptor file;
   int code = openNew(temporary, file);
@@ -65,6 +65,7 @@ void atomicWrite(std::string_view data, const Path& path) {
   if (code != 0) throwFileError("write", path, code);
 
   code = writeFully(file.number(), data);
+  if (code == 0 && flush == Flush::yes) code = syncOpen(file.number());
   const int closed = file.close();
   if (code == 0) code = closed;
   bool done = false;
@@ -88,6 +89,47 @@ void renameWithoutReplacing(const Path& from, const Path& to) {
     code = errno;
   if (code == EINVAL || code == ENOSYS) code = files::exists(to) ? EEXIST : renamePlain(from, to);
   if (code != 0) throwFileError(fmt::format("rename {} to", from.native()), to, code);
+}
+
+StagedFile::StagedFile(Path target) : target_(std::move(target)), temporary_(temporarySibling(target_)) {
+  Descriptor file;
+  if (const int code = openNew(temporary_, file)) throwFileError("write", target_, code);
+  descriptor_ = file.release();
+}
+
+StagedFile::~StagedFile() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  if (!temporary_.empty()) tryRemove(temporary_);
+}
+
+void StagedFile::require(int code) {
+  if (failure_ == 0) failure_ = code;
+  if (failure_ != 0) throwFileError("write", target_, failure_);
+}
+
+void StagedFile::append(std::string_view bytes) {
+  constexpr std::size_t piece = std::size_t{1} << 20;
+  require(0);
+  size_ += static_cast<std::int64_t>(bytes.size());
+  if (gathered_.size() + bytes.size() > piece) writeGathered();
+  if (bytes.size() > piece)
+    require(writeFully(descriptor_, bytes));
+  else
+    gathered_ += bytes;
+}
+
+void StagedFile::writeGathered() {
+  require(writeFully(descriptor_, gathered_));
+  gathered_.clear();
+}
+
+void StagedFile::publish() {
+  require(0);
+  writeGathered();
+  require(syncOpen(descriptor_));
+  require(Descriptor(std::exchange(descriptor_, -1)).close());
+  renameWithoutReplacing(temporary_, target_);
+  temporary_.clear();
 }
 
 }  // namespace platform::files
