@@ -1,5 +1,6 @@
 #include "OrvikCore/Store/ObjectKey.h"
 
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -10,19 +11,29 @@ namespace orvik {
 
 namespace {
 
-constexpr unsigned char noDigit = 0xFF;
+static_assert(std::endian::native == std::endian::little, "digits are taken apart in that order");
 
-constexpr std::array<unsigned char, 256> digitValues = [] {
-  std::array<unsigned char, 256> values{};
-  values.fill(noDigit);
-  for (unsigned char i = 0; i < 10; ++i) values['0' + i] = i;
-  for (unsigned char i = 0; i < 6; ++i) values['a' + i] = static_cast<unsigned char>(10 + i);
-  return values;
-}();
+/// Eight digits at once: their values in the low halves of the bytes, and in the high halves nothing unless
+/// one of them is no lower-case hexadecimal digit.
+std::uint64_t digitsOf(const char* text) noexcept {
+  constexpr std::uint64_t each = 0x0101'0101'0101'0101;
+  constexpr std::uint64_t high = 0x80 * each;
+  std::uint64_t chars = 0;
+  std::memcpy(&chars, text, sizeof chars);
+  // With the top bit of every byte set beforehand no byte borrows from the next: it stays set for x >= limit.
+  const auto atLeast = [](std::uint64_t x, std::uint64_t limit) {
+    return ((x | high) - limit * each) & high;
+  };
+  const std::uint64_t letters = atLeast(chars, 'a');
+  const std::uint64_t wrong = (chars & high) | (high & ~atLeast(chars, '0')) | atLeast(chars, 'f' + 1) |
+                              (atLeast(chars, '9' + 1) & ~letters);
+  const std::uint64_t isLetter = letters >> 7;  // 1 in each such byte
+  const std::uint64_t values = (chars & (0x0F * each)) + isLetter * 9;
+  return values | wrong;
+}
 
-using Words = std::array<std::uint64_t, 4>;
-
-const Words& seed() {
+const auto& processSeed() {
+  using Words = std::array<std::uint64_t, 4>;
   static const Words words = [] {
     Words random{};
     platform::fillRandomly({reinterpret_cast<char*>(random.data()), sizeof random});
@@ -44,14 +55,16 @@ std::optional<ObjectKey> ObjectKey::parse(std::string_view text) noexcept {
   std::optional<ObjectKey> key;
   if (text.size() != 64) return key;
   key.emplace();
-  unsigned char wrong = 0;
-  for (std::size_t i = 0; i < 32; ++i) {
-    const auto high = digitValues[static_cast<unsigned char>(text[2 * i])];
-    const auto low = digitValues[static_cast<unsigned char>(text[2 * i + 1])];
-    wrong |= high | low;
-    key->bytes[i] = static_cast<unsigned char>(high << 4 | low);
+  std::uint64_t all = 0;
+  for (std::size_t part = 0; part < 8; ++part) {
+    const std::uint64_t digits = digitsOf(text.data() + 8 * part);
+    all |= digits;
+    for (std::size_t i = 0; i < 4; ++i) {
+      const auto pair = digits >> (16 * i);
+      key->bytes[4 * part + i] = static_cast<unsigned char>((pair & 0x0F) << 4 | (pair >> 8 & 0x0F));
+    }
   }
-  if (wrong & 0xF0) key.reset();
+  if (all & 0xF0F0'F0F0'F0F0'F0F0) key.reset();
   return key;
 }
 
@@ -60,10 +73,9 @@ std::string ObjectKey::text() const {
 }
 
 std::uint64_t ObjectKey::spread() const noexcept {
-  Words words{};
-  std::memcpy(words.data(), bytes.data(), sizeof words);
-  static const Words& by = seed();
-  return mixed(words[0] ^ by[0], words[1] ^ by[1]) ^ mixed(words[2] ^ by[2], words[3] ^ by[3]);
+  const auto& seed = processSeed();
+  const auto parts = words();
+  return mixed(parts[0] ^ seed[0], parts[1] ^ seed[1]) ^ mixed(parts[2] ^ seed[2], parts[3] ^ seed[3]);
 }
 
 std::size_t KeySet::slotOf(const ObjectKey& key) const noexcept {
@@ -71,6 +83,10 @@ std::size_t KeySet::slotOf(const ObjectKey& key) const noexcept {
   std::size_t slot = key.spread() & mask;
   while (slots_[slot] != key && slots_[slot] != ObjectKey()) slot = (slot + 1) & mask;
   return slot;
+}
+
+void KeySet::prepare(const ObjectKey& key) const noexcept {
+  if (!slots_.empty()) __builtin_prefetch(&slots_[key.spread() & (slots_.size() - 1)]);
 }
 
 void KeySet::grow() {

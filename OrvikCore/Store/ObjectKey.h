@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <bit>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -24,6 +26,12 @@ struct ObjectKey {
   std::uint64_t spread() const noexcept;
 
   auto operator<=>(const ObjectKey&) const = default;
+  bool operator==(const ObjectKey& other) const noexcept { return words() == other.words(); }
+
+ private:
+  friend class KeySet;
+  using Words = std::array<std::uint64_t, 4>;
+  Words words() const noexcept { return std::bit_cast<Words>(bytes); }
 };
 
 /// A set of keys, 32 bytes each in one flat table of open addressing. Reading is for any thread, inserting
@@ -33,6 +41,8 @@ class KeySet {
   /// False when it was in already.
   bool insert(const ObjectKey& key);
   bool contains(const ObjectKey& key) const noexcept;
+  /// Fetches what `insert` will look at: a table of millions doesn't fit the processor's memory.
+  void prepare(const ObjectKey& key) const noexcept;
   std::size_t size() const noexcept { return count_ + (hasZero_ ? 1 : 0); }
   bool empty() const noexcept { return size() == 0; }
 

@@ -28,10 +28,12 @@ PackRange decodeRange(json::View view) {
 template <class Entries, class Name>
 void settle(Entries& entries, Name nameOf) {
   if (std::ranges::adjacent_find(entries, std::ranges::greater_equal(), nameOf) == entries.end()) return;
+  const auto sameName = [&](const auto& a, const auto& b) {
+    return std::invoke(nameOf, a) == std::invoke(nameOf, b);
+  };
   std::ranges::stable_sort(entries, {}, nameOf);
   std::ranges::reverse(entries);
-  const auto repeated = std::ranges::unique(entries, {}, nameOf);
-  entries.erase(repeated.begin(), repeated.end());
+  entries.erase(std::unique(entries.begin(), entries.end(), sameName), entries.end());
   std::ranges::reverse(entries);
 }
 

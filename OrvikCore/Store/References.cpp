@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <optional>
@@ -33,6 +34,20 @@ bool NameSet::contains(std::string_view name) const {
   return key ? keys_.contains(*key) : others_.contains(name);
 }
 
+void NameFeed::insert(std::string_view name) {
+  const auto key = ObjectKey::parse(name);
+  if (!key) return names_.insert(name);
+  auto& place = keys_[count_ % waiting];
+  if (count_ >= waiting) names_.keys_.insert(place);
+  place = *key;
+  names_.keys_.prepare(place);
+  ++count_;
+}
+
+NameFeed::~NameFeed() {
+  for (std::size_t i = 0; i < std::min(count_, waiting); ++i) names_.keys_.insert(keys_[i]);
+}
+
 namespace {
 
 /// The visible names of a folder, ascending; none when it doesn't exist. What is there and can't be listed
@@ -49,21 +64,22 @@ std::vector<std::string> namesIn(const std::filesystem::path& folder) {
 /// Takes the references out of an index as it is walked.
 class Collector {
  public:
-  explicit Collector(References& references) : references_(references) {}
+  Collector(NameFeed& objects, NameFeed& files) : objects_(objects), files_(files) {}
 
   void operator()(const json::Field<IndexItem, std::map<std::string, std::string>>&,
                   json::View objects) const {
-    for (const auto& [variant, hash] : objects.members()) references_.objects.insert(hash.string().value());
+    for (const auto& [variant, hash] : objects.members()) objects_.insert(hash.string().value());
   }
   void operator()(const json::Field<IndexItem, std::optional<FileRef>>&, json::View file) const {
     // The file's name is required of it, so whatever has a digest is a reference.
     const auto digest = file["sha256"];
-    if (const auto text = digest ? digest->string() : std::nullopt) references_.files.insert(*text);
+    if (const auto text = digest ? digest->string() : std::nullopt) files_.insert(*text);
   }
   void operator()(const auto&, json::View) const {}
 
  private:
-  References& references_;
+  NameFeed& objects_;
+  NameFeed& files_;
 };
 
 /// Reads the indexes of one folder after another, with buffers that are used again.
@@ -114,8 +130,10 @@ class Marker {
   }
 
   void walk(const platform::Bytes& bytes) {
+    NameFeed objects(references_.objects);
+    NameFeed digests(references_.files);
     json::lookAt(bytes,
-                 [&](json::View root) { json::walkValue<SectionIndex>(root, Collector(references_)); });
+                 [&](json::View root) { json::walkValue<SectionIndex>(root, Collector(objects, digests)); });
   }
 
   void readJournal(const std::filesystem::path& folder) {

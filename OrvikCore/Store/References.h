@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <stop_token>
 #include <string>
@@ -20,8 +23,27 @@ class NameSet {
   bool contains(const ObjectKey& key) const noexcept { return keys_.contains(key); }
 
  private:
+  friend class NameFeed;
   KeySet keys_;
   std::set<std::string, std::less<>> others_;
+};
+
+/// Puts many names into a set: each waits until its place in the table is at hand. All are in when it goes.
+class NameFeed {
+ public:
+  explicit NameFeed(NameSet& names) : names_(names) {}
+  ~NameFeed();
+  NameFeed(const NameFeed&) = delete;
+  NameFeed& operator=(const NameFeed&) = delete;
+
+  void insert(std::string_view name);
+
+ private:
+  static constexpr std::size_t waiting = 16;  // a power of two
+
+  NameSet& names_;
+  std::array<ObjectKey, waiting> keys_;
+  std::size_t count_ = 0;
 };
 
 /// What the backups and interrupted runs of a folder refer to in its store.

@@ -218,24 +218,21 @@ T decodeInteger(View view) {
 }
 
 /// The values of a record's fields, by position; of a repeated key the last. Throws `DecodingError` for what
-/// is no object. Keys mostly stand in ascending order, so each is looked for behind the last one first.
+/// is no object.
 template <class T>
 auto findFields(View view) {
   if (!view.isObject()) throw DecodingError("", "not an object");
-  static constexpr auto order = sortedPositions<T>();
-  static constexpr auto keys =
-      std::apply([](const auto&... each) { return std::array<std::string_view, order.size()>{each.key...}; },
-                 T::fields());
-  std::array<std::optional<View>, order.size()> found;
-  std::size_t next = 0;
+  static constexpr auto fields = T::fields();
+  std::array<std::optional<View>, std::tuple_size_v<std::remove_cv_t<decltype(fields)>>> found;
   for (const auto named : view.members())
-    for (std::size_t i = 0; i < order.size(); ++i) {
-      const std::size_t candidate = next + i < order.size() ? next + i : next + i - order.size();
-      if (keys[order[candidate]] != named.key) continue;
-      found[order[candidate]] = named.value;
-      next = candidate + 1;
-      break;
-    }
+    std::apply(
+        [&](const auto&... each) {
+          std::size_t position = 0;
+          // Keys are known when this is compiled, so that most compares are one of lengths.
+          static_cast<void>(
+              ((each.key == named.key ? (found[position] = named.value, true) : (++position, false)) || ...));
+        },
+        fields);
   return found;
 }
 

@@ -5,7 +5,8 @@
 #include <cstring>
 #include <string_view>
 
-/// The parsed form that views, documents and the canonical rendering walk. Inside this folder only.
+/// The parsed form that views, documents and the canonical rendering walk. For this folder; others look
+/// through `View`.
 namespace platform::json::detail {
 
 /// A look at the tape of one parsed document; it owns nothing.

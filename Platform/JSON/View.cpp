@@ -7,8 +7,6 @@ namespace platform::json {
 
 namespace {
 
-const detail::Tape& tapeOf(const void* document) { return *static_cast<const detail::Tape*>(document); }
-
 void write(Writer& writer, View view) {
   switch (view.kind()) {
     case Kind::null:
@@ -40,7 +38,7 @@ void write(Writer& writer, View view) {
 }  // namespace
 
 Kind View::kind() const {
-  switch (tapeOf(document_).tag(index_)) {
+  switch (tape().tag(index_)) {
     case '{':
       return Kind::object;
     case '[':
@@ -61,55 +59,25 @@ Kind View::kind() const {
   }
 }
 
-std::optional<bool> View::boolean() const {
-  const char tag = tapeOf(document_).tag(index_);
-  if (tag != 't' && tag != 'f') return std::nullopt;
-  return tag == 't';
-}
-
-std::optional<std::int64_t> View::int64() const {
-  const auto& tape = tapeOf(document_);
-  if (tape.tag(index_) != 'l') return std::nullopt;
-  return tape.number<std::int64_t>(index_);
-}
-
 std::optional<std::uint64_t> View::uint64() const {
-  const auto& tape = tapeOf(document_);
-  if (tape.tag(index_) == 'u') return tape.number<std::uint64_t>(index_);
+  const auto& words = tape();
+  if (words.tag(index_) == 'u') return words.number<std::uint64_t>(index_);
   if (const auto value = int64(); value && *value >= 0) return static_cast<std::uint64_t>(*value);
   return std::nullopt;
 }
 
 std::optional<double> View::number() const {
-  const auto& tape = tapeOf(document_);
-  switch (tape.tag(index_)) {
+  const auto& words = tape();
+  switch (words.tag(index_)) {
     case 'l':
-      return static_cast<double>(tape.number<std::int64_t>(index_));
+      return static_cast<double>(words.number<std::int64_t>(index_));
     case 'u':
-      return static_cast<double>(tape.number<std::uint64_t>(index_));
+      return static_cast<double>(words.number<std::uint64_t>(index_));
     case 'd':
-      return tape.number<double>(index_);
+      return words.number<double>(index_);
     default:
       return std::nullopt;
   }
-}
-
-std::optional<std::string_view> View::string() const {
-  const auto& tape = tapeOf(document_);
-  if (tape.tag(index_) != '"') return std::nullopt;
-  return tape.string(index_);
-}
-
-Elements View::elements() const {
-  const auto& tape = tapeOf(document_);
-  if (tape.tag(index_) != '[') return {document_, index_, index_};
-  return {document_, index_ + 1, tape.next(index_) - 1};
-}
-
-Members View::members() const {
-  const auto& tape = tapeOf(document_);
-  if (tape.tag(index_) != '{') return {document_, index_, index_};
-  return {document_, index_ + 1, tape.next(index_) - 1};
 }
 
 std::optional<View> View::operator[](std::string_view key) const {
@@ -125,24 +93,10 @@ Bytes View::serialized() const {
   return writer.take();
 }
 
-Elements::Iterator& Elements::Iterator::operator++() {
-  index_ = tapeOf(document_).next(index_);
-  return *this;
-}
-
 std::size_t Elements::count() const {
   std::size_t count = 0;
   for (auto each = begin(); each != end(); ++each) ++count;
   return count;
-}
-
-Member Members::Iterator::operator*() const {
-  return {tapeOf(document_).string(index_), View(document_, index_ + 1)};
-}
-
-Members::Iterator& Members::Iterator::operator++() {
-  index_ = tapeOf(document_).next(index_ + 1);
-  return *this;
 }
 
 std::size_t Members::count() const {

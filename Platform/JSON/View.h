@@ -9,6 +9,7 @@
 
 #include "Platform/Bytes.h"
 #include "Platform/Error.h"
+#include "Platform/JSON/Tape.h"
 
 /// Reading JSON (RFC 8259) of any shape.
 ///
@@ -36,9 +37,9 @@ class View {
  public:
   /// `integer` when it fits a signed 64-bit integer, `unsignedInteger` for those above, else `number`.
   Kind kind() const;
-  bool isObject() const { return kind() == Kind::object; }
-  bool isArray() const { return kind() == Kind::array; }
-  bool isNull() const { return kind() == Kind::null; }
+  bool isObject() const { return tape().tag(index_) == '{'; }
+  bool isArray() const { return tape().tag(index_) == '['; }
+  bool isNull() const { return tape().tag(index_) == 'n'; }
 
   std::optional<bool> boolean() const;
   /// Only for a value written as an integer: 2.0 is none.
@@ -64,9 +65,10 @@ class View {
   friend class Elements;
   friend class Members;
   friend void lookAt(const Bytes& bytes, const std::function<void(View root)>& look);
-  View(const void* document, std::size_t index) : document_(document), index_(index) {}
+  View(const detail::Tape* document, std::size_t index) : document_(document), index_(index) {}
+  const detail::Tape& tape() const { return *document_; }
 
-  const void* document_;
+  const detail::Tape* document_;
   std::size_t index_;
 };
 
@@ -86,8 +88,8 @@ class Elements {
 
    private:
     friend class Elements;
-    Iterator(const void* document, std::size_t index) : document_(document), index_(index) {}
-    const void* document_;
+    Iterator(const detail::Tape* document, std::size_t index) : document_(document), index_(index) {}
+    const detail::Tape* document_;
     std::size_t index_;
   };
 
@@ -99,9 +101,9 @@ class Elements {
 
  private:
   friend class View;
-  Elements(const void* document, std::size_t begin, std::size_t end)
+  Elements(const detail::Tape* document, std::size_t begin, std::size_t end)
       : document_(document), begin_(begin), end_(end) {}
-  const void* document_;
+  const detail::Tape* document_;
   std::size_t begin_;
   std::size_t end_;
 };
@@ -117,8 +119,8 @@ class Members {
 
    private:
     friend class Members;
-    Iterator(const void* document, std::size_t index) : document_(document), index_(index) {}
-    const void* document_;
+    Iterator(const detail::Tape* document, std::size_t index) : document_(document), index_(index) {}
+    const detail::Tape* document_;
     std::size_t index_;
   };
 
@@ -129,12 +131,52 @@ class Members {
 
  private:
   friend class View;
-  Members(const void* document, std::size_t begin, std::size_t end)
+  Members(const detail::Tape* document, std::size_t begin, std::size_t end)
       : document_(document), begin_(begin), end_(end) {}
-  const void* document_;
+  const detail::Tape* document_;
   std::size_t begin_;
   std::size_t end_;
 };
+
+inline std::optional<bool> View::boolean() const {
+  const char tag = tape().tag(index_);
+  if (tag != 't' && tag != 'f') return std::nullopt;
+  return tag == 't';
+}
+
+inline std::optional<std::int64_t> View::int64() const {
+  if (tape().tag(index_) != 'l') return std::nullopt;
+  return tape().number<std::int64_t>(index_);
+}
+
+inline std::optional<std::string_view> View::string() const {
+  if (tape().tag(index_) != '"') return std::nullopt;
+  return tape().string(index_);
+}
+
+inline Elements View::elements() const {
+  if (!isArray()) return {document_, index_, index_};
+  return {document_, index_ + 1, tape().next(index_) - 1};
+}
+
+inline Members View::members() const {
+  if (!isObject()) return {document_, index_, index_};
+  return {document_, index_ + 1, tape().next(index_) - 1};
+}
+
+inline Elements::Iterator& Elements::Iterator::operator++() {
+  index_ = document_->next(index_);
+  return *this;
+}
+
+inline Members::Iterator& Members::Iterator::operator++() {
+  index_ = document_->next(index_ + 1);
+  return *this;
+}
+
+inline Member Members::Iterator::operator*() const {
+  return {document_->string(index_), View(document_, index_ + 1)};
+}
 
 /// Parses `bytes` into memory that this thread uses again and again, and shows the root: for walking many
 /// documents once. Views are valid within `look`, which must not parse or decode anything. Where `bytes` has
