@@ -49,6 +49,8 @@ void PlainProgress::event(const BackupEvent& event) {
       if (verbosity_ == Verbosity::normal && !line.empty()) say(state, line);
     } else if (const auto* note = std::get_if<BackupEvents::Note>(&event)) {
       say(state, oneLine(note->text));
+    } else if (const auto* retention = std::get_if<BackupEvents::Retention>(&event)) {
+      say(state, "Deleted " + wording::deleted(retention->result));
     }
   });
 }

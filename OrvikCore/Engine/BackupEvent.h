@@ -8,6 +8,7 @@
 
 #include "OrvikCore/Format/SectionSummary.h"
 #include "OrvikCore/Jamf/SectionCatalog.h"
+#include "OrvikCore/Store/CleanupResult.h"
 
 namespace orvik {
 
@@ -35,6 +36,10 @@ struct SectionProgress {
 struct SectionFinished {
   SectionSummary summary;
 };
+/// After old backups were deleted.
+struct Retention {
+  CleanupResult result;
+};
 /// Retries and remarks.
 struct Note {
   std::string text;
@@ -44,7 +49,7 @@ struct Note {
 
 using BackupEvent =
     std::variant<BackupEvents::Started, BackupEvents::SectionStarted, BackupEvents::SectionProgress,
-                 BackupEvents::SectionFinished, BackupEvents::Note>;
+                 BackupEvents::SectionFinished, BackupEvents::Note, BackupEvents::Retention>;
 
 /// Called from any thread of a run, also at once. Must not throw: the run would take it for a failure of what
 /// it was about.

@@ -21,6 +21,7 @@ struct BackupJob {
   std::filesystem::path root;  ///< the instance's backup folder
   std::string orvikVersion;    ///< goes into manifest, lock and audit log
   RetryPolicy retryPolicy;     ///< for reads of the API
+  bool packLooseObjects = true;  ///< pack after a run
   bool encrypt = false;        ///< seal this backup; a sealed instance is sealed in any case
   std::shared_ptr<const DecryptionKeyProvider> encryptionKeys;  ///< none: the machine's keychain
   std::optional<std::string> encryptionKeyID;                   ///< the preferred key of a new data key
