@@ -87,10 +87,11 @@ struct RetentionArguments {
   RetentionPolicy keep;  ///< at least one limit
 };
 
-/// `orvik lock show`.
+/// `orvik lock show`, which prints results alone, quiet or not.
 struct ShowLockArguments {
   std::string folder;
   bool json = false;
+  bool quiet = false;
 };
 
 /// `orvik lock unlock`.

@@ -13,6 +13,7 @@ void addShow(CLI::App& lock, Commands& commands) {
   auto& command = *lock.add_subcommand("show", "Tell who holds a folder and whether the claim is void");
   const auto a = std::make_shared<ShowLockArguments>();
   addFolder(command, a->folder);
+  addQuiet(command, a->quiet);
   addJSON(command, a->json);
   command.footer("Example:\n  orvik lock show /srv/backups/school.example");
   commands.push_back({&command, [&command, a]() -> Invocation {
