@@ -26,7 +26,7 @@ void PlainProgress::say(State& state, const std::string& line) {
 
 void PlainProgress::step(const std::string& text) {
   state_.withLock([&](State& state) {
-    state.run.begin(text);
+    state.run.begin(text, MonotonicClock::now());
     state.spoke = false;
     if (verbosity_ == Verbosity::normal) say(state, oneLine(text));
   });

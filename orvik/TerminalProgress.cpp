@@ -34,7 +34,7 @@ void TerminalProgress::say(State& state, std::string_view lines) {
 }
 
 void TerminalProgress::step(const std::string& text) {
-  state_.withLock([&](State& state) { state.run.begin(text); });
+  state_.withLock([&](State& state) { state.run.begin(text, platform::MonotonicClock::now()); });
 }
 
 void TerminalProgress::remark(const std::string& text) {

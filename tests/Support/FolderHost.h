@@ -8,8 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/JSON/Value.h"
-#include "Platform/JSON/View.h"
+#include "tests/Support/JSONLines.h"
 #include "tests/Support/RunningProgram.h"
 #include "tests/Support/SampleFolder.h"
 
@@ -44,23 +43,7 @@ class FolderHost : public testing::Test {
   }
   ProgramEnd run(Arguments arguments) const { return runToEnd(start(std::move(arguments))); }
 
-  /// The JSON lines of a program's standard output.
-  static std::vector<platform::json::Value> linesOf(const ProgramEnd& end) {
-    std::vector<platform::json::Value> lines;
-    for (std::size_t from = 0; from < end.output.size();) {
-      const auto to = end.output.find('\n', from);
-      const auto document = platform::json::Document::parse(end.output.substr(from, to - from));
-      lines.push_back(platform::json::Value::from(document->root()));
-      from = to + 1;
-    }
-    return lines;
-  }
-  /// A member's text, or its JSON; "(none)" when it isn't there.
-  static std::string member(const platform::json::Value& line, std::string_view name) {
-    const auto* value = line.find(name);
-    if (value == nullptr) return "(none)";
-    return value->string() != nullptr ? *value->string() : std::string(value->text());
-  }
+  static std::vector<platform::json::Value> linesOf(const ProgramEnd& end) { return jsonLines(end.output); }
 
   Path root() const { return sample.folder.path(); }
   std::string folder() const { return root().string(); }

@@ -16,6 +16,7 @@ namespace {
 
 using std::chrono::hours;
 using std::chrono::seconds;
+using test::member;
 using test::ProgramEnd;
 using test::RunningProgram;
 using test::runToEnd;

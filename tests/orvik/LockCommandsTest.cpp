@@ -10,6 +10,7 @@ namespace {
 
 using std::chrono::minutes;
 using std::chrono::seconds;
+using test::member;
 using test::runToEnd;
 using testing::HasSubstr;
 using testing::Not;
