@@ -185,6 +185,7 @@ careJSON::Lines careJSON::leftovers(const StoreLeftovers& leftovers) {
   Lines lines;
   for (const auto& file : leftovers.old) lines.push_back(leftoverJSON(file, true));
   for (const auto& file : leftovers.recent) lines.push_back(leftoverJSON(file, false));
+  for (const auto& file : leftovers.needed) lines.push_back(leftoverJSON(file, false));
   for (const auto& name : leftovers.withoutManifest)
     lines.push_back(Value::object({{"event", "leftover"},
                                    {"kind", "folderWithoutManifest"},

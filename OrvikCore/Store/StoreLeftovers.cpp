@@ -1,10 +1,13 @@
 #include "OrvikCore/Store/StoreLeftovers.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <utility>
 
 #include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Store/BackupJournal.h"
+#include "OrvikCore/Store/ObjectKey.h"
 #include "OrvikCore/Store/PackStore.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
@@ -38,10 +41,56 @@ std::string indexOf(const std::string& pack) {
   return pack.substr(0, pack.size() - packSuffix.size()).append(indexSuffix);
 }
 
+/// Whether all objects that backups and runs refer to are where readers find them. False also when an index
+/// can't be read.
+class Completeness {
+ public:
+  Completeness(const BackupRepository& repository, const std::stop_token& stop)
+      : repository_(repository), store_(repository.store()), cipher_(repository.cipher()), stop_(stop) {}
+
+  bool holds() {
+    const auto backups = repository_.backupsDirectory();
+    return std::ranges::all_of(files::visibleNames(backups), [&](const std::string& name) {
+      return indexesHold(backups / name) &&
+             (!name.ends_with(BackupFormat::partialSuffix) || journalHolds(backups / name));
+    });
+  }
+
+ private:
+  bool indexesHold(const Path& folder) {
+    constexpr std::string_view suffix = ".json";
+    return std::ranges::all_of(
+        files::visibleNames(folder / BackupFormat::sectionsFolder), [&](const std::string& name) {
+          if (!name.ends_with(suffix)) return true;
+          const auto index =
+              BackupRepository::loadIndex(folder, name.substr(0, name.size() - suffix.size()), cipher_);
+          return index && std::ranges::all_of(index->items, [&](const auto& item) { return isThere(item); });
+        });
+  }
+  bool journalHolds(const Path& folder) {
+    return std::ranges::all_of(BackupJournal::read(folder, cipher_),
+                               [&](const JournalEntry& entry) { return isThere(entry.item); });
+  }
+  bool isThere(const IndexItem& item) {
+    platform::throwIfCancelled(stop_);
+    return std::ranges::all_of(item.objects, [&](const auto& object) {
+      const auto key = ObjectKey::parse(object.second);
+      return !key || !seen_.insert(*key) ||
+             store_.hasContent(object.second, ObjectStore::IncludingOverlay::no);
+    });
+  }
+
+  const BackupRepository& repository_;
+  const ObjectStore store_;
+  const std::optional<BackupCipher> cipher_;
+  const std::stop_token& stop_;
+  KeySet seen_;
+};
+
 class Search {
  public:
   Search(const BackupRepository& repository, platform::Date now, const std::stop_token& stop)
-      : root_(repository.instanceDirectory), now_(now), stop_(stop) {}
+      : repository_(repository), root_(repository.instanceDirectory), now_(now), stop_(stop) {}
 
   StoreLeftovers run() {
     lookForTemporaries("");
@@ -52,6 +101,7 @@ class Search {
     if (isFolder(root_ / store) && isFolder(root_ / store / BackupFormat::packsFolder)) {
       lookForTemporaries(store / BackupFormat::packsFolder);
       lookForPacks(store / BackupFormat::packsFolder);
+      setNeededPacksAside();
     }
     return std::move(found_);
   }
@@ -101,6 +151,13 @@ class Search {
       if (!named.contains(pack)) add(Kind::packWithoutIndex, folder / pack);
   }
 
+  void setNeededPacksAside() {
+    const auto isPack = [](const auto& file) { return file.kind == Kind::packWithoutIndex; };
+    if (std::ranges::none_of(found_.old, isPack) || Completeness(repository_, stop_).holds()) return;
+    std::ranges::copy_if(found_.old, std::back_inserter(found_.needed), isPack);
+    std::erase_if(found_.old, isPack);
+  }
+
   void add(Kind kind, const Path& path) {
     const auto entry = files::entryAt(root_ / path);
     if (!entry || entry->kind != files::Entry::Kind::file) return;
@@ -108,6 +165,7 @@ class Search {
     (isOld ? found_.old : found_.recent).push_back({kind, path.string(), entry->size, entry->modified});
   }
 
+  const BackupRepository& repository_;
   const Path& root_;
   const platform::Date now_;
   const std::stop_token& stop_;

@@ -27,8 +27,11 @@ struct StoreLeftovers {
     std::int64_t bytes = 0;
     platform::Date modified;
   };
-  std::vector<File> old;                     ///< to be deleted
-  std::vector<File> recent;                  ///< not older than a day; they stay
+  std::vector<File> old;     ///< to be deleted
+  std::vector<File> recent;  ///< not older than a day; they stay
+  /// Packs without an index that stay although they are old: an object that is referred to is found nowhere
+  /// else, as in a synchronised folder whose indexes have not come yet.
+  std::vector<File> needed;
   std::vector<std::string> withoutManifest;  ///< names of backup folders; they are reported and stay
 
   std::int64_t oldBytes() const;
@@ -36,7 +39,8 @@ struct StoreLeftovers {
 
 /// Looks where this system writes: the instance folder itself, "backups/*", "backups/*/sections",
 /// "store/objects/*", "store/files/*" and "store/packs". Links are not followed. What can't be listed holds
-/// nothing. Throws `platform::CancellationError`.
+/// nothing. Where an old pack lacks its index, every index of every backup is read. Throws
+/// `platform::CancellationError`.
 StoreLeftovers findLeftovers(const BackupRepository& repository, platform::Date now,
                              const std::stop_token& stop = {});
 

@@ -103,6 +103,27 @@ TEST_F(Leftovers, APackThatAnyIndexNamesOrThatHasOneBesideItIsNone) {
   EXPECT_THAT(find(later).old, IsEmpty());
 }
 
+TEST_F(Leftovers, APackWithoutAnIndexStaysWhileAnObjectIsFoundNowhere) {
+  place("store/packs/lost.pack");
+  place(temporary("x"));
+  const auto object = sample.repository.store().objectURL(sample.json);
+  const auto bytes = files::read(object);
+  files::remove(object);
+  auto found = find(later);
+  EXPECT_THAT(paths(found.old), ElementsAre(temporary("x")));
+  EXPECT_THAT(paths(found.needed), ElementsAre("store/packs/lost.pack"));
+  test::write(object, bytes);
+  EXPECT_EQ(find(later).old.size(), 2u);
+
+  auto entry = test::journalEntry("policies", "3");
+  entry.item.objects = {{"json", ObjectStore::sha256("nowhere")}};
+  BackupJournal(sample.partial()).append(entry);
+  EXPECT_EQ(find(later).old.size(), 1u) << "an interrupted run needs it";
+  files::removeTree(sample.partial());
+  test::write(sample.index(), "torn");
+  EXPECT_EQ(find(later).old.size(), 1u) << "nobody knows what the index names";
+}
+
 TEST_F(Leftovers, LinksAreNeitherFollowedNorDeleted) {
   const files::TempFolder outside;
   const auto foreign = outside / temporary("x");
