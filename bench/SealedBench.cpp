@@ -46,7 +46,7 @@ std::vector<platform::Bytes> objectsOf(const Folder& folder) {
 
 double putSeconds(const std::vector<platform::Bytes>& objects, const std::filesystem::path& folder,
                   const std::optional<BackupCipher>& cipher) {
-  const ObjectStore store{folder, {}, cipher, {}};
+  const ObjectStore store{folder, {}, cipher};
   const double seconds = bench::secondsOf([&] {
     for (const auto& object : objects) store.put(object);
   });

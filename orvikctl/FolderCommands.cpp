@@ -12,12 +12,12 @@
 
 namespace orvik::ctl {
 
-namespace {
-
 BackupRepository repositoryOf(const Arguments& positionals) {
   if (positionals.empty()) fail("instance folder required");
   return BackupRepository(positionals.front());
 }
+
+namespace {
 
 /// The backup that is named, or else the newest.
 BackupRepository::Backup backupOf(const BackupRepository& repository, const Arguments& positionals) {

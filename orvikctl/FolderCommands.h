@@ -2,9 +2,13 @@
 
 #include <ostream>
 
+#include "OrvikCore/Store/BackupRepository.h"
 #include "orvikctl/Arguments.h"
 
 namespace orvik::ctl {
+
+/// The instance folder that the first argument names. Fails without one.
+BackupRepository repositoryOf(const Arguments& positionals);
 
 /// The backups of one instance, the interrupted runs, and the disk usage. Returns the exit status.
 int list(const Arguments& arguments, std::ostream& out);

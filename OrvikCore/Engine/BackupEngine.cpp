@@ -10,6 +10,7 @@
 #include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
 #include "OrvikCore/Store/BackupLock.h"
 #include "OrvikCore/Store/BackupRepository.h"
+#include "OrvikCore/Store/PackCache.h"
 #include "Platform/Date.h"
 #include "Platform/Files/Files.h"
 
@@ -56,6 +57,9 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   platform::files::createDirectories(repository.backupsDirectory());
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
+  // What this process remembers of packs may be older than the lock; objects would be missed if it were
+  // believed.
+  PackCache::shared().invalidate(repository.store().packsDirectory());
   repository.writeDescriptor(job_.instance);
   auto latest = repository.latestComplete();
   auto cipher = cipherFor(job_, latest);

@@ -36,13 +36,14 @@ struct SectionProgress {
 struct SectionFinished {
   SectionSummary summary;
 };
-/// After old backups were deleted.
-struct Retention {
-  CleanupResult result;
-};
 /// Retries and remarks.
 struct Note {
   std::string text;
+};
+
+/// After the backup is published, when old ones were looked for.
+struct Retention {
+  CleanupResult result;
 };
 
 }  // namespace BackupEvents

@@ -10,6 +10,7 @@
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "OrvikCore/Jamf/RetryPolicy.h"
 #include "OrvikCore/Security/DecryptionKeyProvider.h"
+#include "OrvikCore/Store/RetentionPolicy.h"
 
 namespace orvik {
 
@@ -18,11 +19,12 @@ struct BackupJob {
   InstanceDescriptor instance;                   ///< the server
   std::shared_ptr<jamf::JamfRequesting> client;  ///< the raw reader; the engine puts its pipeline around it
   BackupOptions options;
-  std::filesystem::path root;  ///< the instance's backup folder
-  std::string orvikVersion;    ///< goes into manifest, lock and audit log
-  RetryPolicy retryPolicy;     ///< for reads of the API
-  bool packLooseObjects = true;  ///< pack after a run
-  bool encrypt = false;        ///< seal this backup; a sealed instance is sealed in any case
+  std::filesystem::path root;                ///< the instance's backup folder
+  std::string orvikVersion;                  ///< goes into manifest, lock and audit log
+  RetryPolicy retryPolicy;                   ///< for reads of the API
+  std::optional<RetentionPolicy> retention;  ///< which backups go after the run; none: all stay
+  bool packLooseObjects = true;  ///< move the single object files of the folder into one pack after the run
+  bool encrypt = false;          ///< seal this backup; a sealed instance is sealed in any case
   std::shared_ptr<const DecryptionKeyProvider> encryptionKeys;  ///< none: the machine's keychain
   std::optional<std::string> encryptionKeyID;                   ///< the preferred key of a new data key
 };

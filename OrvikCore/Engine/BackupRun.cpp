@@ -168,10 +168,12 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
   requireRecord();
   auto manifest = makeManifest();
   writeManifest(manifest);
+  packLooseObjects(stop);
   publish();
   tuv::CategoryLogger{"engine"}.info(fmt::format("backup {} finished: {} objects, {} requests",
                                                  plan_.backupID, manifest.totals.objects,
                                                  manifest.totals.requests));
+  applyRetention(stop);
   return manifest;
 }
 
@@ -306,6 +308,17 @@ void BackupRun::writeManifest(const BackupManifest& manifest) {
                           manifest.totals.newOrChangedObjects, manifest.totals.requests));
 }
 
+void BackupRun::packLooseObjects(const std::stop_token& stop) {
+  if (!context_.job.packLooseObjects) return;
+  const auto packed = repository_.packLooseObjects(stop);
+  if (packed.objects == 0) return;
+  recordLocal("PACK", fmt::format("{}/{}", BackupFormat::storeFolder, BackupFormat::objectsFolder),
+              fmt::format("{} loose objects moved into one pack", packed.objects));
+  context_.emit(BackupEvents::Note{
+      fmt::format("Moved {} single object files into one pack file (fewer files for the sync service).",
+                  packed.objects)});
+}
+
 void BackupRun::publish() {
   audit_.close();
   // The journal serves only an unfinished run, whose summaries are all written by now.
@@ -313,6 +326,17 @@ void BackupRun::publish() {
   files::syncFileSystem(partial_);
   requireOwnLock();
   files::renameWithoutReplacing(partial_, repository_.backupDirectory(plan_.backupID));
+}
+
+void BackupRun::applyRetention(const std::stop_token& stop) {
+  const auto& policy = context_.job.retention;
+  if (!policy) return;
+  try {
+    context_.emit(BackupEvents::Retention{
+        repository_.applyRetention(policy->keepCount, policy->keepDays, platform::now(), stop)});
+  } catch (const std::exception& error) {  // a cancellation too: the backup is published
+    context_.emit(BackupEvents::Note{"Retention failed: " + describeFailure(error)});
+  }
 }
 
 void BackupRun::recordLocal(std::string method, std::string target, std::optional<std::string> detail) {

@@ -59,7 +59,9 @@ class BackupRun {
   void requireRecord() const;
   BackupManifest makeManifest() const;
   void writeManifest(const BackupManifest& manifest);
+  void packLooseObjects(const std::stop_token& stop);
   void publish();
+  void applyRetention(const std::stop_token& stop);
 
   void recordLocal(std::string method, std::string target, std::optional<std::string> detail = std::nullopt);
   int requests() const { return requestsBefore_ + pipeline_.requestCount(); }

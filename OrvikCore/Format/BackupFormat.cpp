@@ -18,7 +18,7 @@ std::string sectionPath(std::string_view sectionID) {
   std::string path(sectionsFolder);
   path += '/';
   path += sectionID;
-  path += ".json";
+  path += sectionSuffix;
   return path;
 }
 
@@ -34,7 +34,7 @@ std::string shardedPath(std::string_view folder, std::string_view name, std::str
 
 }  // namespace
 
-std::string objectPathText(std::string_view hash) { return shardedPath(objectsFolder, hash, ".json"); }
+std::string objectPathText(std::string_view hash) { return shardedPath(objectsFolder, hash, objectSuffix); }
 
 Path objectPath(std::string_view hash) { return objectPathText(hash); }
 

@@ -34,6 +34,7 @@ inline constexpr std::string_view backupsFolder = "backups";
 inline constexpr std::string_view partialSuffix = ".partial";
 inline constexpr std::string_view manifestFile = "manifest.json";
 inline constexpr std::string_view sectionsFolder = "sections";
+inline constexpr std::string_view sectionSuffix = ".json";
 inline constexpr std::string_view auditFile = "audit.jsonl";
 inline constexpr std::string_view reportFile = "backup-report.pdf";
 inline constexpr std::string_view securityReportFile = "security-report.pdf";
@@ -50,6 +51,9 @@ inline constexpr std::string_view objectsFolder = "objects";
 inline constexpr std::string_view filesFolder = "files";
 inline constexpr std::string_view packsFolder = "packs";
 inline constexpr std::string_view downloadsFolder = "downloads";
+inline constexpr std::string_view objectSuffix = ".json";
+inline constexpr std::string_view packSuffix = ".pack";
+inline constexpr std::string_view packIndexSuffix = ".idx";
 
 /// The longest files, in bytes, that are read whole. What is longer counts as unreadable: a foreign or
 /// hostile file must not fill the memory.

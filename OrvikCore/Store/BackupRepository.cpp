@@ -97,7 +97,7 @@ bool BackupRepository::isBackupName(std::string_view id) noexcept {
          id.find('\0') == std::string_view::npos && !id.ends_with(BackupFormat::partialSuffix);
 }
 
-ObjectStore BackupRepository::store() const { return {instanceDirectory, {}, {}, {}}; }
+ObjectStore BackupRepository::store() const { return {instanceDirectory, {}, {}}; }
 
 std::optional<BackupCipher> BackupRepository::cipher() const {
   return BackupEncryption::cipherFor(instanceDirectory);

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <exception>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -13,6 +15,9 @@
 #include "OrvikCore/Format/SectionIndex.h"
 #include "OrvikCore/Store/FileHasher.h"
 #include "OrvikCore/Store/ObjectStore.h"
+#include "OrvikCore/Store/PackCache.h"
+#include "OrvikCore/Store/PackStore.h"
+#include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Hex.h"
 
@@ -46,11 +51,12 @@ std::vector<Check> checksOf(const SectionIndex& index) {
 struct Shelves {
   ObjectStore store;
   platform::files::FolderReader loose{store.instanceDirectory};
+  std::filesystem::path packs = store.packsDirectory();
 
-  void read(const std::string& hash, platform::Bytes& buffer) const {
-    const bool isLoose = platform::isLowerHex64(hash) &&
-                         loose.tryRead(BackupFormat::objectPathText(hash), buffer, BackupFormat::objectLimit);
-    if (!isLoose) store.readStored(hash, buffer);
+  bool read(const std::string& hash, platform::Bytes& buffer) const {
+    return platform::isLowerHex64(hash) &&
+           (loose.tryRead(BackupFormat::objectPathText(hash), buffer, BackupFormat::objectLimit) ||
+            PackCache::shared().read(hash, packs, buffer));
   }
 };
 
@@ -62,7 +68,7 @@ Finding look(const Check& check, const Shelves& shelves, platform::Bytes& buffer
       return FileHasher::sha256(store.fileURL(*check.hash)) == *check.hash ? Finding::intact
                                                                            : Finding::corrupt;
     }
-    shelves.read(*check.hash, buffer);
+    if (!shelves.read(*check.hash, buffer)) return Finding::missing;
     // Whether there is a key was asked once; a keychain is not asked again for each object.
     if (!store.cipher && BackupCipher::isSealed(buffer)) return Finding::corrupt;
     return store.isIntact(*check.hash, buffer) ? Finding::intact : Finding::corrupt;
@@ -71,14 +77,32 @@ Finding look(const Check& check, const Shelves& shelves, platform::Bytes& buffer
   }
 }
 
+/// The positions of the checks in the order in which their bytes lie: single files first, then pack by pack.
+std::vector<std::size_t> readingOrder(const std::vector<Check>& checks, const Shelves& shelves) {
+  std::vector<std::size_t> order;
+  std::vector<std::pair<PackCache::Place, std::size_t>> packed;
+  for (std::size_t i = 0; i < checks.size(); ++i) {
+    const auto place =
+        checks[i].isFile ? std::nullopt : PackCache::shared().place(*checks[i].hash, shelves.packs);
+    if (place)
+      packed.emplace_back(*place, i);
+    else
+      order.push_back(i);
+  }
+  std::ranges::sort(packed);
+  for (const auto& [place, i] : packed) order.push_back(i);
+  return order;
+}
+
 std::vector<Finding> lookAtAll(const std::vector<Check>& checks, const Shelves& shelves) {
+  const auto order = readingOrder(checks, shelves);
   std::vector<Finding> findings(checks.size());
   std::atomic<std::size_t> next{0};
   const auto work = [&] {
     platform::Bytes buffer;
     for (std::size_t begin; (begin = next.fetch_add(checksPerBatch)) < checks.size();)
       for (std::size_t i = begin; i < std::min(begin + checksPerBatch, checks.size()); ++i)
-        findings[i] = look(checks[i], shelves, buffer);
+        findings[order[i]] = look(checks[order[i]], shelves, buffer);
   };
   const std::size_t batches = (checks.size() + checksPerBatch - 1) / checksPerBatch;
   const std::size_t cores = std::max(std::thread::hardware_concurrency(), 1U);
@@ -89,14 +113,53 @@ std::vector<Finding> lookAtAll(const std::vector<Check>& checks, const Shelves& 
   return findings;
 }
 
-std::string sentence(const SectionSummary& section, const Check& check, Finding finding) {
-  if (check.isFile) {
-    const auto& name = check.item->file->fileName;
-    return finding == Finding::missing ? fmt::format("file {}: {} missing", name, *check.hash)
-                                       : fmt::format("file {}: corrupt", name);
-  }
-  return fmt::format("{}/{}: object {} {}", section.id, check.item->id, *check.hash,
+/// Something that is not as it should be. Owns its texts, since the index that it was found in is gone when
+/// it is told.
+struct Problem {
+  std::string section;
+  std::string item;                 ///< of an object its ID, of a file its name
+  std::optional<std::string> hash;  ///< nothing for an index
+  bool isFile = false;
+  Finding finding = Finding::missing;
+
+  bool isMissingObject() const { return finding == Finding::missing && !isFile && hash; }
+  std::string sentence() const;
+};
+
+std::string Problem::sentence() const {
+  if (!hash) return section + ": index missing";
+  if (isFile)
+    return finding == Finding::missing ? fmt::format("file {}: {} missing", item, *hash)
+                                       : fmt::format("file {}: corrupt", item);
+  return fmt::format("{}/{}: object {} {}", section, item, *hash,
                      finding == Finding::missing ? "missing" : "corrupt");
+}
+
+/// Looks again at the objects that were missing: one that was just moved into a pack, or from pack to pack,
+/// is found once the packs are listed anew. A listing can itself miss what moves while it goes on, so there
+/// is another one a second later, and more as long as the packs change.
+void lookAgain(std::vector<Problem>& problems, const Shelves& shelves) {
+  constexpr int mostRounds = 5;
+  const auto lookOnce = [&] {
+    PackCache::shared().invalidate(shelves.packs);
+    platform::Bytes buffer;
+    for (auto& problem : problems)
+      if (problem.isMissingObject())
+        problem.finding = look({nullptr, &*problem.hash, false}, shelves, buffer);
+    return std::ranges::none_of(problems, &Problem::isMissingObject);
+  };
+  // Where nothing was ever packed nothing can have been moved.
+  if (std::ranges::none_of(problems, &Problem::isMissingObject) ||
+      !platform::files::isDirectory(shelves.packs))
+    return;
+  auto known = PackStore::indexNames(shelves.packs);
+  if (lookOnce()) return;
+  for (int round = 0; round < mostRounds; ++round) {
+    platform::sleep(std::chrono::seconds(1), {});
+    auto names = PackStore::indexNames(shelves.packs);
+    if (lookOnce() || names == known) return;
+    known = std::move(names);
+  }
 }
 
 }  // namespace
@@ -108,21 +171,27 @@ VerifyResult verifyBackup(const BackupRepository& repository, const BackupReposi
   const Shelves shelves{std::move(store)};
   const auto folder = repository.backupDirectory(backup.id);
   VerifyResult result;
-  const auto report = [&](const std::string& problem) {
-    ++result.problems;
-    onProblem(problem);
-  };
+  std::vector<Problem> problems;
   for (const auto& section : backup.manifest.sections) {
     const auto index = BackupRepository::loadIndex(folder, section.id, shelves.store.cipher);
     if (!index) {
-      if (section.index) report(section.id + ": index missing");
+      if (section.index) problems.push_back({section.id, {}, {}});
       continue;
     }
     const auto checks = checksOf(*index);
     const auto findings = lookAtAll(checks, shelves);
     result.checked += checks.size();
-    for (std::size_t i = 0; i < checks.size(); ++i)
-      if (findings[i] != Finding::intact) report(sentence(section, checks[i], findings[i]));
+    for (std::size_t i = 0; i < checks.size(); ++i) {
+      if (findings[i] == Finding::intact) continue;
+      const auto& [item, hash, isFile] = checks[i];
+      problems.push_back({section.id, isFile ? item->file->fileName : item->id, *hash, isFile, findings[i]});
+    }
+  }
+  lookAgain(problems, shelves);
+  for (const auto& problem : problems) {
+    if (problem.finding == Finding::intact) continue;
+    ++result.problems;
+    onProblem(problem.sentence());
   }
   return result;
 }

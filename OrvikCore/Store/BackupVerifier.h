@@ -15,7 +15,8 @@ struct [[nodiscard]] VerifyResult {
 };
 
 /// Proves that every object and file of one backup is there and reproduces its name: reads every stored byte,
-/// on all cores. Nothing is written.
+/// on all cores. Nothing is written. An object that is packed meanwhile by another process is not missed:
+/// what is missing is looked for once more, a second later, before anything is told.
 ///
 /// `onProblem` gets the sentence of each problem, in the order of the manifest and its indexes, on the
 /// calling thread: "<sectionID>: index missing", "<sectionID>/<itemID>: object <hash> missing" or "corrupt",

@@ -27,10 +27,7 @@ using Path = std::filesystem::path;
 /// The visible names of a folder; none when it isn't there. One that can't be listed is a refusal: an error
 /// is not emptiness.
 std::vector<std::string> namesIn(const Path& folder) try {
-  auto names = files::list(folder);
-  std::erase_if(names, [](const std::string& name) { return name.starts_with('.'); });
-  std::ranges::sort(names);
-  return names;
+  return files::listVisible(folder);
 } catch (const files::FileError& error) {
   if (error.kind() == files::FileErrorKind::notFound && !files::exists(folder)) return {};
   refuse(Kind::incomplete, error.description(), "Try again when the folder can be read.");
@@ -49,7 +46,7 @@ bool isPartial(const std::string& name) { return name.ends_with(BackupFormat::pa
 /// Whether marking finds an index there: a visible ".json" right below "sections".
 bool isIndexPath(const std::string& path) {
   const auto folder = std::string(BackupFormat::sectionsFolder) + "/";
-  if (!path.starts_with(folder) || !path.ends_with(".json")) return false;
+  if (!path.starts_with(folder) || !path.ends_with(BackupFormat::sectionSuffix)) return false;
   const auto name = path.substr(folder.size());
   return !name.starts_with('.') && name.find('/') == std::string::npos &&
          name.find('\0') == std::string::npos;

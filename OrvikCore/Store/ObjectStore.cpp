@@ -4,6 +4,7 @@
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/PackCache.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Hex.h"
@@ -40,7 +41,7 @@ bool ObjectStore::has(std::string_view hash, IncludingOverlay includingOverlay) 
   if (includingOverlay == IncludingOverlay::yes && overlay &&
       files::isFile(*overlay / BackupFormat::objectPath(hash)))
     return true;
-  return files::isFile(objectURL(hash)) || (packs && packs->contains(hash, packsDirectory()));
+  return PackCache::shared().contains(hash, packsDirectory()) || files::isFile(objectURL(hash));
 } catch (...) {
   return false;
 }
@@ -51,7 +52,7 @@ bool ObjectStore::hasContent(std::string_view hash, IncludingOverlay includingOv
   if (includingOverlay == IncludingOverlay::yes && overlay)
     if (const auto size = files::size(*overlay / path)) return *size > 0;
   if (const auto size = files::size(instanceDirectory / path)) return *size > 0;
-  return packs && packs->contains(hash, packsDirectory());
+  return PackCache::shared().holds(hash, packsDirectory());
 } catch (...) {
   return false;
 }
@@ -74,9 +75,7 @@ void ObjectStore::readStored(std::string_view hash, Bytes& buffer) const {
   try {
     files::read(objectURL(hash), buffer, BackupFormat::objectLimit);
   } catch (const files::FileError&) {
-    auto packed = packs ? packs->data(hash, packsDirectory()) : std::nullopt;
-    if (!packed) throw;
-    buffer = std::move(*packed);
+    if (!PackCache::shared().read(hash, packsDirectory(), buffer)) throw;
   }
 }
 
@@ -104,6 +103,15 @@ bool ObjectStore::isIntact(std::string_view hash, std::string_view stored) const
   return opener->name(plain) == hash;
 } catch (...) {
   return false;
+}
+
+std::optional<ObjectStore::Location> ObjectStore::location(std::string_view hash) const noexcept try {
+  if (!platform::isLowerHex64(hash)) return std::nullopt;
+  if (auto loose = objectURL(hash); files::isFile(loose)) return loose;
+  if (auto packed = PackCache::shared().location(hash, packsDirectory())) return std::move(*packed);
+  return std::nullopt;
+} catch (...) {
+  return std::nullopt;
 }
 
 ObjectStore::Path ObjectStore::objectURL(std::string_view hash) const {

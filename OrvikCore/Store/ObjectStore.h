@@ -2,13 +2,13 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "OrvikCore/Security/BackupCipher.h"
-#include "OrvikCore/Store/PackLookup.h"
+#include "OrvikCore/Store/PackLocation.h"
 #include "Platform/Bytes.h"
 
 namespace orvik {
@@ -18,8 +18,8 @@ namespace orvik {
 ///
 /// On disk: "store/objects/<xx>/<hash>.json", <hash> being 64 lower-case hexadecimal digits and <xx> its
 /// first two; "store/files/<xx>/<sha256>" for package files. Objects are looked up in the overlay's loose
-/// files, the instance folder's loose files, then in packs. A name that is not 64 lower-case digits is
-/// missing, and never a path.
+/// files, the instance folder's loose files, then in packs (PackStore.h), through `PackCache::shared`. A name
+/// that is not 64 lower-case digits is missing, and never a path.
 ///
 /// A plain copyable value without mutable state: any thread may call, also for the same object at once.
 struct ObjectStore {
@@ -29,7 +29,6 @@ struct ObjectStore {
   Path instanceDirectory;
   std::optional<Path> overlay;         ///< an instance-shaped folder that new objects go to instead
   std::optional<BackupCipher> cipher;  ///< when present, objects are sealed and named by a keyed hash
-  std::shared_ptr<PackLookup> packs;   ///< when present, where packed objects are found
 
   enum class IncludingOverlay { no, yes };
 
@@ -45,10 +44,12 @@ struct ObjectStore {
   /// the store is as before then.
   std::string put(const Bytes& data) const;
 
+  /// Whether the object is there. A packed one is found without a look at the disk.
   bool has(std::string_view hash, IncludingOverlay includingOverlay) const noexcept;
 
   /// Like `has`, and what a reader would find is not hollow: a power cut can leave an empty file under a
-  /// name, which hides the object's good copy in the folder or in a pack.
+  /// name, which hides the object's good copy in the folder or in a pack, and a synchronised folder can have
+  /// an index whose pack is missing or cut.
   bool hasContent(std::string_view hash, IncludingOverlay includingOverlay) const noexcept;
 
   /// The plain content. Throws the `FileError` of the instance folder's read when it is nowhere, and
@@ -63,6 +64,10 @@ struct ObjectStore {
   /// Whether stored bytes reproduce their name. Stored bytes are not made canonical again: one changed byte
   /// is damage, also when the JSON means the same. False for sealed bytes that can't be opened.
   bool isIntact(std::string_view hash, std::string_view stored) const noexcept;
+
+  /// Where the object lives in the instance folder: its loose file, or its place in a pack.
+  using Location = std::variant<Path, PackStore::Location>;
+  std::optional<Location> location(std::string_view hash) const noexcept;
 
   /// Requires of the three: a name of 64 lower-case hexadecimal digits.
   Path objectURL(std::string_view hash) const;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <compare>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -38,6 +41,15 @@ class PackCache {
   /// Where an object lies; where several packs hold it, in the last by file name. Nothing for a name that is
   /// not 64 lower-case hexadecimal digits.
   std::optional<PackStore::Location> location(std::string_view hash, const Path& packs) noexcept;
+
+  /// A key to sort objects by: those of ascending places lie one behind the other.
+  struct Place {
+    std::size_t pack = 0;
+    std::int64_t offset = 0;
+    auto operator<=>(const Place&) const = default;
+  };
+  /// Where `read` would begin to look; nothing when no index names the object.
+  std::optional<Place> place(std::string_view hash, const Path& packs) noexcept;
 
   /// Whether an index names the object.
   bool contains(std::string_view hash, const Path& packs) noexcept;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "OrvikCore/Store/ObjectKey.h"
@@ -47,6 +48,8 @@ KeySet write(const std::vector<Source>& objects, const ObjectStore& store, const
 
 /// "loose-" and 8 random hexadecimal digits: the name of a pack of single files.
 std::string freshName();
+/// The name that a rewrite of a pack gets: that of its file without ".pack", "-" and 8 such digits.
+std::string rewrittenName(std::string_view pack);
 
 /// The single object files below an instance folder, ordered by shard and name. Empty when there are none.
 std::vector<Source> looseObjects(const Path& instanceDirectory);
@@ -61,5 +64,7 @@ void indexes(const Path& packs, const std::function<void(const Path&, const Pack
 /// Deletes a pack, its index first, and tells `PackCache`. Throws `FileError` when the index can't be
 /// deleted; a failure with the pack file is ignored, since nobody knows it by then.
 void remove(const Path& index, const Path& pack);
+/// Deletes an index alone, for a pack file that another index names too. Throws the same.
+void removeIndex(const Path& index);
 
 }  // namespace orvik::PackStore

@@ -20,8 +20,7 @@ namespace files = platform::files;
 using Path = std::filesystem::path;
 using Kind = StoreLeftovers::File::Kind;
 
-constexpr std::string_view packSuffix = ".pack";
-constexpr std::string_view indexSuffix = ".idx";
+using BackupFormat::packSuffix;
 
 bool isFolder(const Path& path) {
   const auto entry = files::entryAt(path);
@@ -38,7 +37,7 @@ std::vector<std::string> namesIn(const Path& folder) try {
 }
 
 std::string indexOf(const std::string& pack) {
-  return pack.substr(0, pack.size() - packSuffix.size()).append(indexSuffix);
+  return pack.substr(0, pack.size() - packSuffix.size()).append(BackupFormat::packIndexSuffix);
 }
 
 /// Whether all objects that backups and runs refer to are where readers find them. False also when an index
@@ -58,7 +57,7 @@ class Completeness {
 
  private:
   bool indexesHold(const Path& folder) {
-    constexpr std::string_view suffix = ".json";
+    constexpr auto suffix = BackupFormat::sectionSuffix;
     return std::ranges::all_of(
         files::visibleNames(folder / BackupFormat::sectionsFolder), [&](const std::string& name) {
           if (!name.ends_with(suffix)) return true;

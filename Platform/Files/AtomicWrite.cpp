@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "Platform/Files/Descriptor.h"
 #include "Platform/Files/FaultSeam.h"
@@ -15,9 +16,10 @@ namespace platform::files {
 
 namespace {
 
-constexpr mode_t fileMode = 0644;
 constexpr std::string_view temporarySuffix = ".tmp";
 constexpr std::size_t uuidLength = 36;
+
+}  // namespace
 
 Path temporarySibling(const Path& path) {
   const std::string& text = path.native();
@@ -29,11 +31,25 @@ Path temporarySibling(const Path& path) {
                      temporarySuffix);
 }
 
-int openNew(const Path& path, Descriptor& file) {
+bool isTemporaryName(std::string_view name) noexcept {
+  // A dot, a name of one byte or more, a dot, the UUID, the suffix.
+  if (name.size() < 3 + uuidLength + temporarySuffix.size()) return false;
+  if (!name.starts_with('.') || !name.ends_with(temporarySuffix)) return false;
+  name.remove_suffix(temporarySuffix.size());
+  const auto id = name.substr(name.size() - uuidLength);
+  name.remove_suffix(uuidLength);
+  const bool isUpperCase = std::ranges::none_of(id, [](char c) { return c >= 'a' && c <= 'z'; });
+  return name.ends_with('.') && isUpperCase && UUID::parse(id);
+}
+
+int openNew(const Path& path, Descriptor& file) noexcept {
+  constexpr mode_t fileMode = 0644;
   if (const int code = passFaultSeam()) return code;
   file = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
   return file.isOpen() ? 0 : errno;
 }
+
+namespace {
 
 int renamePlain(const Path& from, const Path& to) {
   if (const int code = passFaultSeam()) return code;
@@ -58,18 +74,7 @@ bool wasWrittenByAnother(int code, std::string_view data, const Path& path) {
 
 }  // namespace
 
-bool isTemporaryName(std::string_view name) noexcept {
-  // A dot, a name of one byte or more, a dot, the UUID, the suffix.
-  if (name.size() < 3 + uuidLength + temporarySuffix.size()) return false;
-  if (!name.starts_with('.') || !name.ends_with(temporarySuffix)) return false;
-  name.remove_suffix(temporarySuffix.size());
-  const auto id = name.substr(name.size() - uuidLength);
-  name.remove_suffix(uuidLength);
-  const bool isUpperCase = std::ranges::none_of(id, [](char c) { return c >= 'a' && c <= 'z'; });
-  return name.ends_with('.') && isUpperCase && UUID::parse(id);
-}
-
-void atomicWrite(std::string_view data, const Path& path) {
+void atomicWrite(std::string_view data, const Path& path, Flush flush) {
   const Path temporary = temporarySibling(path);
   Descriptor file;
   int code = openNew(temporary, file);
@@ -80,6 +85,7 @@ void atomicWrite(std::string_view data, const Path& path) {
   if (code != 0) throwFileError("write", path, code);
 
   code = writeFully(file.number(), data);
+  if (code == 0 && flush == Flush::yes) code = syncOpen(file.number());
   const int closed = file.close();
   if (code == 0) code = closed;
   bool done = false;
@@ -103,6 +109,47 @@ void renameWithoutReplacing(const Path& from, const Path& to) {
     code = errno;
   if (code == EINVAL || code == ENOSYS) code = files::exists(to) ? EEXIST : renamePlain(from, to);
   if (code != 0) throwFileError(fmt::format("rename {} to", from.native()), to, code);
+}
+
+StagedFile::StagedFile(Path target) : target_(std::move(target)), temporary_(temporarySibling(target_)) {
+  Descriptor file;
+  if (const int code = openNew(temporary_, file)) throwFileError("write", target_, code);
+  descriptor_ = file.release();
+}
+
+StagedFile::~StagedFile() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  if (!temporary_.empty()) tryRemove(temporary_);
+}
+
+void StagedFile::require(int code) {
+  if (failure_ == 0) failure_ = code;
+  if (failure_ != 0) throwFileError("write", target_, failure_);
+}
+
+void StagedFile::append(std::string_view bytes) {
+  constexpr std::size_t piece = std::size_t{1} << 20;
+  require(0);
+  size_ += static_cast<std::int64_t>(bytes.size());
+  if (gathered_.size() + bytes.size() > piece) writeGathered();
+  if (bytes.size() > piece)
+    require(writeFully(descriptor_, bytes));
+  else
+    gathered_ += bytes;
+}
+
+void StagedFile::writeGathered() {
+  require(writeFully(descriptor_, gathered_));
+  gathered_.clear();
+}
+
+void StagedFile::publish() {
+  require(0);
+  writeGathered();
+  require(syncOpen(descriptor_));
+  require(Descriptor(std::exchange(descriptor_, -1)).close());
+  renameWithoutReplacing(temporary_, target_);
+  temporary_.clear();
 }
 
 }  // namespace platform::files

@@ -73,4 +73,9 @@ int writeFully(int descriptor, std::string_view bytes) noexcept {
   return 0;
 }
 
+int syncOpen(int descriptor) noexcept {
+  if (const int code = passFaultSeam()) return code;
+  return fsync(descriptor) == 0 ? 0 : errno;
+}
+
 }  // namespace platform::files

@@ -30,6 +30,17 @@ class Descriptor {
   int number_;
 };
 
+/// The name under which a file is written before it gets its own: "." + name + "." + an upper-case UUID +
+/// ".tmp", in the same folder. Throws `FileError` for what can be no file's name.
+Path temporarySibling(const Path& path);
+
+/// Makes a file that must not exist yet (mode 0644 less the umask) for writing. 0 or the system's error
+/// number.
+int openNew(const Path& path, Descriptor& file) noexcept;
+
+/// Flushes an open file to stable storage, through the fault seam. 0 or the system's error number.
+int syncOpen(int descriptor) noexcept;
+
 /// Opens a regular file for reading and looks at it; never waits for a pipe or a device. Throws `FileError`.
 Descriptor openForReading(const Path& path, struct stat& status);
 

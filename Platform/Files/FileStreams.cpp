@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,18 +68,26 @@ void AppendFile::sync() {
   if (code != 0) throwFileError("flush", path_, code);
 }
 
-MappedFile::MappedFile(const Path& path) {
+RangeReader::RangeReader(const Path& path) {
   struct stat status;
-  const Descriptor file = openForReading(path, status);
-  size_ = static_cast<std::size_t>(status.st_size);
-  if (size_ == 0) return;  // the system refuses a mapping of no bytes
-  void* start = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file.number(), 0);
-  if (start == MAP_FAILED) throwFileError("map", path, errno);
-  data_ = static_cast<const char*>(start);
+  descriptor_ = openForReading(path, status).release();
+  size_ = status.st_size;
 }
 
-MappedFile::~MappedFile() {
-  if (data_ != nullptr) munmap(const_cast<char*>(data_), size_);
+RangeReader::~RangeReader() { ::close(descriptor_); }
+
+bool RangeReader::read(std::int64_t offset, std::int64_t length, Bytes& buffer) const {
+  if (offset < 0 || length < 0 || length > size_ || offset > size_ - length) return false;
+  buffer.resize(static_cast<std::size_t>(length));
+  std::int64_t filled = 0;
+  while (filled < length) {
+    const auto got = pread(descriptor_, buffer.data() + filled, static_cast<std::size_t>(length - filled),
+                           offset + filled);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    filled += got;
+  }
+  return true;
 }
 
 TempFolder::TempFolder(std::string_view prefix) {

@@ -152,12 +152,16 @@ std::vector<std::string> list(const Path& folder) {
   return names;
 }
 
+std::vector<std::string> listVisible(const Path& folder) {
+  auto names = list(folder);
+  std::erase_if(names, [](const std::string& name) { return name.starts_with('.'); });
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 std::vector<std::string> visibleNames(const Path& folder) noexcept {
   try {
-    auto names = list(folder);
-    std::erase_if(names, [](const std::string& name) { return name.starts_with('.'); });
-    std::sort(names.begin(), names.end());
-    return names;
+    return listVisible(folder);
   } catch (const std::exception&) {
     return {};
   }
@@ -209,6 +213,14 @@ void syncFileSystem(const Path& path) {
   int code = file.isOpen() ? passFaultSeam() : errno;
   if (code == 0 && syncfs(file.number()) != 0) code = errno;
   if (code != 0) throwFileError("flush the file system of", path, code);
+}
+
+void syncFolder(const Path& folder) {
+  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  int code = opened.isOpen() ? syncOpen(opened.number()) : errno;
+  // What network and user-space file systems answer that keep no folders of their own.
+  if (code == EINVAL || code == ENOTSUP || code == ENOSYS) code = 0;
+  if (code != 0) throwFileError("flush the folder", folder, code);
 }
 
 }  // namespace platform::files

@@ -80,21 +80,25 @@ std::optional<Entry> entryAt(const Path& path) noexcept;
 
 /// The names in a folder, in no order, without "." and "..". Throws `FileError`.
 std::vector<std::string> list(const Path& folder);
-/// The same without the names that begin with ".", ascending as bytes; an empty list when the folder can't be
-/// read.
+/// The same without the names that begin with ".", ascending as bytes. Throws `FileError`.
+std::vector<std::string> listVisible(const Path& folder);
+/// The same; an empty list when the folder can't be read.
 std::vector<std::string> visibleNames(const Path& folder) noexcept;
 
 /// Makes the folder with its parents. Throws `FileError`; a folder that exists, or that another thread or
 /// process makes meanwhile, is no error.
 void createDirectories(const Path& folder);
 
+/// Whether written bytes are flushed to stable storage before their file gets its name.
+enum class Flush { no, yes };
+
 /// Writes a whole file in one step: the data goes to a sibling named "." + name + "." + an upper-case UUID +
 /// ".tmp", which is then renamed over the target; missing folders are made. Readers see the old content or
 /// the new one, never a part. Where the file system refuses to replace a file that another writer put there
-/// meanwhile, that writer got there first and the call succeeds. No flush to stable storage. The mode is 0644
-/// less the umask. Throws `FileError`, also for a name so long (over 213 bytes) that the sibling's is not
-/// allowed; the temporary file is gone after a failure.
-void atomicWrite(std::string_view data, const Path& path);
+/// meanwhile, that writer got there first and the call succeeds. The mode is 0644 less the umask. Throws
+/// `FileError`, also for a name so long (over 213 bytes) that the sibling's is not allowed; the temporary
+/// file is gone after a failure.
+void atomicWrite(std::string_view data, const Path& path, Flush flush = Flush::no);
 
 /// Whether a file of that name is the sibling of an `atomicWrite`: "." + name + "." + an upper-case UUID +
 /// ".tmp". Such a file that nobody writes any more is what a crash left.
@@ -122,6 +126,9 @@ std::int64_t allocatedSize(const Path& folder) noexcept;
 
 /// Flushes the file system that holds `path` to stable storage. Throws `FileError`.
 void syncFileSystem(const Path& path);
+/// Flushes a folder's entries to stable storage: files that were made, renamed or deleted in it. File systems
+/// that know no such thing count as done. Throws `FileError`.
+void syncFolder(const Path& folder);
 
 /// Sequential reading of one file in pieces. Closed when it goes. Not for more than one thread.
 class FileReader {
@@ -183,22 +190,56 @@ class AppendFile {
   int descriptor_;
 };
 
-/// A read-only mapping of a whole file. Unmapped when it goes. Any number of threads may read it. Only for
-/// files that are replaced and never cut while they are mapped: touching a page that was cut off ends the
-/// process.
-class MappedFile {
+/// A new file that is written from begin to end under a temporary name, as `atomicWrite` makes it, and
+/// appears whole. Not for more than one thread. What is not published is deleted when it goes.
+class StagedFile {
  public:
-  /// Throws `FileError`, also for what is no regular file.
-  explicit MappedFile(const Path& path);
-  ~MappedFile();
-  MappedFile(const MappedFile&) = delete;
-  MappedFile& operator=(const MappedFile&) = delete;
+  /// Makes the temporary file beside `target`, whose folder exists. Throws `FileError`.
+  explicit StagedFile(Path target);
+  ~StagedFile();
+  StagedFile(const StagedFile&) = delete;
+  StagedFile& operator=(const StagedFile&) = delete;
 
-  std::string_view bytes() const noexcept { return {data_, size_}; }
+  /// Bytes are gathered and written in pieces of a megabyte. Throws `FileError`; after that nothing but the
+  /// end of this object makes sense, and every other operation throws as well.
+  void append(std::string_view bytes);
+  /// Bytes appended so far.
+  std::int64_t size() const noexcept { return size_; }
+  /// Writes what is gathered, flushes it to stable storage, closes the file and gives it its name. Never
+  /// replaces anything. Throws `FileError`.
+  void publish();
 
  private:
-  const char* data_ = nullptr;
-  std::size_t size_ = 0;
+  void require(int code);
+  void writeGathered();
+
+  Path target_;
+  Path temporary_;
+  int descriptor_ = -1;
+  Bytes gathered_;
+  std::int64_t size_ = 0;
+  int failure_ = 0;  ///< the first error number
+};
+
+/// An open file whose ranges are read in any order, by any number of threads at once. The file may be deleted
+/// meanwhile and stays readable; one that is cut meanwhile gives short reads.
+class RangeReader {
+ public:
+  /// Throws `FileError`, also for what is no regular file.
+  explicit RangeReader(const Path& path);
+  ~RangeReader();
+  RangeReader(const RangeReader&) = delete;
+  RangeReader& operator=(const RangeReader&) = delete;
+
+  /// In bytes, when it was opened.
+  std::int64_t size() const noexcept { return size_; }
+  /// Fills `buffer` with that range; false, with `buffer` in any state, when it is not all there or can't be
+  /// read. Throws when memory runs out.
+  bool read(std::int64_t offset, std::int64_t length, Bytes& buffer) const;
+
+ private:
+  int descriptor_;
+  std::int64_t size_;
 };
 
 /// A fresh private folder (mode 0700) below the system's temporary folder, deleted with all its content when

@@ -41,6 +41,9 @@
 ///       return std::array{std::pair{Status::complete, std::string_view("complete")}, ...};
 ///     }
 ///
+/// A type of another shape has two members instead, `void encode(Writer&) const` and `static T decode(View)`,
+/// the latter of which throws `DecodingError`.
+///
 /// Encoding: keys ascending; an empty optional leaves its key out; dates as ISO 8601 at whole seconds; UUIDs
 /// in upper case. Decoding is strict: a missing or null required field, a wrong type, 2.0 for an integer, an
 /// unknown enum text or an integer out of range fail with the coding path; null for an optional counts as
@@ -86,6 +89,12 @@ constexpr Field<Record, Member> field(std::string_view key, Member Record::*memb
 template <class T>
 concept CodableRecord = requires {
   T::fields();
+};
+
+template <class T>
+concept CodableByMembers = requires(const T& value, Writer& writer, View view) {
+  value.encode(writer);
+  { T::decode(view) } -> std::same_as<T>;
 };
 
 template <class T>
@@ -160,6 +169,8 @@ void encodeValue(Writer& writer, const T& value) {
     writer.string(iso8601(value));
   } else if constexpr (std::same_as<T, UUID>) {
     writer.string(value.text());
+  } else if constexpr (CodableByMembers<T>) {
+    value.encode(writer);
   } else if constexpr (CodableEnum<T>) {
     writer.string(textOf(value));
   } else if constexpr (detail::isOptional<T>) {
@@ -206,29 +217,46 @@ T decodeInteger(View view) {
   throw DecodingError("", isInteger ? "the integer is out of range" : "not an integer");
 }
 
+/// The values of a record's fields, by position; of a repeated key the last. Throws `DecodingError` for what
+/// is no object. Keys mostly stand in ascending order, so each is looked for behind the last one first.
+template <class T>
+auto findFields(View view) {
+  if (!view.isObject()) throw DecodingError("", "not an object");
+  static constexpr auto order = sortedPositions<T>();
+  static constexpr auto keys =
+      std::apply([](const auto&... each) { return std::array<std::string_view, order.size()>{each.key...}; },
+                 T::fields());
+  std::array<std::optional<View>, order.size()> found;
+  std::size_t next = 0;
+  for (const auto named : view.members())
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      const std::size_t candidate = next + i < order.size() ? next + i : next + i - order.size();
+      if (keys[order[candidate]] != named.key) continue;
+      found[order[candidate]] = named.value;
+      next = candidate + 1;
+      break;
+    }
+  return found;
+}
+
+/// Whether a field has a value. Throws `DecodingError` when it must have one and hasn't.
+template <class Member>
+bool isGiven(std::string_view key, const std::optional<View>& value) {
+  if (value && !value->isNull()) return true;
+  if (!isOptional<Member>)
+    throw DecodingError(std::string(key), value ? "null for a required field" : "missing");
+  return false;
+}
+
 template <class T>
 T decodeRecord(View view) {
-  if (!view.isObject()) throw DecodingError("", "not an object");
   static constexpr auto fields = T::fields();
-  constexpr std::size_t count = std::tuple_size_v<std::remove_cv_t<decltype(fields)>>;
-  std::array<std::optional<View>, count> found;
-  for (const auto named : view.members())
-    std::apply(
-        [&](const auto&... each) {
-          std::size_t position = 0;
-          ((each.key == named.key ? void(found[position] = named.value) : void(), ++position), ...);
-        },
-        fields);
+  const auto found = findFields<T>(view);
   T record{};
   const auto take = [&](const auto& each, const std::optional<View>& value) {
     auto& member = record.*(each.member);
     using Member = std::remove_cvref_t<decltype(member)>;
-    const bool absent = !value || value->isNull();
-    if constexpr (isOptional<Member>) {
-      if (absent) return;
-    } else if (absent) {
-      throw DecodingError(std::string(each.key), value ? "null for a required field" : "missing");
-    }
+    if (!isGiven<Member>(each.key, value)) return;
     try {
       if constexpr (isOptional<Member>)
         member = decodeValue<typename Member::value_type>(*value);
@@ -239,7 +267,7 @@ T decodeRecord(View view) {
     }
   };
   [&]<std::size_t... I>(std::index_sequence<I...>) { (take(std::get<I>(fields), found[I]), ...); }
-  (std::make_index_sequence<count>{});
+  (std::make_index_sequence<found.size()>{});
   return record;
 }
 
@@ -267,6 +295,8 @@ T decodeValue(View view) {
     return required(parseISO8601(required(view.string(), "not a date")), "not an ISO 8601 date");
   } else if constexpr (std::same_as<T, UUID>) {
     return required(UUID::parse(required(view.string(), "not a UUID")), "not a UUID");
+  } else if constexpr (CodableByMembers<T>) {
+    return T::decode(view);
   } else if constexpr (CodableEnum<T>) {
     return required(enumFromText<T>(required(view.string(), "not a text")), "an unknown value");
   } else if constexpr (detail::ListTraits<T>::value || std::same_as<T, std::set<std::string>>) {

@@ -193,6 +193,17 @@ std::shared_ptr<const Document> Document::parse(std::string_view bytes) {
   return std::shared_ptr<const Document>(new Document(std::move(body)));
 }
 
+void lookAt(const Bytes& bytes, const std::function<void(View root)>& look) {
+  auto& reader = detail::Reader::ofThisThread();
+  struct Shrink {
+    detail::Reader& reader;
+    ~Shrink() { reader.shrink(); }
+  } shrink{reader};
+  const auto [tape, problem] = reader.read(bytes, bytes.capacity() - bytes.size());
+  if (problem) throw ParseError(std::string("The bytes are not JSON: ") + problem + ".");
+  look(View(&tape, detail::Tape::rootIndex));
+}
+
 View Document::root() const { return {&body_->tape, detail::Tape::rootIndex}; }
 
 }  // namespace platform::json

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -62,7 +63,7 @@ class View {
   friend class Document;
   friend class Elements;
   friend class Members;
-  friend struct ViewAccess;
+  friend void lookAt(const Bytes& bytes, const std::function<void(View root)>& look);
   View(const void* document, std::size_t index) : document_(document), index_(index) {}
 
   const void* document_;
@@ -134,6 +135,12 @@ class Members {
   std::size_t begin_;
   std::size_t end_;
 };
+
+/// Parses `bytes` into memory that this thread uses again and again, and shows the root: for walking many
+/// documents once. Views are valid within `look`, which must not parse or decode anything. Where `bytes` has
+/// room behind its end, as `files::read` leaves it, nothing is copied. Throws `ParseError`, and what `look`
+/// throws.
+void lookAt(const Bytes& bytes, const std::function<void(View root)>& look);
 
 /// A parsed document. Owns its memory; neither copied nor moved once made, so that its views stay valid.
 class Document {

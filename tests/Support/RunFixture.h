@@ -74,6 +74,7 @@ struct RunFixture {
   std::vector<BackupEvent> events;
   std::mutex eventsMutex;  // guards events
   bool seals = false;      ///< runs seal for the test's organisation key
+  bool packs = false;      ///< runs end with a pack, as a job says unless told otherwise
 
   RunFixture() {
     bodies.set("api/v1/jamf-pro-version", R"({"version":"11.30.1-t1"})");
@@ -101,6 +102,7 @@ struct RunFixture {
     job.root = root();
     job.orvikVersion = "test";
     job.retryPolicy = {2, 0.001, 0.002};
+    job.packLooseObjects = packs;
     job.encrypt = seals;
     if (seals) job.encryptionKeys = std::make_shared<InMemoryKeyProvider>(organisationKeys());
     return job;

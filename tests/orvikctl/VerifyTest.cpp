@@ -198,7 +198,7 @@ TEST_F(Verify, WhatIsNoFileIsMissingAndNeverBlocks) {
 TEST_F(Verify, ASealedObjectWithoutAKeyIsCorruptAndWithItsKeyIntact) {
   const auto cipher = test::sealFolder(folder.path());
   BackupEncryption::forgetKeys();
-  const auto name = ObjectStore{folder.path(), {}, cipher, {}}.put("[]");
+  const auto name = ObjectStore{folder.path(), {}, cipher}.put("[]");
   publish("1", {indexOf("s", "1", {{"json", name}})});
   EXPECT_EQ(verify().out, "✗ s/1: object " + name + " corrupt\n1 problem(s) in 1\n");
   BackupEncryption::unlock(folder.path(), test::organisationKeys());

@@ -117,7 +117,7 @@ TEST_F(IndependentCrypto, GoesFromAnOrganisationsKeyToAnObjectOfASealedFolder) {
   const InMemoryKeyProvider keys({P256PrivateKey::fromPEM(pem)});
   const auto cipher = BackupEncryption::prepare(folder / "instance", keys);
   BackupEncryption::forgetKeys();
-  const ObjectStore store{folder / "instance", {}, cipher, {}};
+  const ObjectStore store{folder / "instance", {}, cipher};
   const auto name = store.put(R"({"id":7})");
 
   const auto record = BackupEncryption::info(folder / "instance").value();

@@ -31,7 +31,7 @@ void forEachChange(const Bytes& bytes, const std::function<void(const Bytes&, st
 
 TEST(Tampering, AChangedSealedObjectIsNeverIntact) {
   const platform::files::TempFolder folder;
-  const ObjectStore store{folder.path(), {}, test::cipherOf(), {}};
+  const ObjectStore store{folder.path(), {}, test::cipherOf()};
   const auto name = store.put(R"({"id":1,"name":"Lab Macs","scope":{"all":true}})");
   const auto sealed = store.stored(name);
   ASSERT_TRUE(store.isIntact(name, sealed));
@@ -51,11 +51,11 @@ TEST(Tampering, AChangedSealedObjectIsNeverIntact) {
 
 TEST(Tampering, AGoodBlobUnderAnotherNameIsNotIntact) {
   const platform::files::TempFolder folder;
-  const ObjectStore store{folder.path(), {}, test::cipherOf(), {}};
+  const ObjectStore store{folder.path(), {}, test::cipherOf()};
   const auto one = store.put("[1]");
   const auto other = store.put("[2]");
   EXPECT_FALSE(store.isIntact(one, store.stored(other)));
-  const auto plain = ObjectStore{folder.path(), {}, {}, {}}.put("[1]");
+  const auto plain = ObjectStore{folder.path(), {}, {}}.put("[1]");
   EXPECT_FALSE(store.isIntact(plain, store.stored(one))) << "a sealed blob has its hidden name only";
   EXPECT_FALSE(store.isIntact(one, store.stored(plain)));
 }

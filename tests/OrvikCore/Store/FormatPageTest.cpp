@@ -52,7 +52,7 @@ std::string dump(std::string_view bytes) {
 class FormatPage : public testing::Test {
  protected:
   files::TempFolder folder;
-  ObjectStore store{folder.path(), {}, {}, {}};
+  ObjectStore store{folder.path(), {}, {}};
 };
 
 TEST_F(FormatPage, StoresTheExampleUnderTheNameThatThePageStates) {

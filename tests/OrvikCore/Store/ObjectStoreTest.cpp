@@ -9,7 +9,7 @@
 #include "Platform/Files/FaultSeam.h"
 #include "tests/Support/Commands.h"
 #include "tests/Support/Folders.h"
-#include "tests/Support/MemoryPacks.h"
+#include "tests/Support/Packs.h"
 #include "tests/Support/SampleRecords.h"
 #include "tests/Support/TestKeys.h"
 
@@ -27,8 +27,8 @@ class Store : public testing::Test {
 
   files::TempFolder folder;
   files::TempFolder second;
-  ObjectStore store{folder.path(), {}, {}, {}};
-  ObjectStore overlaid{folder.path(), second.path(), {}, {}};
+  ObjectStore store{folder.path(), {}, {}};
+  ObjectStore overlaid{folder.path(), second.path(), {}};
 };
 
 TEST_F(Store, PutStoresTheCanonicalTextUnderItsDigest) {
@@ -74,12 +74,11 @@ TEST_F(Store, PutOfJSONNestedTooDeeplyKeepsTheBytes) {
 }
 
 TEST_F(Store, PutOfAPackedObjectWritesNothing) {
-  const auto packs = std::make_shared<test::MemoryPacks>();
   const auto name = ObjectStore::sha256("[\n\n]");
-  packs->objects[name] = "[\n\n]";
-  store.packs = packs;
+  test::writePack(folder.path(), "a", {{name, "[\n\n]"}});
+  const auto before = test::contentOf(folder.path());
   EXPECT_EQ(store.put("[]"), name);
-  EXPECT_TRUE(test::contentOf(folder.path()).empty());
+  EXPECT_EQ(test::contentOf(folder.path()), before);
   EXPECT_EQ(store.object(name), "[\n\n]");
   EXPECT_TRUE(store.has(name, IncludingOverlay::no));
 }
@@ -108,9 +107,7 @@ TEST_F(Store, PutOfAnObjectThatTheInstanceFolderHoldsLeavesTheOverlayEmpty) {
 }
 
 TEST_F(Store, LookupTakesTheOverlayThenTheFolderThenThePacks) {
-  const auto packs = std::make_shared<test::MemoryPacks>();
-  packs->objects[noObject] = "packed";
-  overlaid.packs = packs;
+  test::writePack(folder.path(), "a", {{noObject, "packed"}});
   EXPECT_EQ(overlaid.stored(noObject), "packed");
   test::write(folder.path() / BackupFormat::objectPath(noObject), "loose");
   EXPECT_EQ(overlaid.stored(noObject), "loose");
@@ -118,10 +115,33 @@ TEST_F(Store, LookupTakesTheOverlayThenTheFolderThenThePacks) {
   EXPECT_EQ(overlaid.stored(noObject), "overlay");
 }
 
+TEST_F(Store, TheLocationIsTheLooseFileElseThePlaceInAPackAndNeverTheOverlay) {
+  EXPECT_FALSE(store.location(noObject));
+  test::write(second.path() / BackupFormat::objectPath(noObject), "overlay");
+  EXPECT_FALSE(overlaid.location(noObject));
+  test::writePack(folder.path(), "a", {{std::string(64, '1'), "12345"}, {noObject, "packed"}});
+  const ObjectStore::Location packed = PackStore::Location{store.packsDirectory() / "a.pack", 5, 6};
+  EXPECT_EQ(overlaid.location(noObject), packed);
+  test::write(store.objectURL(noObject), "loose");
+  EXPECT_EQ(store.location(noObject), ObjectStore::Location(store.objectURL(noObject)));
+}
+
+TEST_F(Store, PutDoesNotTrustAnIndexWhosePackIsCutOrGone) {
+  const auto name = ObjectStore::sha256("[\n\n]");
+  test::writePack(folder.path(), "a", {{name, "[\n\n]"}});
+  test::write(store.packsDirectory() / "a.pack", "[\n");
+  store.put("[]");
+  EXPECT_EQ(files::read(store.objectURL(name)), "[\n\n]");
+
+  files::remove(store.objectURL(name));
+  files::remove(store.packsDirectory() / "a.pack");
+  PackCache::shared().invalidate(store.packsDirectory());
+  store.put("[]");
+  EXPECT_EQ(files::read(store.objectURL(name)), "[\n\n]");
+}
+
 TEST_F(Store, AnUnreadableLooseFileFallsBackToThePacks) {
-  const auto packs = std::make_shared<test::MemoryPacks>();
-  packs->objects[noObject] = "packed";
-  overlaid.packs = packs;
+  test::writePack(folder.path(), "a", {{noObject, "packed"}});
   std::filesystem::create_directories(folder.path() / BackupFormat::objectPath(noObject));
   test::makePipe(second.path() / BackupFormat::objectPath(noObject));
   EXPECT_EQ(overlaid.stored(noObject), "packed");
@@ -129,7 +149,6 @@ TEST_F(Store, AnUnreadableLooseFileFallsBackToThePacks) {
 }
 
 TEST_F(Store, AnAbsentObjectIsTheErrorOfTheInstanceFolder) {
-  overlaid.packs = std::make_shared<test::MemoryPacks>();
   EXPECT_FALSE(overlaid.has(noObject, IncludingOverlay::yes));
   try {
     overlaid.stored(noObject);
@@ -143,19 +162,18 @@ TEST_F(Store, AnAbsentObjectIsTheErrorOfTheInstanceFolder) {
 TEST_F(Store, ANameThatIsNoDigestIsMissingAndNeverAPath) {
   test::write(folder / "secret.json", "secret");
   std::filesystem::create_directories(folder / "store/objects/..");
-  const auto packs = std::make_shared<test::MemoryPacks>();
-  store.packs = packs;
+  test::writePack(folder.path(), "a", {{"../../secret", "secret"}, {std::string(64, 'A'), "upper"}});
   for (const auto& name :
        {std::string(), std::string("../../secret"), std::string("../../../secret"), std::string(64, 'A'),
         std::string(63, 'a'), std::string(65, 'a'), std::string(63, 'a') + "g", std::string(63, 'a') + '\0',
         std::string("/etc/hostname")}) {
     EXPECT_FALSE(store.has(name, IncludingOverlay::yes)) << name;
     EXPECT_FALSE(store.hasContent(name, IncludingOverlay::yes)) << name;
+    EXPECT_FALSE(store.location(name)) << name;
     EXPECT_FALSE(store.hasFile(name)) << name;
     EXPECT_THROW(store.stored(name), files::FileError) << name;
     EXPECT_THROW(store.adoptFile(folder / "secret.json", name), files::FileError) << name;
   }
-  EXPECT_EQ(packs->asked, 0);
   EXPECT_EQ(files::read(folder / "secret.json"), "secret");
 }
 
@@ -169,10 +187,8 @@ TEST_F(Store, PutDoesNotTrustAHollowFile) {
 }
 
 TEST_F(Store, PutHealsAHollowFileThatHidesAPackedObject) {
-  const auto packs = std::make_shared<test::MemoryPacks>();
   const auto name = ObjectStore::sha256("[\n\n]");
-  packs->objects[name] = "[\n\n]";
-  store.packs = packs;
+  test::writePack(folder.path(), "a", {{name, "[\n\n]"}});
   test::write(store.objectURL(name), "");
   EXPECT_FALSE(store.hasContent(name, IncludingOverlay::no));
   store.put("[]");
@@ -225,7 +241,7 @@ TEST_F(Store, ASealedObjectIsNamedByItsPlainContentAndWrittenOnce) {
 TEST_F(Store, ASealedObjectIsOpenedWithTheKeyThatTheProcessHasUnlocked) {
   const auto cipher = test::sealFolder(folder.path());
   BackupEncryption::forgetKeys();
-  const auto name = ObjectStore{folder.path(), {}, cipher, {}}.put("[]");
+  const auto name = ObjectStore{folder.path(), {}, cipher}.put("[]");
   EXPECT_FALSE(store.isIntact(name, store.stored(name))) << "without a key nothing is proven";
   BackupEncryption::unlock(folder.path(), test::organisationKeys());
   EXPECT_EQ(store.object(name), "[\n\n]");
@@ -233,7 +249,7 @@ TEST_F(Store, ASealedObjectIsOpenedWithTheKeyThatTheProcessHasUnlocked) {
 }
 
 TEST_F(Store, ALockedObjectSaysWhichKeysOpenIt) {
-  const auto name = ObjectStore{folder.path(), {}, test::cipherOf(), {}}.put("[]");
+  const auto name = ObjectStore{folder.path(), {}, test::cipherOf()}.put("[]");
   const auto keysOf = [&] {
     try {
       store.object(name);
@@ -250,7 +266,7 @@ TEST_F(Store, ALockedObjectSaysWhichKeysOpenIt) {
 }
 
 TEST_F(Store, AnotherKeysObjectIsDamagedAndNotIntact) {
-  const auto name = ObjectStore{folder.path(), {}, test::cipherOf("one"), {}}.put("1");
+  const auto name = ObjectStore{folder.path(), {}, test::cipherOf("one")}.put("1");
   store.cipher = test::cipherOf("two");
   EXPECT_THROW(store.object(name), BackupEncryptionError);
   EXPECT_FALSE(store.isIntact(name, store.stored(name)));

@@ -53,12 +53,12 @@ void expectAllPutOnce(const ObjectStore& store) {
 
 TEST(Concurrency, EightThreadsPutTheSameObjects) {
   const files::TempFolder folder;
-  expectAllPutOnce({folder.path(), {}, {}, {}});
+  expectAllPutOnce({folder.path(), {}, {}});
 }
 
 TEST(Concurrency, EightThreadsPutTheSameSealedObjects) {
   const files::TempFolder folder;
-  expectAllPutOnce({folder.path(), {}, test::cipherOf(), {}});
+  expectAllPutOnce({folder.path(), {}, test::cipherOf()});
 }
 
 TEST(Concurrency, JournalLinesOfEightThreadsStayWholeAndInEachThreadsOrder) {

@@ -26,7 +26,7 @@ const std::string canonicalText = "{\n  \"a\" : [\n    1,\n    2,\n    3\n  ]\n}
 
 TEST(DiskFault, AnObjectIsAbsentOrWholeAndCanBePutAgain) {
   test::atEveryDiskOperation([](const files::Path& folder) {
-    const ObjectStore store{folder, {}, {}, {}};
+    const ObjectStore store{folder, {}, {}};
     return FaultTrial{[] {}, [store] { store.put(document); },
                       [store](Ended ended) {
                         const auto name = ObjectStore::sha256(canonicalText);
@@ -49,7 +49,7 @@ TEST(DiskFault, AnObjectIsAbsentOrWholeAndCanBePutAgain) {
 
 TEST(DiskFault, AFailedPutLeavesTheStoreAsItWas) {
   const files::TempFolder folder;
-  const ObjectStore store{folder.path(), {}, {}, {}};
+  const ObjectStore store{folder.path(), {}, {}};
   store.put("[]");
   const auto before = test::contentOf(folder.path());
   for (std::uint64_t n = 1; n < 4; ++n) {
@@ -62,7 +62,7 @@ TEST(DiskFault, AFailedPutLeavesTheStoreAsItWas) {
 
 TEST(DiskFault, APackageIsInItsPlaceOrStillADownload) {
   test::atEveryDiskOperation([](const files::Path& folder) {
-    const ObjectStore store{folder, {}, {}, {}};
+    const ObjectStore store{folder, {}, {}};
     const auto digest = ObjectStore::sha256("package");
     const auto source = store.downloadsDirectory() / "1";
     return FaultTrial{[=] { test::write(source, "package"); }, [=] { store.adoptFile(source, digest); },
@@ -79,7 +79,7 @@ TEST(DiskFault, APackageIsInItsPlaceOrStillADownload) {
 
 TEST(DiskFault, ADownloadOfKnownBytesNeverCostsTheStoredFile) {
   test::atEveryDiskOperation([](const files::Path& folder) {
-    const ObjectStore store{folder, {}, {}, {}};
+    const ObjectStore store{folder, {}, {}};
     const auto digest = ObjectStore::sha256("package");
     const auto source = store.downloadsDirectory() / "1";
     return FaultTrial{[=] {

@@ -137,21 +137,87 @@ TEST_F(FileStreamsTest, AnAppendThatRunsOutOfRoomIsAnErrorAndMayLeaveAPart) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(FileStreamsTest, AMappingShowsTheWholeFileAndSurvivesItsReplacement) {
+TEST_F(FileStreamsTest, RangesAreReadFromAFileThatIsReplacedOrDeletedMeanwhile) {
   const Bytes content = randomBytes(100'001);
   atomicWrite(content, folder / "file");
-  const MappedFile mapped(folder / "file");
-  EXPECT_EQ(mapped.bytes(), content);
+  const RangeReader reader(folder / "file");
+  EXPECT_EQ(reader.size(), 100'001);
   atomicWrite("other", folder / "file");
-  EXPECT_EQ(mapped.bytes(), content);
   files::remove(folder / "file");
-  EXPECT_EQ(mapped.bytes(), content);
+  Bytes buffer;
+  ASSERT_TRUE(reader.read(50'000, 50'001, buffer));
+  EXPECT_EQ(buffer, content.substr(50'000));
+  ASSERT_TRUE(reader.read(100'001, 0, buffer));
+  EXPECT_TRUE(buffer.empty());
 }
 
-TEST_F(FileStreamsTest, AMappingOfAnEmptyFileIsEmpty) {
-  atomicWrite("", folder / "file");
-  EXPECT_TRUE(MappedFile(folder / "file").bytes().empty());
-  EXPECT_THROW(MappedFile(folder / "none"), FileError);
+TEST_F(FileStreamsTest, ARangeThatIsNotAllThereIsNotRead) {
+  atomicWrite("0123456789", folder / "file");
+  const RangeReader reader(folder / "file");
+  Bytes buffer;
+  EXPECT_FALSE(reader.read(5, 6, buffer));
+  EXPECT_FALSE(reader.read(-1, 2, buffer));
+  EXPECT_FALSE(reader.read(2, -1, buffer));
+  EXPECT_FALSE(reader.read(INT64_MAX, 1, buffer));
+  EXPECT_FALSE(reader.read(1, INT64_MAX, buffer));
+  EXPECT_FALSE(reader.read(INT64_MAX, INT64_MAX, buffer));
+  std::filesystem::resize_file(folder / "file", 3);
+  EXPECT_FALSE(reader.read(0, 10, buffer)) << "it was cut while it was open";
+  EXPECT_TRUE(reader.read(0, 3, buffer));
+  EXPECT_THROW(RangeReader(folder / "none"), FileError);
+  EXPECT_THROW(RangeReader(folder.path()), FileError);
+}
+
+TEST_F(FileStreamsTest, AStagedFileAppearsWholeOrNotAtAll) {
+  const Bytes large = randomBytes(3'000'000);
+  {
+    StagedFile file(folder / "file");
+    file.append("head");
+    file.append(large);
+    file.append("tail");
+    EXPECT_EQ(file.size(), 3'000'008);
+    EXPECT_FALSE(files::exists(folder / "file"));
+    ASSERT_EQ(list(folder.path()).size(), 1U);
+    EXPECT_TRUE(list(folder.path()).front().starts_with(".file."));
+    file.publish();
+  }
+  EXPECT_EQ(files::read(folder / "file"), "head" + large + "tail");
+  EXPECT_EQ(list(folder.path()).size(), 1U);
+  { StagedFile(folder / "other").append("x"); }
+  EXPECT_EQ(list(folder.path()).size(), 1U) << "what is not published is gone";
+}
+
+TEST_F(FileStreamsTest, AStagedFileNeverReplacesAnything) {
+  atomicWrite("old", folder / "file");
+  StagedFile file(folder / "file");
+  file.append("new");
+  EXPECT_THROW(file.publish(), FileError);
+  EXPECT_EQ(files::read(folder / "file"), "old");
+}
+
+TEST_F(FileStreamsTest, AStagedFileThatFailedOnceIsOfNoFurtherUse) {
+  StagedFile file(folder / "file");
+  armFaultSeam(1, FaultAction::fail, ENOSPC);
+  EXPECT_THROW(file.append(randomBytes(2'000'000)), FileError);
+  disarmFaultSeam();
+  EXPECT_THROW(file.append("more"), FileError);
+  EXPECT_THROW(file.publish(), FileError);
+  EXPECT_FALSE(files::exists(folder / "file"));
+}
+
+TEST_F(FileStreamsTest, AnAtomicWriteCanBeFlushedBeforeItsRename) {
+  armFaultSeam(UINT64_MAX, FaultAction::fail);
+  atomicWrite("plain", folder / "plain");
+  const auto plain = operationsSinceArmed();
+  armFaultSeam(plain, FaultAction::fail, EIO);  // the flush takes the place of the rename
+  EXPECT_THROW(atomicWrite("flushed", folder / "flushed", Flush::yes), FileError);
+  disarmFaultSeam();
+  EXPECT_FALSE(files::exists(folder / "flushed"));
+  EXPECT_EQ(list(folder.path()), std::vector<std::string>{"plain"});
+  atomicWrite("flushed", folder / "flushed", Flush::yes);
+  EXPECT_EQ(files::read(folder / "flushed"), "flushed");
+  EXPECT_NO_THROW(syncFolder(folder.path()));
+  EXPECT_THROW(syncFolder(folder / "none"), FileError);
 }
 
 TEST_F(FileStreamsTest, StreamsCloseTheirFiles) {
@@ -160,7 +226,7 @@ TEST_F(FileStreamsTest, StreamsCloseTheirFiles) {
   for (int i = 0; i < 20; ++i) {
     FileReader reader(folder / "file");
     AppendFile appended(folder / "file");
-    MappedFile mapped(folder / "file");
+    RangeReader ranges(folder / "file");
     EXPECT_THROW(FileReader{folder.path()}, FileError);
     EXPECT_THROW(AppendFile("/dev/full"), FileError);
     EXPECT_THROW(atomicWrite("x", folder.path()), FileError);

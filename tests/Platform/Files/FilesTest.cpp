@@ -141,7 +141,7 @@ TEST_F(FilesTest, ReadingRefusesWhatIsNoRegularFileWithoutWaiting) {
     EXPECT_EQ(tryRead(path), std::nullopt) << path;
     EXPECT_THROW(read(path), FileError) << path;
     EXPECT_THROW(FileReader{path}, FileError) << path;
-    EXPECT_THROW(MappedFile{path}, FileError) << path;
+    EXPECT_THROW(RangeReader{path}, FileError) << path;
   }
   EXPECT_THROW(AppendFile(folder / "pipe"), FileError);
   EXPECT_THROW(AppendFile("/dev/full"), FileError);
