@@ -48,7 +48,8 @@ std::string reasonText(Reason reason, RetentionPolicy policy) {
     case Reason::withinLimits:
       return "stays: within the limits";
     case Reason::beyondCount:
-      return fmt::format("goes: {} newer stay", counted(policy.keepCount, "backup"));
+      return policy.keepCount == 1 ? "goes: only the newest is kept"
+                                   : fmt::format("goes: not among the newest {}", policy.keepCount);
     case Reason::tooOld:
       break;
   }

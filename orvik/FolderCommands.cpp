@@ -166,7 +166,9 @@ ExitStatus retain(const RetentionArguments& arguments, Results& results, const s
                                   deletion.unfinished(), stop);
   });
   const auto json = [&](const CleanupResult& result) {
-    return Value::object({{"dryRun", deletion.isDryRun()}, {"result", jsonOf(result)}});
+    return Value::object({{"dryRun", deletion.isDryRun()},
+                          {"result", jsonOf(result)},
+                          {"folderBytes", result.removedBackups.empty() ? 0 : plan.folderBytes}});
   };
   if (const auto text = clockRemark(plan.verdicts, plan.now)) report.note(*text);
   if (deletion.showsPlan()) {
@@ -178,9 +180,13 @@ ExitStatus retain(const RetentionArguments& arguments, Results& results, const s
     report.finished("Nothing to delete: every backup is within the limits.", json({}));
     return ExitStatus::done;
   }
-  auto wouldGo = wording::deleted(expected) + " of the store";
-  if (plan.folderBytes != 0)
-    wouldGo += fmt::format(" and {} of the backups' own folders", byteCount(plan.folderBytes));
+  const auto withFolders = [&](const CleanupResult& result) {
+    const auto text = wording::deleted(result);
+    if (plan.folderBytes == 0) return text;
+    return fmt::format("{} of the store and {} of the backups' own folders", text,
+                       byteCount(plan.folderBytes));
+  };
+  const auto wouldGo = withFolders(expected);
   if (deletion.isDryRun()) {
     report.finished("Would delete " + wouldGo + ".", json(expected));
     return ExitStatus::done;
@@ -191,7 +197,7 @@ ExitStatus retain(const RetentionArguments& arguments, Results& results, const s
   }
   const auto result = deletion.during("Deleting", [&] { return plan.carryOut(deletion.held(), stop); });
   if (const auto text = shortfall(fileCount(expected), fileCount(result))) report.note(*text);
-  report.finished("Deleted " + wording::deleted(result) + ".", json(result));
+  report.finished("Deleted " + withFolders(result) + ".", json(result));
   return ExitStatus::done;
 }
 
