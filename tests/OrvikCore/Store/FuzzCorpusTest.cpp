@@ -9,6 +9,7 @@
 #include "fuzz/EnvelopeCheck.h"
 #include "fuzz/JournalCheck.h"
 #include "fuzz/PEMCheck.h"
+#include "fuzz/PackIndexCheck.h"
 #include "fuzz/SealedBlobCheck.h"
 #include "fuzz/SectionIndexCheck.h"
 
@@ -43,6 +44,7 @@ TEST(FuzzCorpus, Journal) { replay("Journal", orvik::fuzz::brokenJournalRule); }
 TEST(FuzzCorpus, Envelope) { replay("Envelope", orvik::fuzz::brokenEnvelopeRule); }
 TEST(FuzzCorpus, SealedBlob) { replay("SealedBlob", orvik::fuzz::brokenSealedBlobRule); }
 TEST(FuzzCorpus, EncryptionRecord) { replay("EncryptionRecord", orvik::fuzz::brokenEncryptionRecordRule); }
+TEST(FuzzCorpus, PackIndex) { replay("PackIndex", orvik::fuzz::brokenPackIndexRule); }
 TEST(FuzzCorpus, PEM) { replay("PEM", orvik::fuzz::brokenPEMRule); }
 
 }  // namespace
