@@ -5,6 +5,7 @@
 #include "OrvikCore/Store/PackStore.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/HostFixture.h"
+#include "tests/Support/OrganisationFiles.h"
 #include "tests/Support/SampleRecords.h"
 
 namespace orvik {
@@ -93,6 +94,14 @@ TEST_F(RetainingBackup, ObjectsArePackedUnlessToldOtherwise) {
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(loose(), 0u);
   EXPECT_THAT(end.error, HasSubstr(" single object files into one pack file"));
+}
+
+TEST_F(RetainingBackup, ASealedFolderIsOpenedByTheRunsOwnKey) {
+  const auto key = test::OrganisationFiles::make(folder.path()).key.string();
+  ASSERT_EQ(keeping({"--encrypt", "--key", key}).status, 0);
+  const auto end = keeping({"--key", key, "--keep", "1"});
+  EXPECT_EQ(end.status, 0) << end.error;
+  EXPECT_THAT(ids(), testing::ElementsAre(end.lastLine()));
 }
 
 TEST_F(RetainingBackup, TheVariablesOfTheLimitsCount) {
