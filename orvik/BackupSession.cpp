@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <exception>
 
 #include "OrvikCore/Config/InstanceConfig.h"
 #include "OrvikCore/Config/ManagedInstances.h"
@@ -56,8 +57,8 @@ void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, Pro
     view.event(BackupEvents::Retention{plan.carryOut(held, stop)});
   } catch (const platform::CancellationError&) {
     note("The deletion of old backups was cancelled; the next run makes up for it.");
-  } catch (const tuv::Error& error) {
-    note("Old backups were not deleted. " + error.description());
+  } catch (const std::exception& error) {
+    note(std::string("Old backups were not deleted. ") + error.what());
   }
 }
 
