@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "OrvikCore/Store/RetentionPolicy.h"
+
 namespace orvik::host {
 
 /// `orvik backup`, as it was asked for; the defaults are the documented ones.
@@ -25,6 +27,8 @@ struct BackupArguments {
   double maxDelay = 60;
   double lockWait = 0;
   bool noResume = false;
+  bool noPack = false;
+  RetentionPolicy keep;  ///< no limits: nothing is deleted
   bool encrypt = false;
   std::optional<std::string> key;    ///< PEM file
   std::optional<std::string> keyID;  ///< of a new data key
@@ -49,11 +53,64 @@ struct SampleServerArguments {
   bool quiet = false;
 };
 
+/// What all commands share that write to an instance folder.
+struct FolderArguments {
+  std::string folder;
+  std::optional<std::string> key;  ///< PEM file
+  double lockWait = 0;             ///< seconds
+  bool json = false;
+  bool quiet = false;
+};
+
+/// `orvik pack`.
+struct PackArguments {
+  FolderArguments at;
+};
+
+/// What the commands share that delete: whether, and how they are told to.
+struct DeletionArguments {
+  bool dryRun = false;
+  bool yes = false;             ///< nobody is asked
+  bool withUnfinished = false;  ///< also beside an interrupted run
+};
+
+/// `orvik gc`.
+struct CollectArguments {
+  FolderArguments at;
+  DeletionArguments deletion;
+};
+
+/// `orvik retention`.
+struct RetentionArguments {
+  FolderArguments at;
+  DeletionArguments deletion;
+  RetentionPolicy keep;  ///< at least one limit
+};
+
+/// `orvik lock show`, which prints results alone, quiet or not.
+struct ShowLockArguments {
+  std::string folder;
+  bool json = false;
+  bool quiet = false;
+};
+
+/// `orvik lock unlock`.
+struct UnlockArguments {
+  std::string folder;
+  bool yes = false;
+  bool force = false;                 ///< also a lock that is not stale
+  std::optional<std::string> holder;  ///< "<user> on <host>", as a person would have to type it
+  bool json = false;
+  bool quiet = false;
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
 };
 
-using Invocation = std::variant<PrintText, BackupArguments, DemoArguments, SampleServerArguments>;
+using Invocation =
+    std::variant<PrintText, BackupArguments, DemoArguments, SampleServerArguments, PackArguments,
+                 CollectArguments, RetentionArguments, ShowLockArguments, UnlockArguments>;
 
 }  // namespace orvik::host

@@ -64,6 +64,8 @@ ExitStatus backup(const BackupArguments& arguments, platform::SecretString envir
   request.retryPolicy = {arguments.attempts, arguments.baseDelay, arguments.maxDelay};
   request.resume = arguments.noResume ? ResumeInterrupted::no : ResumeInterrupted::yes;
   request.lockWait = arguments.lockWait;
+  request.pack = !arguments.noPack;
+  request.keep = arguments.keep;
   request.sealing = {arguments.encrypt, arguments.key, arguments.keyID};
 
   const auto outcome = runBackup(request, *view, stop);

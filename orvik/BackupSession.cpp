@@ -2,9 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <exception>
 
 #include "OrvikCore/Config/InstanceConfig.h"
 #include "OrvikCore/Config/ManagedInstances.h"
@@ -13,7 +12,9 @@
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Locale/Text.h"
 #include "TuvCore/Error.h"
-#include "orvik/Wording.h"
+#include "orvik/GuardedRetention.h"
+#include "orvik/InstanceFolder.h"
+#include "orvik/LockWait.h"
 
 namespace orvik::host {
 
@@ -33,6 +34,32 @@ void requireSameServer(const std::filesystem::path& folder, const std::string& s
   if (owner != hostAndPort(wanted))
     throw tuv::Error(fmt::format("The folder {} holds backups of {} and takes none of {}.", folder.string(),
                                  owner, hostAndPort(wanted)));
+}
+
+/// Deletes old backups once the new one is published. Whatever comes of it is told and changes nothing about
+/// the backup.
+void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, ProgressView& view,
+                 const std::stop_token& stop) {
+  const auto note = [&](const std::string& text) { view.event(BackupEvents::Note{text}); };
+  try {
+    view.step("Looking for old backups");
+    const HeldFolder held(BackupRepository(request.root / request.instance.slug), request.lockWait, view,
+                          stop);
+    const auto& repository = held.repository();
+    if (const auto newest = repository.latestComplete(); newest && newest->id > outcome.manifest.backupID)
+      return note(
+          fmt::format("Old backups were left alone: the backup {} is later than this one, so a clock "
+                      "is or was wrong.",
+                      newest->id));
+    const auto plan =
+        GuardedRetention::plan(repository, request.keep, platform::now(), UnfinishedRuns::refuse, stop);
+    view.step("Deleting old backups");
+    view.event(BackupEvents::Retention{plan.carryOut(held, stop)});
+  } catch (const platform::CancellationError&) {
+    note("The deletion of old backups was cancelled; the next run makes up for it.");
+  } catch (const std::exception& error) {
+    note(std::string("Old backups were not deleted. ") + error.what());
+  }
 }
 
 }  // namespace
@@ -63,6 +90,7 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   job.root = request.root / request.instance.slug;
   job.orvikVersion = ORVIK_VERSION;
   job.retryPolicy = request.retryPolicy;
+  job.packLooseObjects = request.pack;
   SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 
@@ -72,29 +100,22 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
     if (!begun.exchange(true)) sealed.begun();
     view.event(event);
   };
-  const auto start = MonotonicClock::now();
-  const auto deadline = start + std::chrono::duration_cast<MonotonicClock::duration>(
-                                    std::chrono::duration<double>(request.lockWait));
-  bool isWaiting = false;
+  LockWait wait(request.lockWait, job.root, view, stop);
   while (true) {
     try {
       sealed.check();
       const auto running = MonotonicClock::now();
-      if (!isWaiting) view.step("Connecting to " + request.instance.url);
+      if (!wait.hasBegun()) view.step("Connecting to " + request.instance.url);
       auto manifest = engine.run(request.resume, onEvent, stop);
       BackupOutcome outcome{std::move(manifest), {}, MonotonicClock::now() - running};
       outcome.folder = BackupRepository(job.root).backupDirectory(outcome.manifest.backupID);
+      if (request.keep != RetentionPolicy()) retainAfter(outcome, request, view, stop);
       view.finished(outcome);
       return outcome;
     } catch (const BackupEngineError& error) {
-      const bool isOver = MonotonicClock::now() >= deadline;
-      if (error.kind() != BackupEngineError::Kind::locked || begun || isOver) throw;
-      if (!std::exchange(isWaiting, true))
-        view.step(fmt::format("{} is writing to {}; waiting up to {}", error.by(), job.root.string(),
-                              wording::duration(std::chrono::duration<double>(request.lockWait))));
+      if (error.kind() != BackupEngineError::Kind::locked || begun) throw;
+      wait.after(error);
     }
-    if (!platform::waitUntil(std::min(deadline, MonotonicClock::now() + std::chrono::seconds(1)), stop))
-      throw platform::CancellationError();
   }
 }
 

@@ -11,6 +11,7 @@
 #include "OrvikCore/Format/BackupOptions.h"
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "OrvikCore/Jamf/RetryPolicy.h"
+#include "OrvikCore/Store/RetentionPolicy.h"
 #include "Platform/HTTP/URL.h"
 #include "orvik/ProgressView.h"
 #include "orvik/Sealing.h"
@@ -38,7 +39,9 @@ struct BackupRequest {
   BackupOptions options;
   RetryPolicy retryPolicy;
   ResumeInterrupted resume = ResumeInterrupted::yes;
-  double lockWait = 0;  ///< seconds to wait for another writer
+  double lockWait = 0;   ///< seconds to wait for another writer
+  bool pack = true;      ///< moves single object files into a pack after the run
+  RetentionPolicy keep;  ///< which backups stay after the run; without a limit all do
   Sealing sealing;
 };
 

@@ -2,6 +2,7 @@
 
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/CollectionPreflight.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/HTTP/HTTPSession.h"
 
@@ -13,6 +14,22 @@ ExitStatus statusOf(const BackupEngineError& error) {
   if (error.kind() == BackupEngineError::Kind::locked) return ExitStatus::locked;
   return error.credential() == BackupEngineError::Credential::refused ? ExitStatus::credential
                                                                       : ExitStatus::failed;
+}
+
+Failure failureOf(const CollectionRefused& refusal) {
+  using Kind = CollectionRefused::Kind;
+  switch (refusal.kind()) {
+    case Kind::sealed:
+      return {ExitStatus::credential, refusal.description()};
+    case Kind::unfinished:
+      return {
+          ExitStatus::failed,
+          refusal.description() + " With --with-unfinished the run's own objects stay, and the rest goes."};
+    case Kind::incomplete:
+    case Kind::changing:
+      break;
+  }
+  return {ExitStatus::failed, refusal.description()};
 }
 
 Failure cancelled() { return {ExitStatus::cancelled, "cancelled"}; }
@@ -29,6 +46,10 @@ Failure describe(const std::exception_ptr& failure) {
     return {ExitStatus::failed, error.description()};
   } catch (const UsageError& error) {
     return {ExitStatus::usage, error.description()};
+  } catch (const NotFoundError& error) {
+    return {ExitStatus::notFound, error.description()};
+  } catch (const CollectionRefused& refusal) {
+    return failureOf(refusal);
   } catch (const CredentialError& error) {
     return {ExitStatus::credential, error.description()};
   } catch (const BackupEngineError& error) {

@@ -13,6 +13,7 @@ enum class ExitStatus : int {
   failed = 1,
   usage = 2,
   warnings = 3,     ///< published with warnings
+  notFound = 10,    ///< no such folder, backup or instance
   locked = 11,      ///< another writer holds the folder
   credential = 12,  ///< missing or refused
   cancelled = 130,
@@ -20,6 +21,12 @@ enum class ExitStatus : int {
 
 /// The command line asks for something that doesn't exist or can't be.
 class UsageError : public tuv::Error {
+ public:
+  using Error::Error;
+};
+
+/// There is no such folder, backup or instance.
+class NotFoundError : public tuv::Error {
  public:
   using Error::Error;
 };

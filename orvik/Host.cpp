@@ -9,7 +9,9 @@
 #include "orvik/CommandTable.h"
 #include "orvik/DemoCommand.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/FolderCommands.h"
 #include "orvik/JSONProgress.h"
+#include "orvik/LockCommands.h"
 #include "orvik/Output.h"
 #include "orvik/RunState.h"
 #include "orvik/SampleServerCommand.h"
@@ -35,6 +37,13 @@ struct Dispatch {
   ExitStatus operator()(const SampleServerArguments& arguments) const {
     return sampleServer(arguments, results, stop);
   }
+  ExitStatus operator()(const PackArguments& arguments) const { return pack(arguments, results, stop); }
+  ExitStatus operator()(const CollectArguments& arguments) const { return collect(arguments, results, stop); }
+  ExitStatus operator()(const RetentionArguments& arguments) const {
+    return retain(arguments, results, stop);
+  }
+  ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
+  ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
 };
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {

@@ -1,8 +1,8 @@
 #include "orvik/JSONProgress.h"
 
-#include "Platform/JSON/Codable.h"
 #include "Platform/JSON/Value.h"
 #include "Platform/Locale/Text.h"
+#include "orvik/JSONRecord.h"
 
 namespace orvik::host {
 
@@ -10,12 +10,6 @@ namespace {
 
 namespace json = platform::json;
 using json::Value;
-
-template <class Record>
-Value valueOf(const Record& record) {
-  const auto document = json::Document::parse(json::Encoder(json::Rendering::compact).encode(record));
-  return Value::from(document->root());
-}
 
 /// Texts from elsewhere may be no UTF-8; a line has to be.
 std::string valid(const std::string& text) {
@@ -53,12 +47,13 @@ Value valueOf(const BackupEvents::SectionProgress& progress) {
 }
 
 Value valueOf(const BackupEvents::SectionFinished& finished) {
-  return eventNamed("sectionFinished").set("summary", valueOf<SectionSummary>(finished.summary));
+  return eventNamed("sectionFinished").set("summary", jsonOf(finished.summary));
 }
 
 Value valueOf(const BackupEvents::Retention& retention) {
-  return eventNamed("retention").set("result", valueOf<CleanupResult>(retention.result));
+  return eventNamed("retention").set("result", jsonOf(retention.result));
 }
+
 Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", valid(note.text)); }
 
 }  // namespace
@@ -71,7 +66,7 @@ std::string JSONProgress::lineFor(const BackupManifest& manifest) {
   return eventNamed("finished")
       .set("backupID", manifest.backupID)
       .set("status", json::textOf(manifest.status))
-      .set("totals", valueOf<BackupManifest::Totals>(manifest.totals))
+      .set("totals", jsonOf(manifest.totals))
       .text();
 }
 

@@ -26,7 +26,7 @@ void PlainProgress::say(State& state, const std::string& line) {
 
 void PlainProgress::step(const std::string& text) {
   state_.withLock([&](State& state) {
-    state.run.begin(text);
+    state.run.begin(text, MonotonicClock::now());
     state.spoke = false;
     if (verbosity_ == Verbosity::normal) say(state, oneLine(text));
   });
@@ -49,6 +49,8 @@ void PlainProgress::event(const BackupEvent& event) {
       if (verbosity_ == Verbosity::normal && !line.empty()) say(state, line);
     } else if (const auto* note = std::get_if<BackupEvents::Note>(&event)) {
       say(state, oneLine(note->text));
+    } else if (const auto* retention = std::get_if<BackupEvents::Retention>(&event)) {
+      say(state, "Deleted " + wording::deleted(retention->result));
     }
   });
 }

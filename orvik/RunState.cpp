@@ -16,6 +16,15 @@ namespace {
 /// Earlier than that a rate says more about the first answer than about the section.
 constexpr std::chrono::duration<double> settled{1.0};
 
+/// Seconds that a step may take without a word about it.
+constexpr std::chrono::duration<double> patience{2.0};
+
+std::string soFar(const RunState& state, platform::MonotonicTime now) {
+  const std::chrono::duration<double> elapsed = now - state.stepSince;
+  if (state.stepSince == platform::MonotonicTime() || elapsed < patience) return "";
+  return "  " + wording::duration(std::chrono::floor<std::chrono::seconds>(elapsed));
+}
+
 std::string pace(const RunState::Section& section, platform::MonotonicTime now) {
   const std::chrono::duration<double> elapsed = now - section.since;
   if (elapsed < settled || section.done == 0) return "";
@@ -28,15 +37,16 @@ std::string pace(const RunState::Section& section, platform::MonotonicTime now) 
 
 }  // namespace
 
-void RunState::begin(std::string nextStep) {
+void RunState::begin(std::string nextStep, platform::MonotonicTime now) {
   step = std::move(nextStep);
+  stepSince = now;
   section.reset();
 }
 
 void RunState::apply(const BackupEvent& event, platform::MonotonicTime now) {
   if (const auto* started = std::get_if<BackupEvents::Started>(&event)) {
     sections = started->sections.size();
-    step = "Reading";
+    begin("Reading", now);
   } else if (const auto* next = std::get_if<BackupEvents::SectionStarted>(&event)) {
     section = Section{std::string(next->section.title), 0, 0, now};
   } else if (const auto* progress = std::get_if<BackupEvents::SectionProgress>(&event)) {
@@ -47,7 +57,7 @@ void RunState::apply(const BackupEvent& event, platform::MonotonicTime now) {
   } else if (std::holds_alternative<BackupEvents::SectionFinished>(event)) {
     section.reset();
     ++finished;
-    if (sections != 0 && finished >= sections) step = "Publishing";
+    if (sections != 0 && finished >= sections) begin("Publishing", now);
   }
 }
 
@@ -55,7 +65,7 @@ std::string progressLine(const RunState& state, platform::MonotonicTime now, std
   std::string line;
   if (state.sections != 0)
     line = fmt::format("[{}/{}] ", std::min(state.finished + 1, state.sections), state.sections);
-  if (!state.section) return fitted(line + state.step, width);
+  if (!state.section) return fitted(line + state.step + soFar(state, now), width);
   line += state.section->title;
   if (state.section->total != 0)
     line += fmt::format("  {} of {}", state.section->done, state.section->total) + pace(*state.section, now);

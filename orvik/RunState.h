@@ -20,15 +20,17 @@ struct RunState {
   };
 
   std::string step = "Starting";  ///< shown while no section is read
-  std::size_t finished = 0;       ///< sections behind it
-  std::size_t sections = 0;       ///< of the run; 0 before it is known
+  platform::MonotonicTime stepSince;
+  std::size_t finished = 0;  ///< sections behind it
+  std::size_t sections = 0;  ///< of the run; 0 before it is known
   std::optional<Section> section;
 
-  void begin(std::string nextStep);
+  void begin(std::string nextStep, platform::MonotonicTime now);
   void apply(const BackupEvent& event, platform::MonotonicTime now);
 };
 
-/// One line of at most `width` columns: "[12/78] Policies  120 of 4000  35/s  2 min left".
+/// One line of at most `width` columns: "[12/78] Policies  120 of 4000  35/s  2 min left", or a step with how
+/// long it has taken so far, once that is worth telling.
 std::string progressLine(const RunState& state, platform::MonotonicTime now, std::size_t width);
 
 /// The first `width` characters, the last of them an ellipsis when something was cut; control characters and

@@ -71,14 +71,6 @@ void requireNoSealedContent(const BackupJob& job) {
                     record.string(), whatToDo(job)));
 }
 
-std::shared_ptr<const DecryptionKeyProvider> keysOf(const Sealing& sealing) try {
-  if (sealing.keyFile)
-    return std::make_shared<InMemoryKeyProvider>(InMemoryKeyProvider::fromFile(*sealing.keyFile));
-  return std::make_shared<KeychainIdentityKeyProvider>();
-} catch (const tuv::Error& error) {
-  throw CredentialError(error.description());
-}
-
 /// A misspelt ID would seal for all keys.
 void requireKey(const DecryptionKeyProvider& keys, const std::string& keyID) {
   const auto table = keys.publicKeys();
@@ -116,11 +108,18 @@ bool opens(const BackupCipher& cipher, const BackupRepository& repository,
 
 }  // namespace
 
+std::shared_ptr<const DecryptionKeyProvider> organisationKeys(const std::optional<std::string>& keyFile) try {
+  if (keyFile) return std::make_shared<InMemoryKeyProvider>(InMemoryKeyProvider::fromFile(*keyFile));
+  return std::make_shared<KeychainIdentityKeyProvider>();
+} catch (const tuv::Error& error) {
+  throw CredentialError(error.description());
+}
+
 SealedRun::SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view)
     : sealing_(sealing), job_(job), view_(view), before_(BackupEncryption::info(job.root)) {
   if (!before_ && !sealing.encrypt) return;
   job.encrypt = sealing.encrypt;
-  job.encryptionKeys = keysOf(sealing);
+  job.encryptionKeys = organisationKeys(sealing.keyFile);
   job.encryptionKeyID = sealing.keyID;
   if (!before_ && sealing.keyID) requireKey(*job.encryptionKeys, *sealing.keyID);
   refusals_ = std::make_shared<tuv::CategorySink>(

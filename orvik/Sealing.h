@@ -11,6 +11,10 @@
 
 namespace orvik::host {
 
+/// The organisation keys to open folders with: that of a PEM file, or else those of this machine. Throws
+/// `CredentialError` for a file that can't be used.
+std::shared_ptr<const DecryptionKeyProvider> organisationKeys(const std::optional<std::string>& keyFile);
+
 /// What the command line says of sealing.
 struct Sealing {
   bool encrypt = false;

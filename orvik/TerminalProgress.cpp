@@ -34,7 +34,7 @@ void TerminalProgress::say(State& state, std::string_view lines) {
 }
 
 void TerminalProgress::step(const std::string& text) {
-  state_.withLock([&](State& state) { state.run.begin(text); });
+  state_.withLock([&](State& state) { state.run.begin(text, platform::MonotonicClock::now()); });
 }
 
 void TerminalProgress::remark(const std::string& text) {
@@ -45,6 +45,8 @@ void TerminalProgress::event(const BackupEvent& event) {
   state_.withLock([&](State& state) {
     state.run.apply(event, platform::MonotonicClock::now());
     if (const auto* note = std::get_if<BackupEvents::Note>(&event)) say(state, oneLine(note->text) + "\n");
+    if (const auto* retention = std::get_if<BackupEvents::Retention>(&event))
+      say(state, "Deleted " + wording::deleted(retention->result) + "\n");
     const auto* started = std::get_if<BackupEvents::Started>(&event);
     if (started != nullptr && started->resumed)
       say(state, oneLine("Going on with the interrupted backup " + started->backupID) + "\n");

@@ -1,10 +1,12 @@
 #include "orvik/Wording.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "Platform/Locale/Text.h"
 #include "orvik/RunState.h"
 
 namespace orvik::host::wording {
@@ -71,6 +73,15 @@ std::string roughly(std::chrono::duration<double> duration) {
   return fmt::format("{} h", (whole + 1800) / 3600);
 }
 
+std::string ago(platform::Date date, platform::Date now) {
+  constexpr std::chrono::hours longInHours{48};
+  const auto distance = date <= now ? now - date : date - now;
+  const auto text = distance < longInHours
+                        ? roughly(distance)
+                        : counted(std::chrono::floor<std::chrono::days>(distance).count(), "day");
+  return text + (date <= now ? " ago" : " ahead of this machine's clock");
+}
+
 std::string counts(const ChangeCounts& counts) {
   std::string text = counted(counts.total, "object");
   const auto add = [&](int count, std::string_view what) {
@@ -103,6 +114,21 @@ std::string section(const SectionSummary& summary) {
     default:
       return fmt::format("{}  {}", summary.id, because(summary));
   }
+}
+
+std::string deleted(const CleanupResult& result, const std::optional<RemovedLeftovers>& leftovers) {
+  std::vector<std::string> parts;
+  const auto add = [&](std::int64_t count, std::string_view noun) {
+    if (count != 0) parts.push_back(counted(count, noun));
+  };
+  add(static_cast<std::int64_t>(result.removedBackups.size()), "backup");
+  add(result.removedObjects, "object");
+  add(result.removedFiles, "package file");
+  if (leftovers) add(leftovers->files, "leftover");
+  const std::string last = parts.empty() ? "nothing" : parts.back();
+  if (!parts.empty()) parts.pop_back();
+  return fmt::format("{}{}{}; {}", fmt::join(parts, ", "), parts.empty() ? "" : " and ", last,
+                     platform::locale::byteCount(result.bytesFreed + (leftovers ? leftovers->bytes : 0)));
 }
 
 std::string summary(const BackupOutcome& outcome) {

@@ -2,10 +2,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "OrvikCore/Format/SectionSummary.h"
+#include "OrvikCore/Store/CleanupResult.h"
+#include "OrvikCore/Store/StoreLeftovers.h"
+#include "Platform/Date.h"
 #include "orvik/ProgressView.h"
 
 /// Numbers and results as sentences.
@@ -17,6 +21,9 @@ std::string counted(std::int64_t count, std::string_view noun);
 std::string duration(std::chrono::duration<double> duration);
 /// The same without the smaller unit: "42 s", "3 min".
 std::string roughly(std::chrono::duration<double> duration);
+/// How long before `now` that was: "42 s ago", "3 days ago"; of a later time "3 min ahead of this machine's
+/// clock".
+std::string ago(platform::Date date, platform::Date now);
 
 /// A text as a word for a shell, in quotes where it needs them.
 std::string shellWord(const std::string& text);
@@ -25,6 +32,9 @@ std::string shellWord(const std::string& text);
 std::string counts(const ChangeCounts& counts);
 /// One line for a section that is finished: ID, and counts or why there are none. Empty for a disabled one.
 std::string section(const SectionSummary& summary);
+
+/// "2 backups, 30 objects and 1 package file; 1.2 MB": only what isn't zero.
+std::string deleted(const CleanupResult& result, const std::optional<RemovedLeftovers>& leftovers = {});
 
 /// What a finished backup holds, took and lacks, several lines, each with its end.
 std::string summary(const BackupOutcome& outcome);

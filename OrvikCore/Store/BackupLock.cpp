@@ -43,12 +43,16 @@ bool BackupLock::isSameHolder(const BackupLock& other) const noexcept {
   return host == other.host && processID == other.processID && runID == other.runID;
 }
 
-bool BackupLock::isStale(platform::Date now) const {
-  if (std::chrono::duration<double>(now - heartbeat).count() > staleAfterSeconds) return true;
-  if (host != currentHost()) return false;
-  if (processID == platform::processID())
-    return !runID || activeRuns().withLock([&](const auto& runs) { return !runs.contains(*runID); });
-  return platform::probeProcess(processID) == platform::ProcessState::gone;
+BackupLock::Staleness BackupLock::staleness(platform::Date now) const {
+  using enum Staleness;
+  if (std::chrono::duration<double>(now - heartbeat).count() > staleAfterSeconds) return silent;
+  if (host != currentHost()) return none;
+  if (processID == platform::processID()) {
+    const bool isLive =
+        runID && activeRuns().withLock([&](const auto& runs) { return runs.contains(*runID); });
+    return isLive ? none : dropped;
+  }
+  return platform::probeProcess(processID) == platform::ProcessState::gone ? gone : none;
 }
 
 std::unique_ptr<BackupLock::Holder> BackupLock::acquire(const Path& folder, std::string orvikVersion,

@@ -46,7 +46,15 @@ struct BackupLock {
   /// Throws `BackupEngineError` (locked) while another holder lives, and `platform::files::FileError`.
   static std::unique_ptr<Holder> acquire(const Path& folder, std::string orvikVersion, platform::Date now);
 
-  bool isStale(platform::Date now) const;
+  /// The rule by which a lock is void.
+  enum class Staleness {
+    none,     ///< it holds, or nothing can be said against it
+    silent,   ///< no heartbeat for more than 900 seconds, whoever made it
+    gone,     ///< this machine has no process of that number
+    dropped,  ///< of this process's number, and no acquisition that this process still has
+  };
+  Staleness staleness(platform::Date now) const;
+  bool isStale(platform::Date now) const { return staleness(now) != Staleness::none; }
   bool isOwnedByThisProcess() const;
   bool isSameHolder(const BackupLock& other) const noexcept;
 

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -13,13 +14,32 @@
 
 namespace platform::files {
 
+namespace {
+
+constexpr std::string_view temporarySuffix = ".tmp";
+constexpr std::size_t uuidLength = 36;
+
+}  // namespace
+
 Path temporarySibling(const Path& path) {
   const std::string& text = path.native();
   const auto slash = text.rfind('/');
   const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
   const std::string_view name = std::string_view(text).substr(start);
   if (name.empty() || name == "." || name == "..") throwFileError("write", path, EISDIR);
-  return fmt::format("{}.{}.{}.tmp", std::string_view(text).substr(0, start), name, UUID::random().text());
+  return fmt::format("{}.{}.{}{}", std::string_view(text).substr(0, start), name, UUID::random().text(),
+                     temporarySuffix);
+}
+
+bool isTemporaryName(std::string_view name) noexcept {
+  // A dot, a name of one byte or more, a dot, the UUID, the suffix.
+  if (name.size() < 3 + uuidLength + temporarySuffix.size()) return false;
+  if (!name.starts_with('.') || !name.ends_with(temporarySuffix)) return false;
+  name.remove_suffix(temporarySuffix.size());
+  const auto id = name.substr(name.size() - uuidLength);
+  name.remove_suffix(uuidLength);
+  const bool isUpperCase = std::ranges::none_of(id, [](char c) { return c >= 'a' && c <= 'z'; });
+  return name.ends_with('.') && isUpperCase && UUID::parse(id);
 }
 
 int openNew(const Path& path, Descriptor& file) noexcept {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -121,6 +122,20 @@ std::optional<std::int64_t> size(const Path& path) noexcept {
   struct stat status;
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   return status.st_size;
+}
+
+std::optional<Entry> entryAt(const Path& path) noexcept {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) return std::nullopt;
+  Entry entry;
+  if (S_ISREG(status.st_mode)) entry.kind = Entry::Kind::file;
+  if (S_ISDIR(status.st_mode)) entry.kind = Entry::Kind::folder;
+  if (S_ISLNK(status.st_mode)) entry.kind = Entry::Kind::link;
+  if (entry.kind == Entry::Kind::file) entry.size = status.st_size;
+  entry.modified =
+      Date(std::chrono::seconds(status.st_mtim.tv_sec) +
+           std::chrono::floor<std::chrono::milliseconds>(std::chrono::nanoseconds(status.st_mtim.tv_nsec)));
+  return entry;
 }
 
 std::vector<std::string> list(const Path& folder) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Platform/Bytes.h"
+#include "Platform/Date.h"
 #include "Platform/Error.h"
 
 /// Files and folders. Paths are used as they stand; links are followed unless an operation says otherwise.
@@ -67,6 +68,16 @@ bool exists(const Path& path) noexcept;
 /// The size of a regular file in bytes, or nothing.
 std::optional<std::int64_t> size(const Path& path) noexcept;
 
+/// What stands at a path itself: a link is looked at, not followed.
+struct Entry {
+  enum class Kind { file, folder, link, other };
+  Kind kind = Kind::other;
+  std::int64_t size = 0;  ///< bytes of a file
+  Date modified;          ///< when its content last changed
+};
+/// Nothing when nothing stands there or it can't be looked at.
+std::optional<Entry> entryAt(const Path& path) noexcept;
+
 /// The names in a folder, in no order, without "." and "..". Throws `FileError`.
 std::vector<std::string> list(const Path& folder);
 /// The same without the names that begin with ".", ascending as bytes. Throws `FileError`.
@@ -88,6 +99,10 @@ enum class Flush { no, yes };
 /// `FileError`, also for a name so long (over 213 bytes) that the sibling's is not allowed; the temporary
 /// file is gone after a failure.
 void atomicWrite(std::string_view data, const Path& path, Flush flush = Flush::no);
+
+/// Whether a file of that name is the sibling of an `atomicWrite`: "." + name + "." + an upper-case UUID +
+/// ".tmp". Such a file that nobody writes any more is what a crash left.
+bool isTemporaryName(std::string_view name) noexcept;
 
 /// Renames; an existing file at `to` is replaced. Throws `FileError`.
 void rename(const Path& from, const Path& to);

@@ -13,6 +13,7 @@ int writeError(std::string_view text) noexcept;
 /// The descriptor of standard input.
 int input() noexcept;
 
+bool inputIsTerminal() noexcept;
 bool errorIsTerminal() noexcept;
 /// Columns of the terminal behind standard error; nothing known is 0.
 std::size_t errorWidth() noexcept;

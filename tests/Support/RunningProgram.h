@@ -40,12 +40,14 @@ struct ProgramEnd {
 struct ProgramStart {
   enum class Output { pipe, closedPipe, closed };
   enum class Error { pipe, terminal };
+  enum class Input { pipe, terminal };
 
   std::vector<std::string> arguments;              ///< the program's path first
   std::map<std::string, std::string> environment;  ///< all of it but PATH and sanitizer options
   std::string input;                               ///< short enough for a pipe
   Output output = Output::pipe;
   Error error = Error::pipe;
+  Input inputKind = Input::pipe;  ///< a terminal is the one of standard error, which must be one then
 };
 
 /// A real program in a process of its own. Killed and waited for when it goes.
@@ -61,18 +63,20 @@ class RunningProgram {
     }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+    const bool isTyped = start.inputKind == ProgramStart::Input::terminal;
+    posix_spawn_file_actions_adddup2(&actions, isTyped ? error[1] : input[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, error[1], STDERR_FILENO);
     if (start.output == ProgramStart::Output::closed)
       posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
     else
       posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+    if (isTyped) terminal_ = error[0];
     if (start.output == ProgramStart::Output::closedPipe) ::close(std::exchange(output[0], -1));
 
     spawn(start, actions);
     posix_spawn_file_actions_destroy(&actions);
     for (const int each : {input[0], output[1], error[1]}) ::close(each);
-    const auto ignored = ::write(input[1], start.input.data(), start.input.size());
+    const auto ignored = ::write(isTyped ? error[0] : input[1], start.input.data(), start.input.size());
     static_cast<void>(ignored);
     ::close(input[1]);
     readers_.emplace_back([this, end = output[0]] { collect(end, end_.output); });
@@ -96,6 +100,11 @@ class RunningProgram {
     return arrived_.wait_for(lock, std::chrono::seconds(10), [&] {
       return end_.output.find(text) != text.npos || end_.error.find(text) != text.npos;
     });
+  }
+  /// At the terminal, when standard input is one.
+  void type(const std::string& text) {
+    const auto ignored = ::write(terminal_, text.data(), text.size());
+    static_cast<void>(ignored);
   }
   std::string output() {
     std::lock_guard lock(mutex_);
@@ -156,7 +165,8 @@ class RunningProgram {
   }
 
   pid_t id_ = -1;
-  std::mutex mutex_;  // guards end_ while the readers run
+  int terminal_ = -1;  ///< what is written there is typed; closed by its reader
+  std::mutex mutex_;   // guards end_ while the readers run
   std::condition_variable arrived_;
   ProgramEnd end_;
   std::vector<std::jthread> readers_;

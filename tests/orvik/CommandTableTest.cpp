@@ -60,7 +60,8 @@ TEST(CommandTable, TheDefaultsAreTheDocumentedOnes) {
   EXPECT_EQ(backup.baseDelay, 1);
   EXPECT_EQ(backup.maxDelay, 60);
   EXPECT_EQ(backup.lockWait, 0);
-  EXPECT_FALSE(backup.noResume || backup.json || backup.quiet);
+  EXPECT_FALSE(backup.noResume || backup.noPack || backup.json || backup.quiet);
+  EXPECT_EQ(backup.keep, RetentionPolicy());
   EXPECT_FALSE(backup.name || backup.secretFile || backup.secretCommand);
 }
 
@@ -148,21 +149,18 @@ TEST(CommandTable, AVariableOfTheOtherSecretSourceGivesWay) {
 
 TEST(CommandTable, OptionsOfLaterVersionsAreRefusedWithASentence) {
   for (const Arguments& later :
-       {Arguments{"--instance", "x"}, Arguments{"--staging", "x"}, Arguments{"--keep", "3"},
-        Arguments{"--keep-days=3"}, Arguments{"--mount", "m"}, Arguments{"--downloads", "2"},
-        Arguments{"--full-refresh"}, Arguments{"--classic-devices"}}) {
+       {Arguments{"--instance", "x"}, Arguments{"--staging", "x"}, Arguments{"--mount", "m"},
+        Arguments{"--downloads", "2"}, Arguments{"--full-refresh"}, Arguments{"--classic-devices"}}) {
     const auto option = later.front().substr(0, later.front().find('='));
     EXPECT_THAT(refusal(backupLine(later)),
                 testing::StartsWith(option + " is not available in this version: "));
   }
   Variables variables;
-  variables.set("ORVIK_KEEP", "3");
-  EXPECT_EQ(refusal(backupLine()), "--keep is not available in this version: retention comes later.");
+  variables.set("ORVIK_STAGING", "x");
+  EXPECT_EQ(refusal(backupLine()), "--staging is not available in this version: staging comes later.");
 }
 
-TEST(CommandTable, WhatIsAlreadySoIsAccepted) {
-  EXPECT_NO_THROW(parsed({"--no-files", "--no-pack", "--no-reports"}));
-}
+TEST(CommandTable, WhatIsAlreadySoIsAccepted) { EXPECT_NO_THROW(parsed({"--no-files", "--no-reports"})); }
 
 TEST(CommandTable, AStrayArgumentIsNotRepeatedForItMayBeASecret) {
   EXPECT_THAT(refusal({"S3CRET"}), Not(HasSubstr("S3CRET")));
@@ -201,9 +199,15 @@ TEST(CommandTable, HelpHasAnExampleForEachCommand) {
     return std::get<PrintText>(parseCommandLine(arguments)).text;
   };
   EXPECT_EQ(text({"--version"}), "orvik " ORVIK_VERSION);
-  for (const std::string command : {"backup", "demo", "sample-server"}) {
+  for (const std::string command : {"backup", "pack", "gc", "retention", "demo", "sample-server"}) {
     EXPECT_THAT(text({"--help"}), HasSubstr(command));
     EXPECT_THAT(text({command, "--help"}), HasSubstr("Example:\n  orvik " + command));
+    EXPECT_THAT(text({command, "--help"}), HasSubstr("Usage: orvik " + command + " "));
+  }
+  for (const std::string command : {"show", "unlock"}) {
+    EXPECT_THAT(text({"lock", "--help"}), HasSubstr(command));
+    EXPECT_THAT(text({"lock", command, "--help"}), HasSubstr("Example:\n  orvik lock " + command));
+    EXPECT_THAT(text({"lock", command, "--help"}), HasSubstr("Usage: orvik lock " + command + " "));
   }
   EXPECT_THAT(text({"backup", "--help"}), Not(HasSubstr("--staging")));
 }
@@ -217,6 +221,68 @@ TEST(CommandTable, TheOtherCommandsReadTheirOptions) {
   EXPECT_EQ(server.port, 8080);
   EXPECT_EQ(server.seed, 18446744073709551615u);
   EXPECT_TRUE(server.json);
+}
+
+TEST(CommandTable, CommandsOnAFolderReadTheirOptions) {
+  const auto pack = std::get<PackArguments>(
+      parseCommandLine({"pack", "/f", "--key", "k", "--lock-wait", "7", "--json", "--quiet"}));
+  EXPECT_EQ(pack.at.folder, "/f");
+  EXPECT_EQ(pack.at.key, "k");
+  EXPECT_EQ(pack.at.lockWait, 7);
+  EXPECT_TRUE(pack.at.json && pack.at.quiet);
+  const auto gc = std::get<CollectArguments>(parseCommandLine({"gc", "--dry-run", "/f"}));
+  EXPECT_EQ(gc.at.folder, "/f");
+  EXPECT_TRUE(gc.deletion.dryRun);
+  EXPECT_FALSE(gc.deletion.yes || gc.deletion.withUnfinished);
+  const auto retention = std::get<RetentionArguments>(
+      parseCommandLine({"retention", "/f", "--keep=3", "--keep-days", "30", "--yes", "--with-unfinished"}));
+  EXPECT_EQ(retention.keep, (RetentionPolicy{3, 30}));
+  EXPECT_TRUE(retention.deletion.yes && retention.deletion.withUnfinished);
+  const auto show = std::get<ShowLockArguments>(parseCommandLine({"lock", "show", "/f", "--json"}));
+  EXPECT_EQ(show.folder, "/f");
+  EXPECT_TRUE(show.json);
+  const auto unlock = std::get<UnlockArguments>(
+      parseCommandLine({"lock", "unlock", "/f", "--yes", "--force", "--holder", "a on b"}));
+  EXPECT_EQ(unlock.folder, "/f");
+  EXPECT_EQ(unlock.holder, "a on b");
+  EXPECT_TRUE(unlock.yes && unlock.force);
+}
+
+TEST(CommandTable, WrongUsageOfCommandsOnAFolderIsRefused) {
+  for (const Arguments& command : {Arguments{"pack"}, Arguments{"gc"}, Arguments{"retention", "--keep=1"},
+                                   Arguments{"lock", "show"}, Arguments{"lock", "unlock"}})
+    EXPECT_THAT(refusal(command), HasSubstr("The instance folder is missing. See orvik " + command[0]));
+  EXPECT_THAT(refusal({"lock", "show"}), HasSubstr("See orvik lock show --help."));
+  EXPECT_THAT(refusal({"lock"}), HasSubstr("show or unlock"));
+  EXPECT_THAT(refusal({"lock", "break", "/f"}), HasSubstr("orvik lock --help"));
+  EXPECT_THAT(refusal({"gc", "/f", "/g"}), HasSubstr("an argument too many. See orvik gc --help."));
+  EXPECT_THAT(refusal({"lock", "show", "/f", "--yes"}), HasSubstr("unknown option --yes"));
+  EXPECT_THAT(refusal({"retention", "/f"}), HasSubstr("A limit is missing"));
+  EXPECT_THAT(refusal({"retention", "/f", "--keep=0", "--keep-days", "0"}), HasSubstr("A limit is missing"));
+}
+
+TEST(CommandTable, ALimitIsAPlainWholeNumber) {
+  for (const std::string limit :
+       {"-1", "1.5", "010", "0x10", "ten", "1000001", "99999999999999999999", "+3", ""})
+    EXPECT_THAT(refusal({"retention", "/f", "--keep=" + limit}), HasSubstr("--keep")) << limit;
+  EXPECT_EQ(parsed({"--keep", "10", "--keep-days=7", "--no-pack"}).keep, (RetentionPolicy{10, 7}));
+  EXPECT_TRUE(parsed({"--no-pack"}).noPack);
+}
+
+TEST(CommandTable, NoVariableStandsInForYesOrForce) {
+  Variables variables;
+  variables.set("ORVIK_YES", "1");
+  variables.set("ORVIK_FORCE", "1");
+  variables.set("ORVIK_HOLDER", "a on b");
+  variables.set("ORVIK_KEEP", "5");
+  variables.set("ORVIK_WITH_UNFINISHED", "yes");
+  const auto unlock = std::get<UnlockArguments>(parseCommandLine({"lock", "unlock", "/f"}));
+  EXPECT_FALSE(unlock.yes || unlock.force);
+  EXPECT_EQ(unlock.holder, "a on b");
+  const auto retention = std::get<RetentionArguments>(parseCommandLine({"retention", "/f"}));
+  EXPECT_FALSE(retention.deletion.yes);
+  EXPECT_TRUE(retention.deletion.withUnfinished);
+  EXPECT_EQ(retention.keep, (RetentionPolicy{5, 0}));
 }
 
 TEST(CommandTable, JSONIsAskedForEvenInALineThatCannotBeRead) {

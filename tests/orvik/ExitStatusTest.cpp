@@ -4,6 +4,7 @@
 
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/CollectionPreflight.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "Platform/HTTP/HTTPSession.h"
@@ -23,7 +24,11 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(std::runtime_error("x")), 1);
   EXPECT_EQ(statusOf(platform::files::FileError(platform::files::FileErrorKind::noSpace, 28, "x")), 1);
   EXPECT_EQ(statusOf(UsageError("x")), 2);
+  EXPECT_EQ(statusOf(NotFoundError("x")), 10);
   EXPECT_EQ(statusOf(CredentialError("x")), 12);
+  EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::sealed, "x")), 12);
+  EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::incomplete, "x")), 1);
+  EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::changing, "x")), 1);
   EXPECT_EQ(statusOf(BackupEngineError::locked("a on b", {})), 11);
   EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x")), 1);
   EXPECT_EQ(statusOf(BackupEngineError::cannotConnect("x", BackupEngineError::Credential::refused)), 12);
@@ -40,6 +45,12 @@ TEST(ExitStatus, AMissingKeySaysHowToGiveIt) {
   EXPECT_EQ(describe(std::make_exception_ptr(error)).message,
             error.description() +
                 " A key in a file is named with --key FILE; orvikctl keys lists those of this machine.");
+}
+
+TEST(ExitStatus, AnInterruptedRunInTheWaySaysWhatHelps) {
+  const CollectionRefused refusal(CollectionRefused::Kind::unfinished, "It waits.");
+  EXPECT_EQ(describe(std::make_exception_ptr(refusal)).message,
+            "It waits. With --with-unfinished the run's own objects stay, and the rest goes.");
 }
 
 TEST(ExitStatus, TheMessageIsTheDescription) {

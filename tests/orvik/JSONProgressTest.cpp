@@ -5,26 +5,14 @@
 #include "OrvikCore/Jamf/SectionCatalog.h"
 #include "Platform/JSON/Value.h"
 #include "tests/Support/HostFixture.h"
+#include "tests/Support/JSONLines.h"
 
 namespace orvik {
 namespace {
 
-using platform::json::Document;
 using platform::json::Value;
+using test::jsonLines;
 using test::runToEnd;
-
-/// Every line of a text, read as JSON: a line that is none fails the test.
-std::vector<Value> lines(const std::string& text) {
-  std::vector<Value> values;
-  for (std::size_t start = 0; start < text.size();) {
-    const auto end = text.find('\n', start);
-    EXPECT_NE(end, text.npos) << "the last line has no end";
-    const auto document = Document::parse(text.substr(start, end - start));
-    values.push_back(Value::from(document->root()));
-    start = end + 1;
-  }
-  return values;
-}
 
 std::string text(const Value& value, std::string_view key) {
   const Value* member = value.find(key);
@@ -46,7 +34,7 @@ TEST_F(JSONLines, EveryEventOfARunIsALineUnderItsNames) {
   const auto end = runToEnd(backup({"--json"}));
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.error, "");
-  const auto events = lines(end.output);
+  const auto events = jsonLines(end.output);
   ASSERT_GE(events.size(), 2u);
 
   const auto& started = events.front();
@@ -94,19 +82,19 @@ TEST_F(JSONLines, EveryEventOfARunIsALineUnderItsNames) {
 
 TEST_F(JSONLines, AFirstBackupNamesNoParent) {
   const auto end = runToEnd(backup({"--json"}));
-  EXPECT_EQ(lines(end.output).front().find("parentBackupID"), nullptr);
+  EXPECT_EQ(jsonLines(end.output).front().find("parentBackupID"), nullptr);
 }
 
 TEST_F(JSONLines, WarningsShowInTheStatus) {
   server.refuseSection("categories", 403);
   const auto end = runToEnd(backup({"--json"}));
   EXPECT_EQ(end.status, 3);
-  EXPECT_EQ(text(lines(end.output).back(), "status"), "completeWithWarnings");
+  EXPECT_EQ(text(jsonLines(end.output).back(), "status"), "completeWithWarnings");
 }
 
 TEST_F(JSONLines, QuietLeavesTheLastLine) {
   const auto end = runToEnd(backup({"--json", "--quiet"}));
-  const auto events = lines(end.output);
+  const auto events = jsonLines(end.output);
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(text(events.front(), "event"), "finished");
 }
@@ -114,7 +102,7 @@ TEST_F(JSONLines, QuietLeavesTheLastLine) {
 TEST_F(JSONLines, AFailureIsTheLastLineWhateverFailed) {
   const auto expectFailure = [](const test::ProgramEnd& end, int status) {
     EXPECT_EQ(end.status, status);
-    const auto events = lines(end.output);
+    const auto events = jsonLines(end.output);
     ASSERT_FALSE(events.empty());
     const auto& failed = events.back();
     EXPECT_EQ(keys(failed), (std::vector<std::string>{"event", "message", "exit"}));
@@ -139,7 +127,7 @@ TEST_F(JSONLines, RetriesAreNotes) {
   const auto end = runToEnd(with);
   EXPECT_EQ(end.status, 0) << end.error;
   int notes = 0;
-  for (const auto& event : lines(end.output))
+  for (const auto& event : jsonLines(end.output))
     if (text(event, "event") == "note" && text(event, "text") != "(none)") ++notes;
   EXPECT_GE(notes, 1);
 }

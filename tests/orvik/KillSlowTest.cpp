@@ -41,6 +41,7 @@ class Kill : public HostFixture {
                         "0",
                         "--concurrency",
                         "4",
+                        "--no-pack",  // objects are compared file by file
                         "--quiet"};
     if (organisation) arguments.insert(arguments.end(), {"--key", organisation->key.string()});
     return start(arguments);

@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 struct RunStateTest : testing::Test {
   RunState state;
-  const platform::MonotonicTime start{};
+  const platform::MonotonicTime start{1h};
 
   void start3Sections() {
     const auto all = SectionCatalog::all().first(3);
@@ -26,8 +26,11 @@ struct RunStateTest : testing::Test {
 };
 
 TEST_F(RunStateTest, TheLineTellsStepSectionCountRateAndTimeLeft) {
-  state.begin("Connecting");
+  state.begin("Connecting", start);
   EXPECT_EQ(lineAt(0ms), "Connecting");
+  EXPECT_EQ(lineAt(1999ms), "Connecting");
+  EXPECT_EQ(lineAt(2600ms), "Connecting  2.0 s");
+  EXPECT_EQ(lineAt(75s), "Connecting  1 min 15 s");
   start3Sections();
   EXPECT_EQ(lineAt(0ms), "[1/3] Reading");
   begin("policies");

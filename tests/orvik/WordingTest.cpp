@@ -27,6 +27,23 @@ TEST(Wording, DurationsHaveTwoUnitsAtMost) {
   EXPECT_EQ(wording::roughly(7440s), "2 h");
 }
 
+TEST(Wording, AnAgeIsRoundedAndMayLieAhead) {
+  const platform::Date now{1000h};
+  EXPECT_EQ(wording::ago(now, now), "0 s ago");
+  EXPECT_EQ(wording::ago(now - 42s, now), "42 s ago");
+  EXPECT_EQ(wording::ago(now - 47h, now), "47 h ago");
+  EXPECT_EQ(wording::ago(now - 73h, now), "3 days ago");
+  EXPECT_EQ(wording::ago(now + 3min, now), "3 min ahead of this machine's clock");
+}
+
+TEST(Wording, WhatWasDeletedNamesOnlyWhatIsNotZero) {
+  EXPECT_EQ(wording::deleted({}), "nothing; Zero KB");
+  EXPECT_EQ(wording::deleted({{"a"}, 0, 0, 0}), "1 backup; Zero KB");
+  EXPECT_EQ(wording::deleted({{}, 1, 2, 5}), "1 object and 2 package files; 5 bytes");
+  EXPECT_EQ(wording::deleted({{"a", "b"}, 1000, 1, 5}, RemovedLeftovers{3, 4}),
+            "2 backups, 1,000 objects, 1 package file and 3 leftovers; 9 bytes");
+}
+
 TEST(Wording, AWordForAShellIsQuotedWhereItHasTo) {
   EXPECT_EQ(wording::shellWord("/srv/backups/a-b_c.json"), "/srv/backups/a-b_c.json");
   EXPECT_EQ(wording::shellWord("/home/o'neil/a b"), "'/home/o'\\''neil/a b'");

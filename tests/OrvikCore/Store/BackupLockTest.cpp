@@ -142,6 +142,22 @@ TEST_F(Lock, OfAReleasedRunIsStale) {
   EXPECT_TRUE(lock.isStale(now));
 }
 
+TEST_F(Lock, SaysByWhichRuleItIsStale) {
+  using enum BackupLock::Staleness;
+  OtherProcess other;
+  const auto holder = acquire();
+  EXPECT_EQ(holder->lock().staleness(now), none);
+  EXPECT_EQ(holder->lock().staleness(now + seconds(901)), silent);
+  EXPECT_EQ(recordOf(other.id()).staleness(now), none);
+  EXPECT_EQ(recordOf(other.id(), "another host").staleness(now + seconds(901)), silent);
+  EXPECT_EQ(recordOf(getpid()).staleness(now), dropped);
+  const auto lost = recordOf(other.id());
+  other.end();
+  EXPECT_EQ(lost.staleness(now), gone);
+  EXPECT_EQ(lost.staleness(now + seconds(901)), silent);
+  EXPECT_EQ(recordOf(lost.processID, "another host").staleness(now), none);
+}
+
 TEST_F(Lock, ALivingOtherProcessKeepsIt) {
   OtherProcess other;
   place(recordOf(other.id()));

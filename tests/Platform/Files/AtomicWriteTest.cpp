@@ -51,6 +51,32 @@ TEST_F(AtomicWriteTest, MakesMissingFolders) {
   EXPECT_EQ(read(folder / "a/b/c/file"), "x");
 }
 
+TEST_F(AtomicWriteTest, KnowsTheNamesOfItsTemporaryFiles) {
+  const std::string id = "6F9619FF-8B86-D011-B42D-00CF4FC964FF";
+  for (const auto& name : {".file." + id + ".tmp", ".a." + id + ".tmp", "..hidden." + id + ".tmp",
+                           ".x.pack." + id + ".tmp", ".two\nlines." + id + ".tmp"})
+    EXPECT_TRUE(isTemporaryName(name)) << name;
+  for (const auto& name :
+       {std::string(), std::string(".tmp"), std::string(".file.tmp"), "file." + id + ".tmp", ".file." + id,
+        ".file" + id + ".tmp", ".." + id + ".tmp", "." + id + ".tmp", ".file." + id + ".tmp2",
+        ".file." + id.substr(1) + ".tmp", ".file.x" + id.substr(1) + ".tmp",
+        std::string(".file.6f9619ff-8b86-d011-b42d-00cf4fc964ff.tmp"), ".file." + id + ".TMP"})
+    EXPECT_FALSE(isTemporaryName(name)) << name;
+}
+
+TEST_F(AtomicWriteTest, WhatACrashLeavesBearsSuchAName) {
+  const pid_t child = fork();
+  if (child == 0) {
+    armFaultSeam(3, FaultAction::stop);
+    atomicWrite("x", folder / "file");
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_EQ(names().size(), 1u);
+  EXPECT_TRUE(isTemporaryName(names().front())) << names().front();
+}
+
 TEST_F(AtomicWriteTest, TheModeIs0644LessTheUmask) {
   const mode_t old = umask(0027);
   atomicWrite("x", folder / "file");

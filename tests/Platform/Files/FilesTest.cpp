@@ -252,6 +252,28 @@ TEST_F(FilesTest, TryRemoveTakesFilesAndEmptyFoldersAndIgnoresTheRest) {
   EXPECT_THAT(list(folder.path()), ElementsAre("full"));
 }
 
+TEST_F(FilesTest, AnEntryIsWhatStandsThereAndNotWhatALinkLeadsTo) {
+  using Kind = Entry::Kind;
+  write(folder / "file", "four");
+  const timespec times[2] = {{1700000000, 0}, {1700000000, 250999999}};
+  ASSERT_EQ(utimensat(AT_FDCWD, (folder / "file").c_str(), times, 0), 0);
+  std::filesystem::create_symlink("file", folder / "link");
+  std::filesystem::create_symlink("nowhere", folder / "dangling");
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+
+  const auto file = entryAt(folder / "file");
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->kind, Kind::file);
+  EXPECT_EQ(file->size, 4);
+  EXPECT_EQ(file->modified, Date(std::chrono::milliseconds(1700000000250)));
+  EXPECT_EQ(entryAt(folder.path())->kind, Kind::folder);
+  EXPECT_EQ(entryAt(folder / "link")->kind, Kind::link);
+  EXPECT_EQ(entryAt(folder / "dangling")->kind, Kind::link);
+  EXPECT_EQ(entryAt(folder / "pipe")->kind, Kind::other);
+  EXPECT_FALSE(entryAt(folder / "none"));
+  EXPECT_FALSE(entryAt(folder / "file/below"));
+}
+
 TEST_F(FilesTest, RemoveTreeDeletesLinksAndNotWhatTheyLeadTo) {
   createDirectories(folder / "outside");
   write(folder / "outside/kept", "kept");

@@ -1,0 +1,220 @@
+#include "orvik/CareReport.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+#include "Platform/Locale/Text.h"
+#include "orvik/RunState.h"
+#include "orvik/Wording.h"
+
+namespace orvik::host {
+
+namespace {
+
+using Fate = CollectionPlan::Pack::Fate;
+using LeftoverKind = StoreLeftovers::File::Kind;
+using platform::json::Value;
+using platform::locale::byteCount;
+using wording::counted;
+using Reason = RetentionVerdict::Reason;
+
+/// So many entries of a kind are named; scripts get them all.
+constexpr std::size_t shownEntries = 20;
+
+/// A headline, then entries, the first of them.
+template <class Entry, class Describe>
+void list(std::vector<std::string>& lines, std::string headline, const std::vector<Entry>& entries,
+          const Describe& describe) {
+  if (entries.empty()) return;
+  lines.push_back(std::move(headline));
+  for (std::size_t i = 0; i < entries.size() && i < shownEntries; ++i)
+    lines.push_back("  " + oneLine(describe(entries[i])));
+  if (entries.size() > shownEntries)
+    lines.push_back(fmt::format("  and {} more", entries.size() - shownEntries));
+}
+
+std::int64_t sumOf(const auto& entries) {
+  std::int64_t sum = 0;
+  for (const auto& entry : entries) sum += entry.bytes;
+  return sum;
+}
+
+std::string reasonText(Reason reason, RetentionPolicy policy) {
+  switch (reason) {
+    case Reason::newest:
+      return "stays: the newest backup always does";
+    case Reason::withinLimits:
+      return "stays: within the limits";
+    case Reason::beyondCount:
+      return policy.keepCount == 1 ? "goes: only the newest is kept"
+                                   : fmt::format("goes: not among the newest {}", policy.keepCount);
+    case Reason::tooOld:
+      break;
+  }
+  return fmt::format("goes: it finished more than {} ago", counted(policy.keepDays, "day"));
+}
+
+std::string_view reasonName(Reason reason) {
+  switch (reason) {
+    case Reason::newest:
+      return "newest";
+    case Reason::withinLimits:
+      return "withinLimits";
+    case Reason::beyondCount:
+      return "beyondCount";
+    case Reason::tooOld:
+      break;
+  }
+  return "tooOld";
+}
+
+std::string packText(const CollectionPlan::Pack& pack) {
+  switch (pack.fate) {
+    case Fate::removed:
+      return fmt::format("{}  goes: no backup refers to any of its {}; {}", pack.pack,
+                         counted(static_cast<std::int64_t>(pack.entries), "object"), byteCount(pack.bytes));
+    case Fate::rewritten:
+      return fmt::format("{}  is written anew with {} of {} objects: half of it or more is garbage; {}",
+                         pack.pack, pack.live, pack.entries, byteCount(pack.bytes));
+    case Fate::kept:
+      break;
+  }
+  return fmt::format("{}  stays: {} of its {} objects are garbage, less than half of its bytes", pack.pack,
+                     pack.entries - pack.live, pack.entries);
+}
+
+std::string_view fateName(Fate fate) {
+  switch (fate) {
+    case Fate::removed:
+      return "removed";
+    case Fate::rewritten:
+      return "rewritten";
+    case Fate::kept:
+      break;
+  }
+  return "kept";
+}
+
+std::string leftoverText(const StoreLeftovers::File& file) {
+  return fmt::format("{}  {}, {}", file.path,
+                     file.kind == LeftoverKind::temporary ? "temporary file" : "pack without an index",
+                     byteCount(file.bytes));
+}
+
+Value leftoverJSON(const StoreLeftovers::File& file, bool isOld) {
+  return Value::object({{"event", "leftover"},
+                        {"kind", file.kind == LeftoverKind::temporary ? "temporary" : "packWithoutIndex"},
+                        {"path", oneLine(file.path)},
+                        {"bytes", file.bytes},
+                        {"modified", platform::iso8601(file.modified)},
+                        {"stays", !isOld}});
+}
+
+Value looseJSON(std::string_view kind, const CollectionPlan::Loose& file) {
+  return Value::object(
+      {{"event", "garbage"}, {"kind", kind}, {"path", oneLine(file.path)}, {"bytes", file.bytes}});
+}
+
+}  // namespace
+
+std::vector<std::string> careText::verdicts(const std::vector<RetentionVerdict>& verdicts,
+                                            RetentionPolicy policy) {
+  std::vector<std::string> lines;
+  for (const auto& verdict : verdicts)
+    lines.push_back(
+        oneLine(fmt::format("{}  finished {}  {}", verdict.id, platform::locale::dateText(verdict.finishedAt),
+                            reasonText(verdict.reason, policy))));
+  return lines;
+}
+
+std::vector<std::string> careText::collection(const CollectionPlan& plan) {
+  std::vector<std::string> lines;
+  const auto headline = [](std::size_t count, std::string_view noun, std::int64_t bytes) {
+    return fmt::format("{} that no backup refers to; {}", counted(static_cast<std::int64_t>(count), noun),
+                       byteCount(bytes));
+  };
+  const auto path = [](const CollectionPlan::Loose& file) { return file.path; };
+  list(lines, headline(plan.objects.size(), "single object", sumOf(plan.objects)), plan.objects, path);
+  list(lines, headline(plan.files.size(), "package file", sumOf(plan.files)), plan.files, path);
+  list(lines, "Packs with garbage:", plan.packs, packText);
+  return lines;
+}
+
+std::vector<std::string> careText::leftovers(const StoreLeftovers& leftovers) {
+  std::vector<std::string> lines;
+  list(lines,
+       fmt::format("{} that a crash left, older than a day; {}",
+                   counted(static_cast<std::int64_t>(leftovers.old.size()), "file"),
+                   byteCount(leftovers.oldBytes())),
+       leftovers.old, leftoverText);
+  list(lines, "Not older than a day, so they may be in use and stay:", leftovers.recent, leftoverText);
+  list(lines,
+       "Backup folders without a manifest; they and what they refer to stay:", leftovers.withoutManifest,
+       [](const std::string& name) { return name; });
+  return lines;
+}
+
+careJSON::Lines careJSON::verdicts(const std::vector<RetentionVerdict>& verdicts) {
+  Lines lines;
+  for (const auto& verdict : verdicts)
+    lines.push_back(Value::object({{"event", "verdict"},
+                                   {"backupID", oneLine(verdict.id)},
+                                   {"finishedAt", platform::iso8601(verdict.finishedAt)},
+                                   {"stays", !verdict.goes()},
+                                   {"reason", reasonName(verdict.reason)}}));
+  return lines;
+}
+
+careJSON::Lines careJSON::collection(const CollectionPlan& plan) {
+  Lines lines;
+  for (const auto& file : plan.objects) lines.push_back(looseJSON("object", file));
+  for (const auto& file : plan.files) lines.push_back(looseJSON("file", file));
+  for (const auto& pack : plan.packs)
+    lines.push_back(Value::object({{"event", "garbage"},
+                                   {"kind", "pack"},
+                                   {"pack", oneLine(pack.pack)},
+                                   {"fate", fateName(pack.fate)},
+                                   {"entries", pack.entries},
+                                   {"live", pack.live},
+                                   {"bytes", pack.bytes}}));
+  return lines;
+}
+
+careJSON::Lines careJSON::leftovers(const StoreLeftovers& leftovers) {
+  Lines lines;
+  for (const auto& file : leftovers.old) lines.push_back(leftoverJSON(file, true));
+  for (const auto& file : leftovers.recent) lines.push_back(leftoverJSON(file, false));
+  for (const auto& file : leftovers.needed) lines.push_back(leftoverJSON(file, false));
+  for (const auto& name : leftovers.withoutManifest)
+    lines.push_back(Value::object({{"event", "leftover"},
+                                   {"kind", "folderWithoutManifest"},
+                                   {"path", oneLine(name)},
+                                   {"stays", true}}));
+  return lines;
+}
+
+void CareReport::note(const std::string& text) const {
+  if (at_.quiet) return;
+  if (at_.json)
+    results_.line(Value::object({{"event", "note"}, {"text", oneLine(text)}}).text());
+  else
+    remarks::line(oneLine(text));
+}
+
+void CareReport::lines(const std::vector<std::string>& text, const careJSON::Lines& json) const {
+  if (at_.json)
+    for (const auto& line : json) results_.line(line.text());
+  else
+    for (const auto& line : text) results_.line(line);
+}
+
+void CareReport::finished(const std::string& text, Value json) const {
+  if (!at_.json) return results_.line(text);
+  auto line = Value::object({{"event", "finished"}});
+  for (auto& [name, value] : *json.object_()) line.set(name, std::move(value));
+  results_.line(line.text());
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "OrvikCore/Store/GarbageCollection.h"
+#include "OrvikCore/Store/Retention.h"
+#include "OrvikCore/Store/StoreLeftovers.h"
+#include "Platform/JSON/Value.h"
+#include "orvik/Arguments.h"
+#include "orvik/Output.h"
+
+namespace orvik::host {
+
+/// Lines for people of what a command found or plans. Many of a kind are summed up.
+namespace careText {
+
+std::vector<std::string> verdicts(const std::vector<RetentionVerdict>& verdicts, RetentionPolicy policy);
+std::vector<std::string> collection(const CollectionPlan& plan);
+std::vector<std::string> leftovers(const StoreLeftovers& leftovers);
+
+}  // namespace careText
+
+/// The same as JSON lines, one for each entry, none left out: `{"event":"verdict",...}` for a backup,
+/// `{"event":"garbage",...}` for what the store can do without, `{"event":"leftover",...}` for what a crash
+/// left.
+namespace careJSON {
+
+using Lines = std::vector<platform::json::Value>;
+Lines verdicts(const std::vector<RetentionVerdict>& verdicts);
+Lines collection(const CollectionPlan& plan);
+Lines leftovers(const StoreLeftovers& leftovers);
+
+}  // namespace careJSON
+
+/// Prints in the form that a command was asked for.
+class CareReport {
+ public:
+  CareReport(const FolderArguments& at, Results& results) : at_(at), results_(results) {}
+
+  /// Something a person should know; on standard error, or a `note` line.
+  void note(const std::string& text) const;
+  /// Plans and findings.
+  void lines(const std::vector<std::string>& text, const careJSON::Lines& json) const;
+  /// The last line.
+  void finished(const std::string& text, platform::json::Value json) const;
+
+ private:
+  const FolderArguments& at_;
+  Results& results_;
+};
+
+}  // namespace orvik::host

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+#include <vector>
+
+#include "orvik/Arguments.h"
+
+namespace orvik::host::commandLine {
+
+/// A command as the command line knows it.
+struct Command {
+  CLI::App* parser = nullptr;  ///< its place in the tree of parsers; owned by the program's
+  /// What was asked for, once it has parsed. Throws `UsageError` for what the parser can't see.
+  std::function<Invocation()> invocation;
+};
+using Commands = std::vector<Command>;
+
+// Each adds commands to the program with their options, help and example. The rooms have the same names.
+
+void addBackup(CLI::App& program, Commands& commands);
+/// `demo` and `sample-server`.
+void addSamples(CLI::App& program, Commands& commands);
+/// `pack`, `gc` and `retention`.
+void addFolderCare(CLI::App& program, Commands& commands);
+/// `lock show` and `lock unlock`.
+void addLock(CLI::App& program, Commands& commands);
+
+}  // namespace orvik::host::commandLine

@@ -1,0 +1,83 @@
+#include "orvik/CommandLine/Options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+
+#include "orvik/ExitStatus.h"
+
+namespace orvik::host::commandLine {
+
+namespace {
+
+constexpr double aYear = 365.0 * 24 * 3600;
+
+/// Digits alone: the parser would read "010" as eight, and who keeps ten backups must not lose two.
+CLI::Validator wholeNumber(int high) {
+  return CLI::Validator(
+      [high](std::string& text) {
+        const bool isPlain = !text.empty() && text.size() <= 9 &&
+                             text.find_first_not_of("0123456789") == std::string::npos &&
+                             (text.size() == 1 || text.front() != '0');
+        if (isPlain && std::stol(text) <= high) return std::string();
+        return fmt::format("{} is no whole number from 0 to {}", text, high);
+      },
+      "");
+}
+
+}  // namespace
+
+std::string nameOf(const CLI::App& command) {
+  const CLI::App* parent = command.get_parent();
+  const bool isNested = parent != nullptr && parent->get_parent() != nullptr;
+  return isNested ? nameOf(*parent) + " " + command.get_name() : command.get_name();
+}
+
+CLI::Validator within(double low, double high) {
+  // Spelled out, since the ready-made check lets "nan" through.
+  return CLI::Validator(
+      [low, high](std::string& text) {
+        double number = 0;
+        if (CLI::detail::lexical_cast(text, number) && number >= low && number <= high) return std::string();
+        return fmt::format("{} is no number from {} to {}", text, low, high);
+      },
+      "");
+}
+
+void addQuiet(CLI::App& command, bool& quiet) {
+  command.add_flag("--quiet", quiet, "Print results and failures only");
+}
+
+void addJSON(CLI::App& command, bool& json) {
+  command.add_flag("--json", json, "Print JSON lines on standard output");
+}
+
+void addKey(CLI::App& command, std::optional<std::string>& key) {
+  command.add_option("--key", key, "PEM file of the organisation's private key (default: the keychain)")
+      ->type_name("FILE");
+}
+
+void addLockWait(CLI::App& command, double& seconds) {
+  addNumber(command, "--lock-wait", seconds, 0, aYear, "Seconds to wait for another writer");
+}
+
+void addLimits(CLI::App& command, RetentionPolicy& keep) {
+  const auto limit = [&](const char* name, int& value, int high, const char* text) {
+    command.add_option(name, value, text)->type_name("N")->check(wholeNumber(high));
+  };
+  limit("--keep", keep.keepCount, 1000000, "Keep so many newest backups; 0 is no limit");
+  limit("--keep-days", keep.keepDays, 1000000,
+        "Keep backups that finished within so many days; 0 is no limit");
+}
+
+void addFolder(CLI::App& command, std::string& folder) {
+  command.add_option("FOLDER", folder, "Folder of one instance, below the one that --to of a backup names")
+      ->type_name("");
+}
+
+void requireFolder(const CLI::App& command, const std::string& folder) {
+  if (folder.empty())
+    throw UsageError(fmt::format("The instance folder is missing. See orvik {} --help.", nameOf(command)));
+}
+
+}  // namespace orvik::host::commandLine

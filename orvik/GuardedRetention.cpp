@@ -1,0 +1,65 @@
+#include "orvik/GuardedRetention.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+
+#include "OrvikCore/Format/BackupFormat.h"
+#include "Platform/Files/Files.h"
+#include "orvik/Wording.h"
+
+namespace orvik::host {
+
+namespace {
+
+/// A run that begins in the second of another takes the next free ID.
+constexpr std::chrono::minutes idTolerance{1};
+constexpr std::chrono::hours clockTolerance{24};
+
+}  // namespace
+
+GuardedRetention GuardedRetention::plan(const BackupRepository& repository, RetentionPolicy policy,
+                                        platform::Date now, UnfinishedRuns unfinished,
+                                        const std::stop_token& stop) {
+  GuardedRetention plan{policy, now, CollectionPreflight::check(repository, unfinished, stop), {}, {}, 0};
+  plan.verdicts = planRetention(repository, policy, now);
+  plan.collection = planCollection(repository, plan.goingIDs(), stop);
+  for (const auto& id : plan.goingIDs())
+    plan.folderBytes += platform::files::allocatedSize(repository.backupDirectory(id));
+  return plan;
+}
+
+std::set<std::string> GuardedRetention::goingIDs() const {
+  std::set<std::string> ids;
+  for (const auto& verdict : verdicts)
+    if (verdict.goes()) ids.insert(verdict.id);
+  return ids;
+}
+
+CleanupResult GuardedRetention::expected() const {
+  auto result = collection.expected();
+  for (const auto& verdict : verdicts)
+    if (verdict.goes()) result.removedBackups.push_back(verdict.id);
+  return result;
+}
+
+CleanupResult GuardedRetention::carryOut(const HeldFolder& held, const std::stop_token& stop) const {
+  if (expected() == CleanupResult()) return {};
+  held.requireOwn();
+  preflight.requireUnchanged(held.repository());
+  return held.repository().applyRetention(policy.keepCount, policy.keepDays, now, stop);
+}
+
+std::optional<std::string> clockRemark(const std::vector<RetentionVerdict>& verdicts, platform::Date now) {
+  if (verdicts.empty()) return std::nullopt;
+  const auto& newest = verdicts.front();
+  const auto begun = BackupFormat::dateFromBackupID(newest.id);
+  const bool isAhead = (begun && *begun > now + idTolerance) || newest.finishedAt > now + clockTolerance;
+  if (!isAhead) return std::nullopt;
+  return fmt::format(
+      "The newest backup {} lies in the future ({}): the clock of this machine, or of the one "
+      "that made it, is or was wrong.",
+      newest.id, wording::ago(begun.value_or(newest.finishedAt), now));
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,79 @@
+#include "orvik/InstanceFolder.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <utility>
+#include <vector>
+
+#include "OrvikCore/Format/BackupEngineError.h"
+#include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/PackCache.h"
+#include "Platform/Files/Files.h"
+#include "orvik/ExitStatus.h"
+#include "orvik/LockWait.h"
+#include "orvik/Sealing.h"
+
+namespace orvik::host {
+
+namespace {
+
+namespace files = platform::files;
+
+/// Who names the folder of all instances wanted one of those below it.
+std::string instancesBelow(const files::Path& root) {
+  std::vector<std::string> slugs;
+  for (const auto& instance : BackupRepository::discoverInstances(root)) slugs.push_back(instance.slug);
+  if (slugs.empty()) return "";
+  return fmt::format(" Below it are the folders of instances: {}.", fmt::join(slugs, ", "));
+}
+
+std::unique_ptr<BackupLock::Holder> lockOf(const BackupRepository& repository, double lockWait,
+                                           ProgressView& view, const std::stop_token& stop) {
+  const auto& folder = repository.instanceDirectory;
+  LockWait wait(lockWait, folder, view, stop);
+  while (true) {
+    platform::throwIfCancelled(stop);
+    try {
+      return BackupLock::acquire(folder, ORVIK_VERSION, platform::now());
+    } catch (const BackupEngineError& refusal) {
+      wait.after(refusal);
+    }
+  }
+}
+
+}  // namespace
+
+BackupRepository instanceFolder(const std::string& path) {
+  BackupRepository repository(path);
+  if (!files::isDirectory(path)) throw NotFoundError(fmt::format("There is no folder {}.", path));
+  const bool isInstance = files::exists(repository.instanceDirectory / BackupFormat::instanceFile) ||
+                          files::isDirectory(repository.backupsDirectory());
+  if (!isInstance)
+    throw NotFoundError(fmt::format("{} is not the folder of an instance: it has neither {} nor {}.{}", path,
+                                    BackupFormat::instanceFile, BackupFormat::backupsFolder,
+                                    instancesBelow(path)));
+  return repository;
+}
+
+void unlockFolder(const BackupRepository& repository, const std::optional<std::string>& keyFile) {
+  const auto& folder = repository.instanceDirectory;
+  if (files::exists(folder / BackupFormat::encryptionFile))
+    BackupEncryption::unlock(folder, *organisationKeys(keyFile));
+}
+
+HeldFolder::HeldFolder(BackupRepository repository, double lockWait, ProgressView& view,
+                       const std::stop_token& stop)
+    : repository_(std::move(repository)),
+      lock_(lockOf(repository_, lockWait, view, stop)),
+      heartbeat_(*lock_) {
+  PackCache::shared().invalidate(repository_.store().packsDirectory());
+}
+
+void HeldFolder::requireOwn() const {
+  if (const auto other = lock_->takenOverBy())
+    throw BackupEngineError::locked(other->holderText(), other->startedAt);
+}
+
+}  // namespace orvik::host

@@ -1,0 +1,32 @@
+#include "orvik/Question.h"
+
+#include "Platform/Files/SecretFile.h"
+#include "Platform/Locale/Text.h"
+#include "Platform/Terminal/StandardStreams.h"
+#include "orvik/Output.h"
+#include "orvik/RunState.h"
+
+namespace orvik::host::question {
+
+namespace streams = platform::standardStreams;
+
+namespace {
+
+constexpr std::size_t longestAnswer = 4096;  // bytes; a terminal gives no longer line
+
+}  // namespace
+
+bool canAsk() { return streams::inputIsTerminal() && streams::errorIsTerminal(); }
+
+std::string ask(const std::string& text, const std::stop_token& stop) {
+  remarks::write(oneLine(text) + " ");
+  const auto line = platform::files::readLineSecretly(streams::input(), longestAnswer, "the answer", stop);
+  return std::string(platform::locale::trimmed(line.reveal()));
+}
+
+bool confirms(const std::string& text, const std::stop_token& stop) {
+  const auto answer = platform::locale::lowercased(ask(text + " [y/N]", stop));
+  return answer == "y" || answer == "yes";
+}
+
+}  // namespace orvik::host::question
