@@ -110,7 +110,9 @@ struct BackupRepository {
   };
 
   /// Moves single object files into one pack file. A file whose content doesn't reproduce its name, or can't
-  /// be checked for lack of a key, stays. Throws what `PackStore::write` throws, and the files stay.
+  /// be checked for lack of a key, stays; so does one of which a pack holds a damaged copy. A file that lies
+  /// intact in a pack already, as a packing leaves it that was broken off, goes and counts as moved. Throws
+  /// what `PackStore::write` throws, and all others stay.
   Packed packLooseObjects(const std::stop_token& stop = {}) const;
 
  private:

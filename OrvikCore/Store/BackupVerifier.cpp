@@ -8,6 +8,7 @@
 #include <exception>
 #include <optional>
 #include <thread>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -47,21 +48,40 @@ std::vector<Check> checksOf(const SectionIndex& index) {
   return checks;
 }
 
-/// Where the bytes of one backup are looked for.
-struct Shelves {
-  ObjectStore store;
-  platform::files::FolderReader loose{store.instanceDirectory};
-  std::filesystem::path packs = store.packsDirectory();
+/// Where the bytes of one backup are looked for: single files, then packs.
+class Shelves {
+ public:
+  explicit Shelves(ObjectStore store) : store_(std::move(store)) {
+    const auto names = platform::files::visibleNames(store_.instanceDirectory / BackupFormat::storeFolder /
+                                                     BackupFormat::objectsFolder);
+    shards_.insert(names.begin(), names.end());
+  }
+
+  const ObjectStore& store() const noexcept { return store_; }
+  const std::filesystem::path& packs() const noexcept { return packs_; }
 
   bool read(const std::string& hash, platform::Bytes& buffer) const {
-    return platform::isLowerHex64(hash) &&
-           (loose.tryRead(BackupFormat::objectPathText(hash), buffer, BackupFormat::objectLimit) ||
-            PackCache::shared().read(hash, packs, buffer));
+    if (!platform::isLowerHex64(hash)) return false;
+    // In a packed folder most shards are gone, and asking each object of them would cost more than its hash.
+    // One that appears meanwhile is found behind the packs.
+    const bool hasShard = shards_.contains(hash.substr(0, 2));
+    return (hasShard && readLoose(hash, buffer)) || PackCache::shared().read(hash, packs_, buffer) ||
+           (!hasShard && readLoose(hash, buffer));
   }
+
+ private:
+  bool readLoose(const std::string& hash, platform::Bytes& buffer) const {
+    return loose_.tryRead(BackupFormat::objectPathText(hash), buffer, BackupFormat::objectLimit);
+  }
+
+  ObjectStore store_;
+  platform::files::FolderReader loose_{store_.instanceDirectory};
+  std::filesystem::path packs_ = store_.packsDirectory();
+  std::unordered_set<std::string> shards_;
 };
 
 Finding look(const Check& check, const Shelves& shelves, platform::Bytes& buffer) noexcept {
-  const auto& store = shelves.store;
+  const auto& store = shelves.store();
   try {
     if (check.isFile) {
       if (!store.hasFile(*check.hash)) return Finding::missing;
@@ -83,7 +103,7 @@ std::vector<std::size_t> readingOrder(const std::vector<Check>& checks, const Sh
   std::vector<std::pair<PackCache::Place, std::size_t>> packed;
   for (std::size_t i = 0; i < checks.size(); ++i) {
     const auto place =
-        checks[i].isFile ? std::nullopt : PackCache::shared().place(*checks[i].hash, shelves.packs);
+        checks[i].isFile ? std::nullopt : PackCache::shared().place(*checks[i].hash, shelves.packs());
     if (place)
       packed.emplace_back(*place, i);
     else
@@ -141,7 +161,7 @@ std::string Problem::sentence() const {
 void lookAgain(std::vector<Problem>& problems, const Shelves& shelves) {
   constexpr int mostRounds = 5;
   const auto lookOnce = [&] {
-    PackCache::shared().invalidate(shelves.packs);
+    PackCache::shared().invalidate(shelves.packs());
     platform::Bytes buffer;
     for (auto& problem : problems)
       if (problem.isMissingObject())
@@ -150,13 +170,13 @@ void lookAgain(std::vector<Problem>& problems, const Shelves& shelves) {
   };
   // Where nothing was ever packed nothing can have been moved.
   if (std::ranges::none_of(problems, &Problem::isMissingObject) ||
-      !platform::files::isDirectory(shelves.packs))
+      !platform::files::isDirectory(shelves.packs()))
     return;
-  auto known = PackStore::indexNames(shelves.packs);
+  auto known = PackStore::indexNames(shelves.packs());
   if (lookOnce()) return;
   for (int round = 0; round < mostRounds; ++round) {
     platform::sleep(std::chrono::seconds(1), {});
-    auto names = PackStore::indexNames(shelves.packs);
+    auto names = PackStore::indexNames(shelves.packs());
     if (lookOnce() || names == known) return;
     known = std::move(names);
   }
@@ -168,12 +188,12 @@ VerifyResult verifyBackup(const BackupRepository& repository, const BackupReposi
                           const std::function<void(const std::string&)>& onProblem) {
   auto store = repository.store();
   store.cipher = repository.cipher();
-  const Shelves shelves{std::move(store)};
+  const Shelves shelves(std::move(store));
   const auto folder = repository.backupDirectory(backup.id);
   VerifyResult result;
   std::vector<Problem> problems;
   for (const auto& section : backup.manifest.sections) {
-    const auto index = BackupRepository::loadIndex(folder, section.id, shelves.store.cipher);
+    const auto index = BackupRepository::loadIndex(folder, section.id, shelves.store().cipher);
     if (!index) {
       if (section.index) problems.push_back({section.id, {}, {}});
       continue;

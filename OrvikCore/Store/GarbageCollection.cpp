@@ -31,7 +31,7 @@ std::vector<CollectionPlan::Loose> sweep(const BackupRepository& repository, std
                                          const std::stop_token& stop) {
   std::vector<CollectionPlan::Loose> garbage;
   const auto below = (std::filesystem::path(BackupFormat::storeFolder) / folder).native() + '/';
-  for (const auto& shard : files::visibleNames(repository.instanceDirectory / below)) {
+  for (const auto& shard : PackStore::shardFolders(repository.instanceDirectory / below)) {
     const auto shardFolder = below + shard + '/';
     for (const auto& name : files::visibleNames(repository.instanceDirectory / shardFolder)) {
       platform::throwIfCancelled(stop);
@@ -86,9 +86,12 @@ std::vector<CollectionPlan::Pack> sweepPacks(const BackupRepository& repository,
     if (auto pack = fateOf(path, index, keep)) packs.push_back(std::move(*pack));
   });
   for (auto& pack : packs) {
-    pack.ownsPack = owners[pack.pack] == 1;
-    if (pack.fate == CollectionPlan::Pack::Fate::removed && pack.ownsPack)
-      pack.bytes = files::size(folder / pack.pack).value_or(0);
+    pack.ownsPack = owners[pack.pack] == 1 && PackStore::isPair(pack.index, pack.pack);
+    const auto size = files::size(folder / pack.pack).value_or(0);
+    if (pack.fate == CollectionPlan::Pack::Fate::removed)
+      pack.bytes = pack.ownsPack ? size : 0;
+    else
+      pack.bytes = std::min(pack.bytes, size);  // whatever lengths a foreign index states
   }
   return packs;
 }
@@ -145,10 +148,12 @@ CleanupResult carryOut(const CollectionPlan& plan, const BackupRepository& repos
   auto store = repository.store();
   store.cipher = repository.cipher();
   const auto folder = store.packsDirectory();
+  const auto names = PackStore::indexNames(folder);
   for (const auto& pack : plan.packs) {
     platform::throwIfCancelled(stop);
     if (pack.fate == kept) continue;
-    if (pack.fate == rewritten && !rewritePack(store, folder / pack.index, plan.keep.objects, stop)) continue;
+    if (pack.fate == rewritten && !rewritePack(store, folder / pack.index, names, plan.keep.objects, stop))
+      continue;
     if (pack.ownsPack)
       PackStore::remove(folder / pack.index, folder / pack.pack);
     else

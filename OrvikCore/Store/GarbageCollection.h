@@ -35,7 +35,9 @@ struct CollectionPlan {
     std::size_t entries = 0;
     std::size_t live = 0;
     std::int64_t bytes = 0;  ///< what its fate gives back
-    bool ownsPack = true;    ///< no other index names the same pack file
+    /// The index and the pack are a pair of one name, and no other index that can be read names the pack: it
+    /// goes with its index. Otherwise the index goes alone.
+    bool ownsPack = true;
   };
 
   References keep;

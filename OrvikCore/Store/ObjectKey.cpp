@@ -59,10 +59,11 @@ std::optional<ObjectKey> ObjectKey::parse(std::string_view text) noexcept {
   for (std::size_t part = 0; part < 8; ++part) {
     const std::uint64_t digits = digitsOf(text.data() + 8 * part);
     all |= digits;
-    for (std::size_t i = 0; i < 4; ++i) {
-      const auto pair = digits >> (16 * i);
-      key->bytes[4 * part + i] = static_cast<unsigned char>((pair & 0x0F) << 4 | (pair >> 8 & 0x0F));
-    }
+    // Two digits make a byte in every second place; then the empty places are closed.
+    std::uint64_t packed = (digits << 4 | digits >> 8) & 0x00FF'00FF'00FF'00FF;
+    packed = (packed | packed >> 8) & 0x0000'FFFF'0000'FFFF;
+    const auto four = static_cast<std::uint32_t>(packed | packed >> 16);
+    std::memcpy(key->bytes.data() + 4 * part, &four, sizeof four);
   }
   if (all & 0xF0F0'F0F0'F0F0'F0F0) key.reset();
   return key;
@@ -105,6 +106,12 @@ bool KeySet::insert(const ObjectKey& key) {
   slot = key;
   ++count_;
   return true;
+}
+
+void KeySet::insertAll(const KeySet& other) {
+  for (const auto& key : other.slots_)
+    if (key != ObjectKey()) insert(key);
+  hasZero_ = hasZero_ || other.hasZero_;
 }
 
 bool KeySet::contains(const ObjectKey& key) const noexcept {

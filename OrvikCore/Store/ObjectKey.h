@@ -40,6 +40,7 @@ class KeySet {
  public:
   /// False when it was in already.
   bool insert(const ObjectKey& key);
+  void insertAll(const KeySet& other);
   bool contains(const ObjectKey& key) const noexcept;
   /// Fetches what `insert` will look at: a table of millions doesn't fit the processor's memory.
   void prepare(const ObjectKey& key) const noexcept;

@@ -21,7 +21,7 @@ using platform::MonotonicClock;
 
 constexpr std::chrono::seconds listingLasts{1};
 /// Open packs of one folder at most: a folder may have more packs than a process may open files.
-constexpr std::size_t mostOpenPacks = 64;
+constexpr std::size_t mostOpenPacks = 16;
 
 /// One place of an object.
 struct Candidate {

@@ -61,32 +61,43 @@ std::vector<PackObjects::Entry> liveEntries(const PackObjects& objects, const Na
   return live;
 }
 
-/// What earlier rewrites of a pack are called: its name, "-" and 8 digits.
-std::optional<OpenPack> earlierRewrite(const std::filesystem::path& index, const std::string& pack) {
-  const auto pattern = PackStore::rewrittenName(pack);  // differs from theirs in the digits alone
+/// The packs that earlier rewrites of `old` made: "<its name>-<8 digits>", each with an index of the same
+/// name.
+std::vector<OpenPack> earlierRewrites(const std::filesystem::path& index, const OpenPack& old,
+                                      std::span<const std::string> indexNames) {
+  const auto pattern = PackStore::rewrittenName(old.index().pack);  // differs from theirs in the digits alone
   const auto fixed = std::string_view(pattern).substr(0, pattern.rfind('-') + 1);
-  for (const auto& name : PackStore::indexNames(index.parent_path()))
-    if (name.starts_with(fixed) && name.size() == pattern.size() + BackupFormat::packIndexSuffix.size())
-      if (auto found = OpenPack::open(index.parent_path() / name)) return found;
-  return std::nullopt;
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::vector<OpenPack> found;
+  for (auto name = std::ranges::lower_bound(indexNames, fixed);
+       name != indexNames.end() && name->starts_with(fixed); ++name) {
+    const auto stem = std::string_view(*name).substr(0, name->size() - BackupFormat::packIndexSuffix.size());
+    const bool isRewrite = stem.size() == pattern.size() &&
+                           stem.find_first_not_of(digits, fixed.size()) == std::string_view::npos;
+    // A name of the greatest length looks like a rewrite of itself. What is about to go is no copy.
+    if (!isRewrite || *name == index.filename().native()) continue;
+    auto pack = OpenPack::open(index.parent_path() / *name);
+    if (pack && PackStore::isPair(*name, pack->index().pack) && pack->index().pack != old.index().pack)
+      found.push_back(std::move(*pack));
+  }
+  return found;
 }
 
-/// What an earlier rewrite lacks of the live entries.
-std::vector<PackObjects::Entry> missingIn(const OpenPack& rewrite, std::vector<PackObjects::Entry> live,
-                                          const ObjectStore& store, const std::stop_token& stop) {
+/// Removes the entries that a rewrite holds intact.
+void dropHeld(std::vector<PackObjects::Entry>& entries, const OpenPack& rewrite, const ObjectStore& store,
+              const std::stop_token& stop) {
   platform::Bytes buffer;
-  std::erase_if(live, [&](const auto& entry) {
+  std::erase_if(entries, [&](const auto& entry) {
     platform::throwIfCancelled(stop);
     const auto* range = rewrite.index().objects.find(entry.key);
     return range && rewrite.read(*range, buffer) && store.isIntact(entry.key.text(), buffer);
   });
-  return live;
 }
 
 }  // namespace
 
-bool rewritePack(const ObjectStore& store, const std::filesystem::path& index, const NameSet& keep,
-                 const std::stop_token& stop) {
+bool rewritePack(const ObjectStore& store, const std::filesystem::path& index,
+                 std::span<const std::string> indexNames, const NameSet& keep, const std::stop_token& stop) {
   const auto old = OpenPack::open(index);
   if (!old) return false;
   const auto& objects = old->index().objects;
@@ -96,10 +107,16 @@ bool rewritePack(const ObjectStore& store, const std::filesystem::path& index, c
   const auto live = liveEntries(objects, keep);
 
   platform::Bytes buffer;
-  if (const auto earlier = earlierRewrite(index, old->index().pack)) {
-    const auto missing = missingIn(*earlier, live, store, stop);
-    if (missing.empty()) return !hasForeign;
+  if (const auto earlier = earlierRewrites(index, *old, indexNames); !earlier.empty()) {
+    auto missing = live;
+    for (const auto& rewrite : earlier) dropHeld(missing, rewrite, store, stop);
+    if (missing.empty()) {
+      // Who wrote them may have been ended before they were on stable storage.
+      files::syncFileSystem(index.parent_path());
+      return !hasForeign;
+    }
     const bool wouldGain = std::ranges::any_of(missing, [&](const auto& entry) {
+      platform::throwIfCancelled(stop);
       return old->read(entry.range, buffer) && store.isIntact(entry.key.text(), buffer);
     });
     if (!wouldGain) return false;

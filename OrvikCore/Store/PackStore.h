@@ -27,10 +27,18 @@ namespace orvik::PackStore {
 
 using Path = std::filesystem::path;
 
-/// A file to pack: the name of its object and where its stored bytes are read.
-struct Source {
-  std::string hash;
-  std::string path;
+/// A file to pack: the name of its object and where its stored bytes are read. A folder can have half a
+/// million of them, so a name that is part of the path is kept once.
+class Source {
+ public:
+  Source(std::string_view hash, std::string path);
+
+  std::string_view hash() const noexcept;
+  const std::string& path() const noexcept { return path_; }
+
+ private:
+  std::string path_;
+  std::string apart_;  ///< the name, where the path doesn't hold it
 };
 
 enum class SkipExisting { no, yes };
@@ -51,8 +59,16 @@ std::string freshName();
 /// The name that a rewrite of a pack gets: that of its file without ".pack", "-" and 8 such digits.
 std::string rewrittenName(std::string_view pack);
 
+/// The visible folders in "store/objects" or "store/files", ascending. A link is none of them: what lies
+/// behind it is not ours to move or delete.
+std::vector<std::string> shardFolders(const Path& folder);
+
 /// The single object files below an instance folder, ordered by shard and name. Empty when there are none.
-std::vector<Source> looseObjects(const Path& instanceDirectory);
+/// Folders behind links are passed over. Throws `CancellationError`.
+std::vector<Source> looseObjects(const Path& instanceDirectory, const std::stop_token& stop = {});
+
+/// Whether an index file and a pack file are the pair of one name: "<name>.idx" and "<name>.pack".
+bool isPair(std::string_view index, std::string_view pack) noexcept;
 
 /// The names of the visible index files of a packs folder, ascending; none when it can't be listed.
 std::vector<std::string> indexNames(const Path& packs);

@@ -10,6 +10,8 @@ namespace orvik {
 namespace {
 
 constexpr std::size_t fewestSlots = 64;
+/// Of one object. More are left out: a folder full of copies of one pack must not make every step slower.
+constexpr int mostCopies = 8;
 
 /// Three slots in four are taken at most.
 std::size_t slotsFor(std::size_t count) {
@@ -31,12 +33,13 @@ std::shared_ptr<const PackContent> PackContent::of(std::string indexName, const 
 }
 
 void PackTable::add(std::shared_ptr<const PackContent> pack) {
+  const std::size_t needed = slotsFor(count_ + pack->entries.size());
+  packs_.reserve(packs_.size() + 1);
+  std::vector<Slot> larger(needed > slots_.size() ? needed : 0);  // what can fail comes first
   packs_.push_back(std::move(pack));
-  const std::size_t needed = slotsFor(count_ + packs_.back()->entries.size());
-  if (needed > slots_.size())
-    rebuild(needed);
-  else
-    insertAll(static_cast<std::uint32_t>(packs_.size()));
+  if (larger.empty()) return insertAll(static_cast<std::uint32_t>(packs_.size()));
+  slots_ = std::move(larger);
+  fill();
 }
 
 void PackTable::insertAll(std::uint32_t pack) {
@@ -44,14 +47,16 @@ void PackTable::insertAll(std::uint32_t pack) {
   const std::size_t mask = slots_.size() - 1;
   for (std::uint32_t entry = 0; entry < entries.size(); ++entry) {
     std::size_t slot = entries[entry].key.spread() & mask;
-    while (slots_[slot].pack != 0) slot = (slot + 1) & mask;
+    int copies = 0;
+    for (; slots_[slot].pack != 0 && copies < mostCopies; slot = (slot + 1) & mask)
+      if (packs_[slots_[slot].pack - 1]->entries[slots_[slot].entry].key == entries[entry].key) ++copies;
+    if (copies == mostCopies) continue;
     slots_[slot] = {pack, entry};
+    ++count_;
   }
-  count_ += entries.size();
 }
 
-void PackTable::rebuild(std::size_t slots) {
-  slots_.assign(slots, Slot());
+void PackTable::fill() {
   count_ = 0;
   for (std::uint32_t pack = 1; pack <= packs_.size(); ++pack) insertAll(pack);
 }

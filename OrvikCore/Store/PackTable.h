@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -28,7 +29,7 @@ struct PackContent {
 
 /// Which packs hold an object: a flat table of open addressing over the entries of all packs, 8 bytes a slot.
 /// Packs come one by one, in any order; each costs what it holds. Reading is for any thread, changing for one
-/// alone.
+/// alone. Of an object that more than eight packs hold eight are known.
 class PackTable {
  public:
   void add(std::shared_ptr<const PackContent> pack);
@@ -49,7 +50,8 @@ class PackTable {
     std::uint32_t entry = 0;
   };
   void insertAll(std::uint32_t pack);
-  void rebuild(std::size_t slots);
+  /// Enters all packs into empty slots.
+  void fill();
 
   std::vector<std::shared_ptr<const PackContent>> packs_;
   std::vector<Slot> slots_;  ///< a power of two of them
@@ -58,7 +60,9 @@ class PackTable {
 
 template <class IsGone>
 void PackTable::dropIf(const IsGone& isGone) {
-  if (std::erase_if(packs_, [&](const auto& pack) { return isGone(*pack); }) != 0) rebuild(slots_.size());
+  if (std::erase_if(packs_, [&](const auto& pack) { return isGone(*pack); }) == 0) return;
+  std::ranges::fill(slots_, Slot());
+  fill();
 }
 
 template <class Take>

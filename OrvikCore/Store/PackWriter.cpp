@@ -59,6 +59,7 @@ bool PackWriter::add(std::string_view hash, std::string_view stored) {
 }
 
 KeySet PackWriter::finish() {
+  file_.append({});  // refuses after a failure, also where nothing would be written
   if (entries_.empty()) return {};
   const auto pack = fileOf(packs_, name_, BackupFormat::packSuffix);
   const auto index = fileOf(packs_, name_, BackupFormat::packIndexSuffix);
@@ -84,6 +85,8 @@ void PackWriter::publishIndex() {
   index.pack = name_ + std::string(BackupFormat::packSuffix);
   index.objects.entries = std::move(entries_);
   const auto text = BackupFormat::makeLineEncoder().encode(index);
+  if (text.size() > BackupFormat::indexLimit)
+    throw tuv::Error("The pack " + index.pack + " would hold too many objects for one index.");
   // From here on the single files may go: what would be read must be what was meant.
   if (BackupFormat::makeDecoder().tryDecode<PackIndex>(text) != index)
     throw tuv::Error("The index of the pack " + index.pack + " doesn't read back as it was written.");

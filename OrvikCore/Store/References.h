@@ -19,6 +19,7 @@ namespace orvik {
 class NameSet {
  public:
   void insert(std::string_view name);
+  void insertAll(const NameSet& other);
   bool contains(std::string_view name) const;
   bool contains(const ObjectKey& key) const noexcept { return keys_.contains(key); }
 
@@ -28,15 +29,13 @@ class NameSet {
   std::set<std::string, std::less<>> others_;
 };
 
-/// Puts many names into a set: each waits until its place in the table is at hand. All are in when it goes.
+/// Puts many names into a set: each waits until its place in the table is at hand. All are in after `finish`.
 class NameFeed {
  public:
   explicit NameFeed(NameSet& names) : names_(names) {}
-  ~NameFeed();
-  NameFeed(const NameFeed&) = delete;
-  NameFeed& operator=(const NameFeed&) = delete;
 
   void insert(std::string_view name);
+  void finish();
 
  private:
   static constexpr std::size_t waiting = 16;  // a power of two
@@ -59,8 +58,9 @@ class IncompleteReferences : public tuv::Error {
   using Error::Error;
 };
 
-/// Reads every section index of every backup and interrupted run, one at a time, and the runs' journals.
-/// Backups whose folder is named in `without` are left out, as if they were deleted.
+/// Reads every section index of every backup and interrupted run once, one at a time in each of a few
+/// threads, and the runs' journals. Backups whose folder is named in `without` are left out, as if they were
+/// deleted.
 ///
 /// Throws `IncompleteReferences` when an index can't be read, opened or decoded, when a folder that is there
 /// can't be listed, and on a sealed instance without a usable key; and `platform::CancellationError`. Lines

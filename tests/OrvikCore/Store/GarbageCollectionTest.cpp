@@ -174,6 +174,39 @@ TEST_F(Collection, ASectionsFolderThatIsThereAndCanNotBeListedDeletesNothing) {
   expectNothingCollected();
 }
 
+TEST_F(Collection, ABackupBehindALinkThatLeadsNowhereDeletesNothing) {
+  const files::TempFolder disk;
+  const auto elsewhere = disk / "backup";
+  std::filesystem::rename(repository.backupDirectory(sample.backupID), elsewhere);
+  std::filesystem::create_directory_symlink(elsewhere, repository.backupDirectory(sample.backupID));
+  EXPECT_EQ(repository.collectGarbage(), nothing) << "the link leads to it";
+  std::filesystem::rename(elsewhere, disk / "unmounted");
+  expectNothingCollected();
+}
+
+TEST_F(Collection, AJournalThatIsThereAndCanNotBeReadDeletesNothing) {
+  files::remove(sample.partial() / BackupFormat::journalFile);
+  EXPECT_EQ(repository.collectGarbage(), nothing);
+  test::makePipe(sample.partial() / BackupFormat::journalFile);
+  expectNothingCollected();
+}
+
+TEST_F(Collection, AShardBehindALinkIsNeitherSweptNorPacked) {
+  const files::TempFolder documents;
+  const auto hash = ObjectStore::sha256("[\n\n]");
+  test::write(documents / (hash + ".json"), "[\n\n]");
+  test::write(documents / "letter.txt", "x");
+  for (const auto* folder : {"store/objects", "store/files"}) {
+    std::filesystem::create_directories(sample.folder / folder);
+    std::filesystem::remove_all(sample.folder / folder / hash.substr(0, 2));
+    std::filesystem::create_directory_symlink(documents.path(), sample.folder / folder / hash.substr(0, 2));
+  }
+  repository.collectGarbage();
+  repository.packLooseObjects();
+  EXPECT_EQ(test::contentOf(documents.path()).size(), 2U);
+  EXPECT_TRUE(files::exists(sample.folder / "store/objects" / hash.substr(0, 2)));
+}
+
 TEST_F(Collection, FilesBesideTheBackupsAreNoBackups) {
   test::write(repository.backupsDirectory() / "readme.txt", "x");
   test::write(repository.backupsDirectory() / "empty/.keep", "x");

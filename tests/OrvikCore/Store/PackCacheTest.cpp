@@ -152,6 +152,15 @@ TEST_F(PackCacheTest, MorePacksThanAProcessMayKeepOpenAreReadAllTheSame) {
   EXPECT_LT(files::list("/proc/self/fd").size(), before + 100);
 }
 
+TEST_F(PackCacheTest, HundredsOfCopiesOfOneObjectAreNoBurdenAndAnyServes) {
+  for (int i = 0; i < 300; ++i) test::writePack(folder.path(), "p" + std::to_string(i), {{one, "copy"}});
+  EXPECT_EQ(cache.data(one, packs), "copy");
+  EXPECT_TRUE(cache.holds(one, packs));
+  for (int i = 0; i < 299; ++i) files::remove(packs / ("p" + std::to_string(i) + ".idx"));
+  cache.invalidate(packs);
+  EXPECT_EQ(cache.location(one, packs)->pack, packs / "p299.pack");
+}
+
 TEST_F(PackCacheTest, ManyThreadsReadWhilePacksComeAndGo) {
   const auto hashOf = [](int i) { return ObjectStore::sha256(std::to_string(i)); };
   test::writePack(folder.path(), "stays", {{one, "stays"}});

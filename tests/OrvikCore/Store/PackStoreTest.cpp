@@ -44,12 +44,13 @@ TEST_F(PackStoreTest, APackIsTheEntriesOneBehindTheOtherAndItsIndexSaysWhere) {
   const auto objects = put({"1", "22", "[]"});
   const auto written = PackStore::write(objects, store, "a", SkipExisting::no);
   EXPECT_EQ(written.size(), 3U);
-  for (const auto& object : objects) EXPECT_TRUE(written.contains(*ObjectKey::parse(object.hash)));
+  for (const auto& object : objects) EXPECT_TRUE(written.contains(*ObjectKey::parse(object.hash())));
 
   EXPECT_THAT(packFiles(), ElementsAre("a.idx", "a.pack"));
   EXPECT_EQ(files::read(store.packsDirectory() / "a.pack"), "122[\n\n]");
-  std::map<std::string, std::string> ranges{
-      {objects[0].hash, "[0,1]"}, {objects[1].hash, "[1,2]"}, {objects[2].hash, "[3,4]"}};
+  std::map<std::string, std::string> ranges{{std::string(objects[0].hash()), "[0,1]"},
+                                            {std::string(objects[1].hash()), "[1,2]"},
+                                            {std::string(objects[2].hash()), "[3,4]"}};
   EXPECT_EQ(files::read(store.packsDirectory() / "a.idx"),
             test::indexText("a.pack", {ranges.begin(), ranges.end()}));
 }
@@ -83,13 +84,29 @@ TEST_F(PackStoreTest, SkippingWhatExistsLeavesOutLooseAndPackedObjectsAndDoesNot
     objects.push_back({hash, elsewhere.objectURL(hash).native()});
   }
   store.put("1");
-  test::writePack(folder.path(), "old", {{objects[1].hash, "2"}});
+  test::writePack(folder.path(), "old", {{std::string(objects[1].hash()), "2"}});
 
   const auto written = PackStore::write(objects, store, "new", SkipExisting::yes);
   EXPECT_EQ(written.size(), 1U);
-  EXPECT_TRUE(written.contains(*ObjectKey::parse(objects[2].hash)));
+  EXPECT_TRUE(written.contains(*ObjectKey::parse(objects[2].hash())));
   EXPECT_EQ(files::read(store.packsDirectory() / "new.pack"), "3");
   EXPECT_EQ(PackStore::write(objects, store, "all", SkipExisting::no).size(), 3U);
+}
+
+TEST_F(PackStoreTest, SkippingWhatExistsDoesNotBelieveAnIndexWithoutItsPackOrAnEmptyFile) {
+  const auto objects = put({"1", "2"});
+  test::writePack(folder.path(), "old", {{std::string(objects[0].hash()), "1"}});
+  files::remove(store.packsDirectory() / "old.pack");
+  const files::TempFolder other;
+  const auto elsewhere = BackupRepository(other.path()).store();
+  std::vector<PackStore::Source> overlay;
+  for (const auto* document : {"1", "2"}) {
+    const auto hash = elsewhere.put(document);
+    overlay.emplace_back(hash, elsewhere.objectURL(hash).native());
+    test::write(store.objectURL(hash), "");
+  }
+  PackCache::shared().invalidate(store.packsDirectory());
+  EXPECT_EQ(PackStore::write(overlay, store, "new", SkipExisting::yes).size(), 2U);
 }
 
 TEST_F(PackStoreTest, SealedObjectsArePackedAsTheyAreAndOnlyWhenTheyCanBeChecked) {
@@ -135,6 +152,7 @@ TEST_F(PackStoreTest, AWriterThatFailedOnceRefusesFurtherUse) {
   EXPECT_THROW(writer.add(ObjectStore::sha256(large), large), files::FileError);
   files::disarmFaultSeam();
   EXPECT_THROW(writer.add(ObjectStore::sha256("1"), "1"), files::FileError);
+  EXPECT_THROW(writer.finish(), files::FileError);
   EXPECT_TRUE(PackStore::indexNames(store.packsDirectory()).empty());
 }
 
@@ -176,6 +194,11 @@ TEST_F(PackStoreTest, NamesArePlainAndFresh) {
               testing::MatchesRegex("loose-0123abcd-[0-9a-f]{8}"));
   EXPECT_THAT(PackStore::rewrittenName("any"), testing::MatchesRegex("any-[0-9a-f]{8}"));
   EXPECT_LT(PackStore::rewrittenName(std::string(250, 'x') + ".pack").size(), 200U);
+  const auto cut = PackStore::rewrittenName(std::string(149, 'x') + "\u00e9\u00e9.pack");
+  EXPECT_THAT(cut, testing::MatchesRegex("x+-[0-9a-f]{8}")) << "not within a character";
+  EXPECT_TRUE(PackStore::isPair("a.idx", "a.pack"));
+  EXPECT_FALSE(PackStore::isPair("a-1.idx", "a.pack"));
+  EXPECT_FALSE(PackStore::isPair("a.idx", "a.idx"));
 }
 
 TEST_F(PackStoreTest, LooseObjectsAreListedByShardAndNameWithoutHiddenAndForeignFiles) {
@@ -184,9 +207,9 @@ TEST_F(PackStoreTest, LooseObjectsAreListedByShardAndNameWithoutHiddenAndForeign
        {"bb/b1.json", "aa/a2.json", "aa/a1.json", "aa/.hidden.json", "aa/other.txt", ".cc/c1.json", "file"})
     test::write(folder / "store/objects" / path, "x");
   std::vector<std::string> hashes;
-  for (const auto& [hash, path] : PackStore::looseObjects(folder.path())) {
-    hashes.push_back(hash);
-    EXPECT_EQ(files::read(path), "x");
+  for (const auto& object : PackStore::looseObjects(folder.path())) {
+    hashes.emplace_back(object.hash());
+    EXPECT_EQ(files::read(object.path()), "x");
   }
   EXPECT_THAT(hashes, ElementsAre("a1", "a2", "b1"));
 }

@@ -145,7 +145,7 @@ TEST_F(PackedGarbage, LengthsThatSumPast64BitsDoNotConfuseTheCount) {
               test::indexText("a.pack", {{ObjectStore::sha256("k"), "[0,1]"},
                                          {std::string(64, 'd'), "[0,9223372036854775807]"},
                                          {std::string(64, 'e'), "[0,9223372036854775807]"}}));
-  EXPECT_EQ(repository.collectGarbage(), (CleanupResult{{}, 2, 0, INT64_MAX}));
+  EXPECT_EQ(repository.collectGarbage(), (CleanupResult{{}, 2, 0, 1}));
   EXPECT_EQ(problemsOf(repository, id), 0U);
 }
 
@@ -164,6 +164,87 @@ TEST_F(PackedGarbage, AnIndexNeverCostsAFileOutsideItsFolderNorThePackOfAnother)
   EXPECT_TRUE(files::exists(packs / "a.pack"));
   EXPECT_EQ(files::read(folder / "store/secret"), "secret");
   EXPECT_EQ(problemsOf(repository, id), 0U);
+}
+
+TEST_F(PackedGarbage, APackThatIsRewrittenAgainAndAgainKeepsItsObject) {
+  const std::string keep = "kept";
+  writeBackup(repository, id, {ObjectStore::sha256(keep)});
+  std::string stem = "loose-0123abcd";
+  for (int i = 0; i < 25; ++i) {
+    const std::string garbage = std::to_string(1000 + i);
+    test::writePack(folder.path(), stem,
+                    {{ObjectStore::sha256(garbage), garbage}, {ObjectStore::sha256(keep), keep}});
+    ASSERT_EQ(repository.collectGarbage(), (CleanupResult{{}, 1, 0, 4})) << stem;
+    ASSERT_EQ(problemsOf(repository, id), 0U) << stem;
+    const auto names = PackStore::indexNames(packs);
+    ASSERT_EQ(names.size(), 1U);
+    ASSERT_NE(names[0], stem + ".idx");
+    stem = names[0].substr(0, names[0].size() - 4);
+  }
+  EXPECT_LT(stem.size(), 200U);
+}
+
+TEST_F(PackedGarbage, AnIndexThatWasRenamedCostsItsPackNothing) {
+  writeMixed(50, 50);
+  files::rename(packs / "a.idx", packs / "a-0123abcd.idx");
+  for (int pass = 0; pass < 3; ++pass) {
+    EXPECT_NO_THROW(repository.collectGarbage());
+    EXPECT_EQ(problemsOf(repository, id), 0U);
+  }
+}
+
+TEST_F(PackedGarbage, TwoIndexesForOnePackCostItNothing) {
+  writeMixed(50, 50);
+  test::write(packs / "a (copy).idx", files::read(packs / "a.idx"));
+  for (int pass = 0; pass < 3; ++pass) {
+    EXPECT_NO_THROW(repository.collectGarbage());
+    EXPECT_EQ(problemsOf(repository, id), 0U);
+  }
+}
+
+TEST_F(PackedGarbage, AnIndexThatNamesAnotherIndexTakesItNotAlong) {
+  writeMixed(99, 1);
+  test::write(packs / "evil.idx", test::indexText("a.idx", {{std::string(64, 'd'), "[0,1]"}}));
+  repository.collectGarbage();
+  EXPECT_FALSE(files::exists(packs / "evil.idx"));
+  EXPECT_EQ(problemsOf(repository, id), 0U);
+}
+
+TEST_F(PackedGarbage, AForeignIndexTakesNoPackAlongWhoseOwnCanNotBeReadNow) {
+  writeMixed(99, 1);
+  const auto index = files::read(packs / "a.idx");
+  test::write(packs / "a.idx", "");
+  test::write(packs / "z.idx", test::indexText("a.pack", {{std::string(64, 'd'), "[0,1]"}}));
+  repository.collectGarbage();
+  test::write(packs / "a.idx", index);
+  EXPECT_EQ(problemsOf(repository, id), 0U);
+}
+
+TEST_F(PackedGarbage, ShortRewritesDoNotPileUp) {
+  const std::string first = "first";
+  const std::string second = "second";
+  const std::string garbage(100, 'g');
+  const auto name = [](const std::string& text) { return ObjectStore::sha256(text); };
+  writeBackup(repository, id, {name(first), name(second)});
+  // One entry can be read now, the other one later: two rewrites come out short.
+  test::writePack(folder.path(), "a",
+                  {{name(first), first}, {name(second), "SECOND"}, {name(garbage), garbage}});
+  repository.collectGarbage();
+  test::writePack(folder.path(), "a",
+                  {{name(first), "FIRST"}, {name(second), second}, {name(garbage), garbage}});
+  EXPECT_EQ(repository.collectGarbage(), nothing);
+  const auto after = PackStore::indexNames(packs).size();
+  for (int pass = 0; pass < 4; ++pass) repository.collectGarbage();
+  EXPECT_LE(PackStore::indexNames(packs).size(), after);
+  EXPECT_EQ(problemsOf(repository, id), 0U);
+}
+
+TEST_F(PackedGarbage, AnEarlierRewriteThatIsDamagedIsNotTakenForACopy) {
+  const auto keep = writeMixed(50, 50);
+  test::writePack(folder.path(), "a-0123abcd", {{ObjectStore::sha256(keep), std::string(keep.size(), '!')}});
+  EXPECT_EQ(repository.collectGarbage(), (CleanupResult{{}, 1, 0, 50}));
+  files::removeTree(packs / "a-0123abcd.idx");
+  EXPECT_EQ(problemsOf(repository, id), 0U) << "it was written anew";
 }
 
 TEST_F(PackedGarbage, PacksWithoutAReadableIndexAreUnknown) {
