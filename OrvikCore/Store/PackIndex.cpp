@@ -83,4 +83,27 @@ bool PackIndex::namesPlainFile() const noexcept {
          pack.find('\0') == std::string::npos;
 }
 
+bool PackIndex::readsBackFrom(const platform::Bytes& text) const noexcept try {
+  bool isSame = false;
+  json::lookAt(text, [&](json::View root) {
+    const auto version = root["formatVersion"];
+    const auto name = root["pack"];
+    const auto entries = root["objects"];
+    if (!version || !name || !entries || json::decodeValue<int>(*version) != formatVersion ||
+        name->string() != pack || !objects.others.empty())
+      return;
+    auto expected = objects.entries.begin();
+    for (const auto& [hash, range] : entries->members()) {
+      if (expected == objects.entries.end() || ObjectKey::parse(hash) != expected->key ||
+          decodeRange(range) != expected->range)
+        return;
+      ++expected;
+    }
+    isSame = expected == objects.entries.end();
+  });
+  return isSame;
+} catch (const std::exception&) {
+  return false;
+}
+
 }  // namespace orvik

@@ -66,6 +66,9 @@ struct PackIndex {
   /// Whether `pack` is a plain visible file name: no path, no leading ".".
   bool namesPlainFile() const noexcept;
 
+  /// Whether `text` decodes as this index. Takes no second copy of it.
+  bool readsBackFrom(const platform::Bytes& text) const noexcept;
+
   static constexpr auto fields() {
     using platform::json::field;
     return std::tuple{field("formatVersion", &PackIndex::formatVersion), field("pack", &PackIndex::pack),

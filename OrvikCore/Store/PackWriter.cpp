@@ -88,7 +88,7 @@ void PackWriter::publishIndex() {
   if (text.size() > BackupFormat::indexLimit)
     throw tuv::Error("The pack " + index.pack + " would hold too many objects for one index.");
   // From here on the single files may go: what would be read must be what was meant.
-  if (BackupFormat::makeDecoder().tryDecode<PackIndex>(text) != index)
+  if (!index.readsBackFrom(text))
     throw tuv::Error("The index of the pack " + index.pack + " doesn't read back as it was written.");
   files::atomicWrite(text, fileOf(packs_, name_, BackupFormat::packIndexSuffix), files::Flush::yes);
 }

@@ -252,6 +252,29 @@ TEST(PackIndexTest, EntriesAreSortedAndOfARepeatedNameTheLastCounts) {
   EXPECT_EQ(index.objects.find(ObjectKey()), nullptr);
 }
 
+TEST(PackIndexTest, ReadsBackFromItsOwnTextAndNoOther) {
+  PackIndex index{1, "x.pack", {}};
+  index.objects.entries = {{*ObjectKey::parse(std::string(64, 'a')), {1, 2, true}},
+                           {*ObjectKey::parse(std::string(64, 'b')), {3, 4, true}}};
+  const auto text = BackupFormat::makeLineEncoder().encode(index);
+  EXPECT_TRUE(index.readsBackFrom(text));
+  EXPECT_EQ(BackupFormat::makeDecoder().decode<PackIndex>(text), index);
+  for (const auto& [from, to] :
+       std::vector<std::pair<std::string, std::string>>{{"[1,2]", "[1,3]"},
+                                                        {"[1,2]", "[1,2,2]"},
+                                                        {"[1,2]", "[0,2]"},
+                                                        {"x.pack", "y.pack"},
+                                                        {":1,", ":2,"},
+                                                        {"bb\"", "bc\""},
+                                                        {"}", ""},
+                                                        {"[3,4]", "[3,4],\"z\":[5,6]"}}) {
+    auto changed = text;
+    changed.replace(changed.find(from), from.size(), to);
+    EXPECT_FALSE(index.readsBackFrom(changed)) << changed;
+  }
+  EXPECT_FALSE((PackIndex{1, "x.pack", {}}).readsBackFrom(text));
+}
+
 TEST(PackIndexTest, ARangeLiesWithinItsPackOrNot) {
   EXPECT_TRUE((PackRange{0, 10, true}).liesWithin(10));
   EXPECT_TRUE((PackRange{10, 0, true}).liesWithin(10));
