@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "Platform/Files/FaultSeam.h"
 #include "Platform/Files/Files.h"
@@ -35,6 +37,28 @@ inline Ended runFailing(std::uint64_t n, platform::files::FaultAction action,
   reached = platform::files::operationsSinceArmed() >= n;
   platform::files::disarmFaultSeam();
   return ended;
+}
+
+/// Runs a body once for each of its disk operations, which fails alone, on what `prepare` makes afresh. Gives
+/// the sentences of the failures, in the order of the operations; `check` looks at what is left of each.
+inline std::vector<std::string> failuresOf(const std::function<void(const platform::files::Path&)>& prepare,
+                                           const std::function<void(const platform::files::Path&)>& body,
+                                           const std::function<void(const platform::files::Path&)>& check) {
+  std::vector<std::string> sentences;
+  for (std::uint64_t n = 1;; ++n) {
+    const platform::files::TempFolder folder;
+    prepare(folder.path());
+    platform::files::armFaultSeam(n, platform::files::FaultAction::fail, EIO);
+    try {
+      body(folder.path());
+    } catch (const platform::files::FileError& error) {
+      sentences.push_back(error.description());
+    }
+    const bool reached = platform::files::operationsSinceArmed() >= n;
+    platform::files::disarmFaultSeam();
+    if (!reached) return sentences;
+    if (sentences.size() == n) check(folder.path());
+  }
 }
 
 /// In a child process that dies at the n-th operation, as by a power cut.

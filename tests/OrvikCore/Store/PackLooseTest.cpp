@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "OrvikCore/Store/BackupRepository.h"
+#include "tests/Support/Faults.h"
 #include "tests/Support/Packs.h"
 #include "tests/Support/SmallBackups.h"
 
@@ -86,6 +88,54 @@ TEST_F(PackLoose, AFileIsPackedAnewWhereTheIndexOfItsCopyHasNoPackAnyMore) {
   files::remove(store.packsDirectory() / "a.pack");
   EXPECT_EQ(repository.packLooseObjects(), (Packed{1, 1}));
   EXPECT_EQ(store.object(hashOf("1")), "1");
+}
+
+std::ptrdiff_t countOf(const std::vector<std::string>& sentences, const std::string& part) {
+  return std::ranges::count_if(sentences,
+                               [&](const auto& each) { return each.find(part) != std::string::npos; });
+}
+
+TEST(PackLooseOrder, PackIndexAndFoldersAreFlushedBeforeASingleFileGoes) {
+  const auto hash = ObjectStore::sha256("1");
+  const auto sentences =
+      test::failuresOf([](const files::Path& folder) { BackupRepository(folder).store().put("1"); },
+                       [](const files::Path& folder) { BackupRepository(folder).packLooseObjects(); },
+                       [&](const files::Path& folder) {
+                         EXPECT_TRUE(files::exists(BackupRepository(folder).store().objectURL(hash)));
+                       });
+  EXPECT_EQ(countOf(sentences, ".pack: "), 4) << "made, written, flushed, named";
+  EXPECT_EQ(countOf(sentences, ".idx: "), 4) << "made, written, flushed, named";
+  EXPECT_EQ(countOf(sentences, "Can't flush the folder"), 3) << "packs, store and the instance's own";
+}
+
+TEST(PackLooseOrder, APackOfABrokenOffPackingIsFlushedBeforeASingleFileGoes) {
+  const auto hash = ObjectStore::sha256("1");
+  const auto sentences = test::failuresOf(
+      [&](const files::Path& folder) {
+        BackupRepository(folder).store().put("1");
+        test::writePack(folder, "a", {{hash, "1"}});
+      },
+      [](const files::Path& folder) { BackupRepository(folder).packLooseObjects(); },
+      [&](const files::Path& folder) {
+        EXPECT_TRUE(files::exists(BackupRepository(folder).store().objectURL(hash)));
+      });
+  EXPECT_EQ(countOf(sentences, "Can't flush the file system"), 1);
+}
+
+TEST(PackLooseOrder, ARewriteThatIsTakenUpIsFlushedBeforeTheOldPackGoes) {
+  const auto keep = ObjectStore::sha256("keep");
+  const auto sentences = test::failuresOf(
+      [&](const files::Path& folder) {
+        test::writeBackup(BackupRepository(folder), "1", {keep});
+        test::writePack(folder, "a", {{keep, "keep"}, {ObjectStore::sha256("drop"), "drop"}});
+        test::writePack(folder, "a-0123abcd", {{keep, "keep"}});
+      },
+      [](const files::Path& folder) { BackupRepository(folder).collectGarbage(); },
+      [](const files::Path& folder) {
+        EXPECT_TRUE(files::exists(test::packsOf(folder) / "a.idx"));
+        EXPECT_TRUE(files::exists(test::packsOf(folder) / "a.pack"));
+      });
+  EXPECT_EQ(countOf(sentences, "Can't flush the file system"), 1);
 }
 
 }  // namespace
