@@ -332,6 +332,7 @@ void BackupRun::applyRetention(const std::stop_token& stop) {
   const auto& policy = context_.job.retention;
   if (!policy) return;
   try {
+    requireOwnLock();
     context_.emit(BackupEvents::Retention{
         repository_.applyRetention(policy->keepCount, policy->keepDays, platform::now(), stop)});
   } catch (const std::exception& error) {  // a cancellation too: the backup is published
