@@ -79,6 +79,7 @@ class RunningProgram {
     const auto ignored = ::write(isTyped ? error[0] : input[1], start.input.data(), start.input.size());
     static_cast<void>(ignored);
     ::close(input[1]);
+    ends_ = {output[0], error[0]};
     readers_.emplace_back([this, end = output[0]] { collect(end, end_.output); });
     readers_.emplace_back([this, end = error[0]] { collect(end, end_.error); });
   }
@@ -117,6 +118,9 @@ class RunningProgram {
     }
     id_ = -1;
     readers_.clear();
+    // Not by their readers: a test may be typing at the same time.
+    for (int& each : ends_)
+      if (each >= 0) ::close(std::exchange(each, -1));
     end_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return end_;
   }
@@ -161,11 +165,11 @@ class RunningProgram {
       text.append(piece.data(), static_cast<std::size_t>(count));
       arrived_.notify_all();
     }
-    if (descriptor >= 0) ::close(descriptor);
   }
 
   pid_t id_ = -1;
-  int terminal_ = -1;  ///< what is written there is typed; closed by its reader
+  int terminal_ = -1;  ///< what is written there is typed
+  Ends ends_{-1, -1};  ///< read by the readers, closed behind them
   std::mutex mutex_;   // guards end_ while the readers run
   std::condition_variable arrived_;
   ProgramEnd end_;
