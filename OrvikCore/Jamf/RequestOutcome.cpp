@@ -79,7 +79,10 @@ RequestOutcome RequestOutcome::classify(const std::exception& error) noexcept {
 }
 
 FailureDescription FailureDescription::describe(const std::exception& error) {
-  return {statusOf(error), std::string(wordFor(RequestOutcome::classify(error).kind))};
+  auto kind = RequestOutcome::classify(error).kind;
+  const auto* download = dynamic_cast<const DownloadError*>(&error);
+  if (download && download->kind() == DownloadError::Kind::notFound) kind = Kind::notFound;
+  return {statusOf(error), std::string(wordFor(kind))};
 }
 
 std::string describeFailure(const std::exception& error) {

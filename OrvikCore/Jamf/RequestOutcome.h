@@ -24,7 +24,8 @@ struct FailureDescription {
   std::optional<int> status;
   std::string outcome;  ///< "retry", "notPermitted", "notFound", "cancelled" or "failed"
 
-  /// "retry" for everything that may pass, also on the last attempt.
+  /// "retry" for everything that may pass, also on the last attempt. A file that is on no distribution point
+  /// is "notFound", though as a failure of the work it is fatal.
   static FailureDescription describe(const std::exception& error);
 };
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <stop_token>
 #include <string>
 
 namespace orvik {
@@ -21,8 +22,11 @@ struct FileHasher {
     bool operator==(const Digests&) const = default;
   };
 
-  /// All three digests from one pass. Throws `platform::files::FileError`.
-  static Digests digests(const std::filesystem::path& path, std::size_t chunkSize = defaultChunkSize);
+  /// All three digests from one pass: a thread for each, for a file that is worth it, which share the pieces
+  /// read. A piece is a mebibyte at the most. Throws `platform::files::FileError`, and
+  /// `platform::CancellationError` on a stop, which is noticed within a piece.
+  static Digests digests(const std::filesystem::path& path, std::size_t chunkSize = defaultChunkSize,
+                         const std::stop_token& stop = {});
 
   /// The SHA-256 alone, three times as fast. Throws `platform::files::FileError`.
   static std::string sha256(const std::filesystem::path& path, std::size_t chunkSize = defaultChunkSize);

@@ -11,6 +11,20 @@
 
 namespace platform::files {
 
+namespace {
+
+/// Opens a regular file, made when it is missing, through the fault seam. Throws `FileError`.
+int openForWriting(const Path& path, int flags) {
+  if (const int code = passFaultSeam()) throwFileError("open", path, code);
+  Descriptor file(open(path.c_str(), flags | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
+  struct stat status;
+  if (!file.isOpen() || fstat(file.number(), &status) != 0) throwFileError("open", path, errno);
+  requireRegular("open", path, status);
+  return file.release();
+}
+
+}  // namespace
+
 FileReader::FileReader(const Path& path) : path_(path) {
   struct stat status;
   descriptor_ = openForReading(path, status).release();
@@ -27,21 +41,8 @@ bool FileReader::read(Bytes& buffer, std::size_t capacity) {
   return got > 0;
 }
 
-AppendFile::AppendFile(const Path& path) : path_(path) {
-  int code = passFaultSeam();
-  Descriptor file;
-  if (code == 0) {
-    file =
-        Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
-    struct stat status;
-    if (!file.isOpen() || fstat(file.number(), &status) != 0)
-      code = errno;
-    else
-      requireRegular("open", path, status);
-  }
-  if (code != 0) throwFileError("open", path, code);
-  descriptor_ = file.release();
-}
+AppendFile::AppendFile(const Path& path)
+    : path_(path), descriptor_(openForWriting(path, O_RDWR | O_APPEND)) {}
 
 AppendFile::~AppendFile() { ::close(descriptor_); }
 
@@ -66,6 +67,34 @@ void AppendFile::sync() {
   int code = passFaultSeam();
   if (code == 0 && fdatasync(descriptor_) != 0) code = errno;
   if (code != 0) throwFileError("flush", path_, code);
+}
+
+ResumableFile::ResumableFile(const Path& path) : path_(path), descriptor_(openForWriting(path, O_WRONLY)) {}
+
+ResumableFile::~ResumableFile() { ::close(descriptor_); }
+
+std::int64_t ResumableFile::size() const {
+  struct stat status;
+  if (fstat(descriptor_, &status) != 0) throwFileError("read", path_, errno);
+  return status.st_size;
+}
+
+void ResumableFile::truncate(std::int64_t size) {
+  int code = passFaultSeam();
+  if (code == 0 && ftruncate(descriptor_, size) != 0) code = errno;
+  if (code != 0) throwFileError("cut", path_, code);
+}
+
+void ResumableFile::seek(std::int64_t offset) {
+  if (lseek(descriptor_, offset, SEEK_SET) < 0) throwFileError("write", path_, errno);
+}
+
+void ResumableFile::write(std::string_view bytes) {
+  if (const int code = writeFully(descriptor_, bytes)) throwFileError("write", path_, code);
+}
+
+void ResumableFile::sync() {
+  if (const int code = syncOpen(descriptor_)) throwFileError("flush", path_, code);
 }
 
 RangeReader::RangeReader(const Path& path) {

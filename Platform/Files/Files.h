@@ -190,6 +190,33 @@ class AppendFile {
   int descriptor_;
 };
 
+/// A file that is written in several goes: what is there stays until it is cut off. Made empty (mode 0644
+/// less the umask) when it is missing. Closed, without a flush, when it goes. Not for more than one thread.
+class ResumableFile {
+ public:
+  /// Opens at position 0. Throws `FileError`, also when the folder is missing or something else than a
+  /// regular file stands there.
+  explicit ResumableFile(const Path& path);
+  ~ResumableFile();
+  ResumableFile(const ResumableFile&) = delete;
+  ResumableFile& operator=(const ResumableFile&) = delete;
+
+  /// The present size in bytes. Throws `FileError`.
+  std::int64_t size() const;
+  /// Cuts the file to `size` bytes; the position stays. Throws `FileError`.
+  void truncate(std::int64_t size);
+  /// The next write goes to that many bytes from the begin. Throws `FileError`.
+  void seek(std::int64_t offset);
+  /// Writes at the position and moves it. Throws `FileError`; a part may have been written then.
+  void write(std::string_view bytes);
+  /// Flushes to stable storage. Throws `FileError`.
+  void sync();
+
+ private:
+  Path path_;
+  int descriptor_;
+};
+
 /// A new file that is written from begin to end under a temporary name, as `atomicWrite` makes it, and
 /// appears whole. Not for more than one thread. What is not published is deleted when it goes.
 class StagedFile {

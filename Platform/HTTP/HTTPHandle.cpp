@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "Platform/HTTP/HTTPFailure.h"
+#include "Platform/HTTP/HTTPStreaming.h"
 #include "Platform/HTTP/URL.h"
 
 namespace platform::detail {
@@ -77,7 +78,9 @@ std::size_t receiveHeader(char* data, std::size_t size, std::size_t count, void*
       refuseLongAnswer(transfer, "head of the answer");
       return 0;
     }
+    if (transfer.headGiven) return line.size();  // a trailer
     takeHeader(transfer, line);
+    if (transfer.delegate && transfer.headEnded && isFinalHead(transfer) && !passHeadOn(transfer)) return 0;
   } catch (const std::exception&) {  // out of memory
     return 0;
   }
@@ -96,6 +99,7 @@ std::size_t receiveBody(char* data, std::size_t size, std::size_t count, void* c
   Bytes& body = transfer.response.body;
   const std::size_t length = size * count;
   try {
+    if (transfer.delegate) return gather(transfer, {data, length}) ? length : 0;
     if (body.size() + length > transfer.mostBodyBytes) {
       refuseLongAnswer(transfer, "answer");
       return 0;
@@ -198,7 +202,7 @@ void setBody(HTTPTransfer& transfer) {
     set(transfer, CURLOPT_CUSTOMREQUEST, request.method.c_str());
   } else if (request.method == "HEAD") {
     set(transfer, CURLOPT_NOBODY, 1L);
-  } else if (request.method != "GET" || !request.body.empty()) {
+  } else if (!followsRedirects(request)) {
     set(transfer, CURLOPT_POSTFIELDS, request.body.data());
     set(transfer, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
     set(transfer, CURLOPT_CUSTOMREQUEST, request.method.c_str());
@@ -265,6 +269,8 @@ void setConnection(HTTPTransfer& transfer, const HTTPHandleSettings& settings) {
 
 }  // namespace
 
+bool followsRedirects(const HTTPRequest& request) { return request.method == "GET" && request.body.empty(); }
+
 bool prepare(HTTPTransfer& transfer, const HTTPHandleSettings& settings) {
   static_assert(std::tuple_size_v<decltype(transfer.libraryText)> >= CURL_ERROR_SIZE);
   set(transfer, CURLOPT_ERRORBUFFER, transfer.libraryText.data());
@@ -281,6 +287,10 @@ bool prepare(HTTPTransfer& transfer, const HTTPHandleSettings& settings) {
 void conclude(HTTPTransfer& transfer, int code) {
   // The library takes a head that is cut off for the whole answer.
   if (code == CURLE_OK && !transfer.headEnded) code = CURLE_RECV_ERROR;
+  if (code == CURLE_OK && transfer.delegate) {
+    passHeadOn(transfer);
+    return;
+  }
   if (code == CURLE_OK) {
     long status = 0;
     curl_easy_getinfo(transfer.handle, CURLINFO_RESPONSE_CODE, &status);

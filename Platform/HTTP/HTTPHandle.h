@@ -17,6 +17,9 @@ struct HTTPHandleSettings {
 /// that can't be sent.
 bool prepare(HTTPTransfer& transfer, const HTTPHandleSettings& settings);
 
+/// Whether a request of this kind follows redirects.
+bool followsRedirects(const HTTPRequest& request);
+
 /// Takes status and body room, or the failure that `code` (the library's) stands for, into the transfer.
 void conclude(HTTPTransfer& transfer, int code);
 

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <utility>
 
+#include "Platform/HTTP/HTTPStreaming.h"
+
 namespace platform {
 
 namespace {
@@ -97,6 +99,7 @@ void HTTPSession::Loop::run() {
   while (obey()) {
     int running = 0;
     curl_multi_perform(multi_, &running);
+    passOn();
     endFinished();
     endOverdue();
     sleepUntilSomethingHappens();
@@ -138,6 +141,7 @@ void HTTPSession::Loop::start(Transfer transfer) {
   transfer->submitted = transfer->lastActivity = now_;
   transfer->slot = active_.size();
   active_.push_back(transfer);
+  if (transfer->delegate) ++streamed_;
   const bool prepared = transfer->handle && detail::prepare(*transfer, settings_);
   if (!prepared || curl_multi_add_handle(multi_, transfer->handle) != CURLM_OK) {
     if (!transfer->failure) transfer->failure.emplace(HTTPErrorKind::other, "No memory for an HTTP request");
@@ -164,7 +168,19 @@ void HTTPSession::Loop::end(Transfer transfer) {
   std::swap(active_[transfer->slot], active_.back());
   active_[transfer->slot]->slot = transfer->slot;
   active_.pop_back();
+  if (transfer->delegate) --streamed_;
   transfer->finish();
+}
+
+void HTTPSession::Loop::passOn() {
+  if (streamed_ == 0) return;
+  for (std::size_t i = 0; i < active_.size();) {
+    const Transfer transfer = active_[i];
+    if (!transfer->delegate || detail::passBytesOn(*transfer))
+      ++i;
+    else
+      end(transfer);
+  }
 }
 
 void HTTPSession::Loop::endFinished() {

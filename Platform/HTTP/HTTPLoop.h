@@ -45,6 +45,8 @@ class HTTPSession::Loop {
   bool obey();
   void start(Transfer transfer);
   void end(Transfer transfer);
+  /// Hands on what streamed transfers got in this turn.
+  void passOn();
   void endFinished();
   void endOverdue();
   void sleepUntilSomethingHappens();
@@ -61,6 +63,7 @@ class HTTPSession::Loop {
 
   // The loop thread's own.
   std::vector<Transfer> active_;
+  std::size_t streamed_ = 0;  ///< how many of them have a delegate
   std::vector<void*> spareHandles_;
   Orders taken_;
   MonotonicTime now_;

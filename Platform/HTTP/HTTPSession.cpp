@@ -88,6 +88,20 @@ HTTPResponse HTTPSession::upload(HTTPRequest request, const std::filesystem::pat
   return exchange(std::move(transfer), stop);
 }
 
+HTTPSession::Stream HTTPSession::stream(HTTPRequest request, std::shared_ptr<HTTPStreamDelegate> delegate) {
+  auto transfer = std::make_shared<detail::HTTPTransfer>();
+  transfer->request = std::move(request);
+  transfer->delegate = std::move(delegate);
+  loop_->submit(transfer);
+  return {*loop_, std::move(transfer)};
+}
+
+HTTPSession::Stream::~Stream() {
+  if (transfer_) cancel();
+}
+
+void HTTPSession::Stream::cancel() noexcept { loop_->cancel(transfer_); }
+
 HTTPResponse HTTPSession::exchange(std::shared_ptr<detail::HTTPTransfer> transfer,
                                    const std::stop_token& stop) {
   if (stop.stop_requested()) throw detail::cancelledError(*transfer);

@@ -60,6 +60,20 @@ class HTTPError : public Error {
   HTTPErrorKind kind_;
 };
 
+/// Takes a streamed answer. All calls come from the session's loop thread, in this order: the head once,
+/// bytes any number of times, the end once and in every case. Only the end need come. A call that blocks
+/// holds up all transfers of its session, and what it takes is no idleness of the server.
+class HTTPStreamDelegate {
+ public:
+  virtual ~HTTPStreamDelegate() = default;
+  /// The head of the final answer, as soon as it is whole; its body is empty. False ends the transfer.
+  virtual bool receivedHead(HTTPResponse head) = 0;
+  /// A piece of the body, never empty. False ends the transfer.
+  virtual bool receivedBytes(Bytes bytes) = 0;
+  /// No call comes afterwards. Nothing in `failure` when the answer is whole.
+  virtual void ended(std::optional<HTTPError> failure) noexcept = 0;
+};
+
 struct HTTPSessionConfiguration {
   /// A transfer ends after that long whatever it does; zero is no limit.
   std::chrono::milliseconds totalTimeout{0};
@@ -70,19 +84,21 @@ struct HTTPSessionConfiguration {
   std::map<std::string, std::string> connectTo;
   /// Connections kept per host; more requests than that wait for one.
   long maxConnectionsPerHost = 64;
-  /// A longer answer is refused: it would fill the memory. In bytes.
+  /// A longer answer is refused, unless it is streamed: it would fill the memory. In bytes.
   std::size_t mostBodyBytes = std::size_t{1} << 30;
   /// The User-Agent header of requests that bring none. Empty: no such header.
   std::string userAgent;
 };
 
 /// An HTTP client session: connections, TLS sessions and cookies are shared by its requests and live in
-/// memory.
+/// memory. There is no cache: every answer is the server's.
 ///
 /// All transfers run on one loop thread of the session; a caller blocks on its own. Only http and https, on
 /// redirects too; a redirect to another host carries no Authorization header. Any thread may call; the
 /// session must outlive its calls.
 class HTTPSession {
+  class Loop;
+
  public:
   explicit HTTPSession(HTTPSessionConfiguration configuration = {});
   ~HTTPSession();
@@ -94,6 +110,32 @@ class HTTPSession {
   /// end. What fails on a kept connection that had died is sent once more on a new one, but never a POST or a
   /// PATCH. Throws `HTTPError`; a stop ends the transfer at once with the kind `cancelled`.
   HTTPResponse data(HTTPRequest request, const std::stop_token& stop = {});
+
+  /// A transfer under way that reports to a delegate.
+  class Stream {
+   public:
+    /// Cancels it.
+    ~Stream();
+    Stream(Stream&&) noexcept = default;
+    Stream& operator=(Stream&&) = delete;
+
+    /// Ends the transfer, unless it has ended, with the kind `cancelled`. Doesn't wait for that. Any thread
+    /// may call. A delegate that blocks has to be woken by its owner.
+    void cancel() noexcept;
+
+   private:
+    friend class HTTPSession;
+    Stream(Loop& loop, std::shared_ptr<detail::HTTPTransfer> transfer)
+        : loop_(&loop), transfer_(std::move(transfer)) {}
+    Loop* loop_;
+    std::shared_ptr<detail::HTTPTransfer> transfer_;
+  };
+
+  /// Starts a transfer whose answer is streamed to `delegate`, whatever its status and length. Redirects are
+  /// followed as by `data`; the delegate sees nothing of them. Bytes are passed on as they arrive, several
+  /// kilobytes at a time on a fast network. The delegate is kept until its end; the session must outlive the
+  /// result.
+  [[nodiscard]] Stream stream(HTTPRequest request, std::shared_ptr<HTTPStreamDelegate> delegate);
 
   const HTTPSessionConfiguration& configuration() const noexcept;
 
@@ -108,7 +150,6 @@ class HTTPSession {
                       const UploadProgress& progress = {}, const std::stop_token& stop = {});
 
  private:
-  class Loop;
   HTTPResponse exchange(std::shared_ptr<detail::HTTPTransfer> transfer, const std::stop_token& stop);
   std::unique_ptr<Loop> loop_;
 };

@@ -4,8 +4,10 @@
 #include <condition_variable>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/HTTP/HTTPSession.h"
@@ -47,8 +49,9 @@ class HTTPTransfer {
   HTTPRequest request;
   std::optional<UploadFile> file;
   HTTPSession::UploadProgress progress;
+  std::shared_ptr<HTTPStreamDelegate> delegate;  ///< of a streamed answer; let go at the end
 
-  HTTPResponse response;
+  HTTPResponse response;  ///< streamed: what the delegate has not got yet
   std::optional<HTTPError> failure;
 
   // The loop's own view of the transfer.
@@ -60,6 +63,7 @@ class HTTPTransfer {
   const MonotonicTime* now = nullptr;   ///< the loop's clock, read once a turn
   bool started = false;                 ///< false while it waits for a free connection: that is no idleness
   bool headEnded = false;               ///< the empty line after the last answer's headers has come
+  bool headGiven = false;               ///< the delegate has the head
   std::size_t headerBytes = 0;          ///< header lines so far
   std::size_t mostBodyBytes = 0;        ///< a longer answer is refused
   std::int64_t sent = 0;                ///< body bytes sent so far
@@ -70,8 +74,9 @@ class HTTPTransfer {
     lastActivity = *now;
   }
 
-  /// Hands the transfer back to its caller.
+  /// Hands the transfer back to its caller, or tells its delegate of the end.
   void finish() noexcept {
+    if (delegate) std::exchange(delegate, nullptr)->ended(std::move(failure));
     const std::lock_guard lock(mutex_);
     done_ = true;
     finished_.notify_one();

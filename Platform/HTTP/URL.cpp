@@ -109,6 +109,10 @@ int URL::effectivePort() const {
 // RFC 3986: pchar and "/". The semicolon is encoded, since servers cut what follows it off as a parameter.
 std::string percentEncodePath(std::string_view raw) { return percentEncode(raw, "-._~!$&'()*+,=:@/"); }
 
+std::string percentEncodePathComponent(std::string_view raw) {
+  return percentEncode(raw, "-._~!$&'()*+,=:@");
+}
+
 // RFC 3986: the characters of a query without the two that separate items.
 std::string percentEncodeQueryItem(std::string_view raw) { return percentEncode(raw, "-._~!$'()*+,;:@/?"); }
 

@@ -28,6 +28,9 @@ struct URL {
 /// Percent-encodes raw text for a URL's path. Slashes stay; a percent sign is encoded too.
 std::string percentEncodePath(std::string_view raw);
 
+/// The same for one component of a path: a slash is encoded as well.
+std::string percentEncodePathComponent(std::string_view raw);
+
 /// Percent-encodes raw text as a name or a value of a query: what a query forbids, and "&", "=" and "#". "+"
 /// stays.
 std::string percentEncodeQueryItem(std::string_view raw);

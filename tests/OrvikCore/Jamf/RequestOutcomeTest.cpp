@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"InvalidBaseURL", made(APIError::invalidBaseURL()), Kind::fatal, {}, "failed"},
         Row{"NotAuthenticated", made(APIError::notAuthenticated()), Kind::fatal, {}, "failed"},
         Row{"DownloadHTTP", made(DownloadError::http(503)), Kind::fatal, 503, "failed"},
-        Row{"DownloadNotFound", made(DownloadError::notFound()), Kind::fatal, 404, "failed"},
+        Row{"DownloadNotFound", made(DownloadError::notFound()), Kind::fatal, 404, "notFound"},
         Row{"DownloadNoSource", made(DownloadError::noSource("x")), Kind::fatal, {}, "failed"},
         Row{"AnythingElse", made(std::runtime_error("x")), Kind::fatal, {}, "failed"}),
     [](const auto& row) { return row.param.name; });
