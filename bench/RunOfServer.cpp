@@ -22,6 +22,7 @@ orvik::BackupJob jobFor(const ServerProcess& server, const std::filesystem::path
   job.root = root;
   job.orvikVersion = "bench";
   job.retryPolicy = orvik::RetryPolicy::none;
+  job.downloadRetryPolicy = orvik::RetryPolicy::none;
   return job;
 }
 

@@ -10,7 +10,7 @@
 
 namespace orvik::host {
 
-/// `orvik backup`, as it was asked for; the defaults are the documented ones.
+/// `orvik backup`, as it was asked for, and `orvik simulate`; the defaults are the documented ones.
 struct BackupArguments {
   std::string to;
   std::string url;
@@ -20,6 +20,12 @@ struct BackupArguments {
   std::optional<std::string> secretCommand;
   std::vector<std::string> only;
   std::vector<std::string> disable;
+  bool noFiles = false;
+  bool classicDevices = false;
+  bool fullRefresh = false;
+  int downloads = 2;                 ///< side by side
+  std::optional<std::string> mount;  ///< folder of a mounted file share
+  std::optional<std::string> staging;
   int concurrency = 4;
   double rate = 10;  ///< requests a second; 0 is no limit
   int attempts = 5;
@@ -35,6 +41,11 @@ struct BackupArguments {
   std::string caFile;
   bool json = false;
   bool quiet = false;
+};
+
+/// `orvik simulate`: the backup that would be made.
+struct SimulationArguments {
+  BackupArguments backup;
 };
 
 /// `orvik demo`.
@@ -110,7 +121,7 @@ struct PrintText {
 };
 
 using Invocation =
-    std::variant<PrintText, BackupArguments, DemoArguments, SampleServerArguments, PackArguments,
-                 CollectArguments, RetentionArguments, ShowLockArguments, UnlockArguments>;
+    std::variant<PrintText, BackupArguments, SimulationArguments, DemoArguments, SampleServerArguments,
+                 PackArguments, CollectArguments, RetentionArguments, ShowLockArguments, UnlockArguments>;
 
 }  // namespace orvik::host

@@ -1,7 +1,6 @@
 #include "orvik/BackupCommand.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "OrvikCore/Config/InstanceConfig.h"
 #include "Platform/Locale/Text.h"
@@ -9,6 +8,7 @@
 #include "orvik/Secrets.h"
 #include "orvik/SectionSelection.h"
 #include "orvik/ServerClient.h"
+#include "orvik/Wording.h"
 
 namespace orvik::host {
 
@@ -26,52 +26,71 @@ bool isLoopback(const std::string& host) {
   return platform::locale::lowercased(host) == "localhost" || host == "[::1]" || host == "127.0.0.1";
 }
 
-BackupOptions optionsOf(const BackupArguments& arguments, std::set<std::string> disabledSections) {
+BackupOptions optionsOf(const BackupArguments& arguments) {
   BackupOptions options;
-  options.disabledSections = std::move(disabledSections);
-  options.downloadFiles = false;
+  options.disabledSections = SectionSelection::make(arguments.only, arguments.disable).disabled;
+  options.downloadFiles = !arguments.noFiles;
+  options.includeClassicDeviceRecords = arguments.classicDevices;
+  options.forceFullDeviceRefresh = arguments.fullRefresh;
   options.maxConcurrentRequests = arguments.concurrency;
   options.maxRequestsPerSecond = arguments.rate;
-  options.maxConcurrentDownloads = 2;
+  options.maxConcurrentDownloads = arguments.downloads;
+  options.fileShareMountPath = arguments.mount;
   return options;
 }
 
-Verbosity verbosityOf(const BackupArguments& arguments) {
-  return arguments.quiet ? Verbosity::quiet : Verbosity::normal;
+std::unique_ptr<ProgressView> viewFor(const BackupArguments& arguments, Results& results) {
+  return makeProgressView(arguments.json ? OutputForm::jsonLines : OutputForm::text,
+                          arguments.quiet ? Verbosity::quiet : Verbosity::normal, results);
 }
 
-}  // namespace
-
-ExitStatus backup(const BackupArguments& arguments, platform::SecretString environmentSecret,
-                  Results& results, const std::stop_token& stop) {
-  auto sections = SectionSelection::make(arguments.only, arguments.disable);
+BackupRequest requestFor(const BackupArguments& arguments, platform::SecretString environmentSecret,
+                         ProgressView& view, const std::stop_token& stop) {
+  BackupRequest request;
+  request.options = optionsOf(arguments);
   const NamedServer server{serverURL(arguments.url), arguments.clientID, arguments.name};
-  const auto view = makeProgressView(arguments.json ? OutputForm::jsonLines : OutputForm::text,
-                                     verbosityOf(arguments), results);
-  if (!sections.notRead.empty())
-    view->remark(fmt::format("Not read by this version: {}.", fmt::join(sections.notRead, ", ")));
   if (server.url.scheme == "http" && !isLoopback(server.url.host))
-    view->remark(
+    view.remark(
         fmt::format("{} is reached without TLS: the client secret travels in the clear.", server.url.host));
 
-  BackupRequest request;
   request.root = arguments.to;
   request.instance = instanceFor(request.root, server);
   auto secret =
       readSecret({arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)}, stop);
   request.client = makeClient(server.url, server.clientID, std::move(secret), arguments.caFile);
-  request.options = optionsOf(arguments, std::move(sections.disabled));
+  request.caFile = arguments.caFile;
+  request.staging = arguments.staging;
   request.retryPolicy = {arguments.attempts, arguments.baseDelay, arguments.maxDelay};
   request.resume = arguments.noResume ? ResumeInterrupted::no : ResumeInterrupted::yes;
   request.lockWait = arguments.lockWait;
   request.pack = !arguments.noPack;
   request.keep = arguments.keep;
   request.sealing = {arguments.encrypt, arguments.key, arguments.keyID};
+  return request;
+}
 
+ExitStatus exitStatusOf(const BackupManifest& manifest) {
+  return manifest.status == BackupManifest::Status::complete ? ExitStatus::done : ExitStatus::warnings;
+}
+
+}  // namespace
+
+ExitStatus backup(const BackupArguments& arguments, platform::SecretString environmentSecret,
+                  Results& results, const std::stop_token& stop) {
+  const auto view = viewFor(arguments, results);
+  const auto request = requestFor(arguments, std::move(environmentSecret), *view, stop);
   const auto outcome = runBackup(request, *view, stop);
   if (!arguments.json) results.line(outcome.manifest.backupID);
-  return outcome.manifest.status == BackupManifest::Status::complete ? ExitStatus::done
-                                                                     : ExitStatus::warnings;
+  return exitStatusOf(outcome.manifest);
+}
+
+ExitStatus simulate(const SimulationArguments& arguments, platform::SecretString environmentSecret,
+                    Results& results, const std::stop_token& stop) {
+  const auto view = viewFor(arguments.backup, results);
+  const auto request = requestFor(arguments.backup, std::move(environmentSecret), *view, stop);
+  const auto outcome = runSimulation(request, *view, stop);
+  if (!arguments.backup.json) results.line(wording::simulated(outcome));
+  return exitStatusOf(outcome.manifest);
 }
 
 }  // namespace orvik::host

@@ -13,4 +13,8 @@ namespace orvik::host {
 ExitStatus backup(const BackupArguments& arguments, platform::SecretString environmentSecret,
                   Results& results, const std::stop_token& stop);
 
+/// `orvik simulate`. The same.
+ExitStatus simulate(const SimulationArguments& arguments, platform::SecretString environmentSecret,
+                    Results& results, const std::stop_token& stop);
+
 }  // namespace orvik::host

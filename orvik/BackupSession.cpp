@@ -10,6 +10,7 @@
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Concurrency/Cancellation.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
 #include "TuvCore/Error.h"
 #include "orvik/GuardedRetention.h"
@@ -62,6 +63,32 @@ void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, Pro
   }
 }
 
+/// One place for each backup folder: two folders of one server must not take up each other's runs.
+std::filesystem::path stagingFor(const std::filesystem::path& staging, const std::filesystem::path& folder) {
+  const auto path = std::filesystem::absolute(folder).lexically_normal().string();
+  return staging / fmt::format("{}-{}", folder.filename().string(), ObjectStore::sha256(path).substr(0, 8));
+}
+
+BackupJob jobFor(const BackupRequest& request) {
+  BackupJob job;
+  job.instance = request.instance;
+  job.client = request.client;
+  job.options = request.options;
+  job.root = request.root / request.instance.slug;
+  job.orvikVersion = ORVIK_VERSION;
+  job.retryPolicy = request.retryPolicy;
+  job.downloadRetryPolicy = request.retryPolicy;
+  job.makeDownloadConfiguration = [caFile = request.caFile] {
+    platform::HTTPSessionConfiguration configuration;
+    configuration.extraTrustAnchors = caFile;
+    configuration.userAgent = "orvik/" ORVIK_VERSION;
+    return configuration;
+  };
+  if (request.staging) job.stagingDirectory = stagingFor(*request.staging, job.root);
+  job.packLooseObjects = request.pack;
+  return job;
+}
+
 }  // namespace
 
 InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedServer& server) {
@@ -83,14 +110,7 @@ InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedSer
 }
 
 BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop) {
-  BackupJob job;
-  job.instance = request.instance;
-  job.client = request.client;
-  job.options = request.options;
-  job.root = request.root / request.instance.slug;
-  job.orvikVersion = ORVIK_VERSION;
-  job.retryPolicy = request.retryPolicy;
-  job.packLooseObjects = request.pack;
+  auto job = jobFor(request);
   SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 
@@ -117,6 +137,24 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
       wait.after(error);
     }
   }
+}
+
+SimulationOutcome runSimulation(const BackupRequest& request, ProgressView& view,
+                                const std::stop_token& stop) {
+  const platform::files::TempFolder folder("orvik-simulation");
+  auto job = jobFor(request);
+  job.stagingDirectory.reset();
+  job.simulationDirectory = folder.path();
+  const SealedRun sealed(request.sealing, job, view);
+  sealed.check();
+  view.step("Connecting to " + request.instance.url);
+  const auto running = MonotonicClock::now();
+  auto result = BackupEngine(job).simulate([&](const BackupEvent& event) { view.event(event); }, stop);
+  const bool downloads = request.options.downloadFiles;
+  SimulationOutcome outcome{std::move(result.manifest), downloads ? result.bytesToDownload : 0,
+                            MonotonicClock::now() - running};
+  view.finished(outcome);
+  return outcome;
 }
 
 }  // namespace orvik::host

@@ -36,6 +36,8 @@ struct BackupRequest {
   std::filesystem::path root;  ///< of all instances
   InstanceDescriptor instance;
   std::shared_ptr<jamf::JamfRequesting> client;
+  std::filesystem::path caFile;  ///< further trust anchors for downloads; empty: the system's alone
+  std::optional<std::filesystem::path> staging;  ///< folder of all staged runs
   BackupOptions options;
   RetryPolicy retryPolicy;
   ResumeInterrupted resume = ResumeInterrupted::yes;
@@ -48,5 +50,10 @@ struct BackupRequest {
 /// Makes it, and tells `view` about it. Throws what `BackupEngine::run` throws, and `CredentialError` for a
 /// folder whose sealing makes no sense.
 BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop);
+
+/// Reads what a backup would store and changes nothing below the root. Throws what `BackupEngine::simulate`
+/// throws, and `CredentialError` as `runBackup`.
+SimulationOutcome runSimulation(const BackupRequest& request, ProgressView& view,
+                                const std::stop_token& stop);
 
 }  // namespace orvik::host

@@ -31,6 +31,7 @@ class CommandTable {
     app_.set_version_flag("--version", "orvik " ORVIK_VERSION);
     app_.footer("orvik COMMAND --help explains a command with an example.");
     commandLine::addBackup(app_, commands_);
+    commandLine::addSimulate(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addSamples(app_, commands_);

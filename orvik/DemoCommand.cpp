@@ -12,7 +12,6 @@
 #include "Platform/Process/ChildProcess.h"
 #include "SampleServer/SampleServer.h"
 #include "orvik/BackupSession.h"
-#include "orvik/SectionSelection.h"
 #include "orvik/ServerClient.h"
 #include "orvik/Wording.h"
 
@@ -98,7 +97,7 @@ class Demo {
     request.instance = instanceFor(root_, server);
     request.client =
         makeClient(server.url, server.clientID, platform::SecretString(server_.clientSecret()), {});
-    request.options.disabledSections = SectionSelection::make({}, {}).disabled;
+    request.options.downloadFiles = true;
     request.options.maxConcurrentRequests = requestsSideBySide;
     request.options.maxConcurrentDownloads = 2;
     request.retryPolicy = {5, 1, 60};

@@ -33,6 +33,9 @@ struct Dispatch {
   ExitStatus operator()(const BackupArguments& arguments) const {
     return backup(arguments, std::move(environmentSecret), results, stop);
   }
+  ExitStatus operator()(const SimulationArguments& arguments) const {
+    return simulate(arguments, std::move(environmentSecret), results, stop);
+  }
   ExitStatus operator()(const DemoArguments& arguments) const { return demo(arguments, results, stop); }
   ExitStatus operator()(const SampleServerArguments& arguments) const {
     return sampleServer(arguments, results, stop);

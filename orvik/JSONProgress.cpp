@@ -50,11 +50,26 @@ Value valueOf(const BackupEvents::SectionFinished& finished) {
   return eventNamed("sectionFinished").set("summary", jsonOf(finished.summary));
 }
 
+Value valueOf(const BackupEvents::BytesExpected& expected) {
+  return eventNamed("bytesExpected").set("bytes", expected.bytes);
+}
+
+Value valueOf(const BackupEvents::BytesTransferred& transferred) {
+  return eventNamed("bytesTransferred").set("bytes", transferred.bytes);
+}
+
 Value valueOf(const BackupEvents::Retention& retention) {
   return eventNamed("retention").set("result", jsonOf(retention.result));
 }
 
 Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", valid(note.text)); }
+
+Value finishedLine(const BackupManifest& manifest) {
+  return eventNamed("finished")
+      .set("backupID", manifest.backupID)
+      .set("status", json::textOf(manifest.status))
+      .set("totals", jsonOf(manifest.totals));
+}
 
 }  // namespace
 
@@ -62,12 +77,10 @@ std::string JSONProgress::lineFor(const BackupEvent& event) {
   return std::visit([](const auto& each) { return valueOf(each).text(); }, event);
 }
 
-std::string JSONProgress::lineFor(const BackupManifest& manifest) {
-  return eventNamed("finished")
-      .set("backupID", manifest.backupID)
-      .set("status", json::textOf(manifest.status))
-      .set("totals", jsonOf(manifest.totals))
-      .text();
+std::string JSONProgress::lineFor(const BackupManifest& manifest) { return finishedLine(manifest).text(); }
+
+std::string JSONProgress::lineFor(const SimulationOutcome& outcome) {
+  return finishedLine(outcome.manifest).set("bytesToDownload", outcome.bytesToDownload).text();
 }
 
 std::string JSONProgress::lineFor(const Failure& failure) {
@@ -86,5 +99,6 @@ void JSONProgress::event(const BackupEvent& event) {
 }
 
 void JSONProgress::finished(const BackupOutcome& outcome) { results_.line(lineFor(outcome.manifest)); }
+void JSONProgress::finished(const SimulationOutcome& outcome) { results_.line(lineFor(outcome)); }
 
 }  // namespace orvik::host

@@ -16,10 +16,12 @@ class JSONProgress : public ProgressView {
   void remark(const std::string& text) override;
   void event(const BackupEvent& event) override;
   void finished(const BackupOutcome& outcome) override;
+  void finished(const SimulationOutcome& outcome) override;
 
   /// The lines, without their ends.
   static std::string lineFor(const BackupEvent& event);
   static std::string lineFor(const BackupManifest& manifest);
+  static std::string lineFor(const SimulationOutcome& outcome);
   static std::string lineFor(const Failure& failure);
 
  private:

@@ -69,4 +69,8 @@ void PlainProgress::finished(const BackupOutcome& outcome) {
   state_.withLock([&](State&) { remarks::write(wording::summary(outcome)); });
 }
 
+void PlainProgress::finished(const SimulationOutcome& outcome) {
+  state_.withLock([&](State&) { remarks::write(wording::warnings(outcome.manifest)); });
+}
+
 }  // namespace orvik::host

@@ -17,6 +17,7 @@ class PlainProgress : public ProgressView {
   void remark(const std::string& text) override;
   void event(const BackupEvent& event) override;
   void finished(const BackupOutcome& outcome) override;
+  void finished(const SimulationOutcome& outcome) override;
 
  private:
   struct State {

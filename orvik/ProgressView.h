@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -18,6 +19,13 @@ struct BackupOutcome {
   std::chrono::duration<double> duration{0};
 };
 
+/// What a backup of this moment would be.
+struct SimulationOutcome {
+  BackupManifest manifest;
+  std::int64_t bytesToDownload = 0;
+  std::chrono::duration<double> duration{0};
+};
+
 /// How a run is shown while it goes on. Any thread may call any operation, also at once. This base shows
 /// nothing.
 class ProgressView {
@@ -30,6 +38,7 @@ class ProgressView {
   virtual void remark(const std::string&) {}
   virtual void event(const BackupEvent&) {}
   virtual void finished(const BackupOutcome&) {}
+  virtual void finished(const SimulationOutcome&) {}
 };
 
 enum class OutputForm { text, jsonLines };

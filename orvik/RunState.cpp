@@ -25,6 +25,20 @@ std::string soFar(const RunState& state, platform::MonotonicTime now) {
   return "  " + wording::duration(std::chrono::floor<std::chrono::seconds>(elapsed));
 }
 
+/// Where bytes are the measure: how many of how many, how fast, how long still.
+std::string bytePace(const RunState::Section& section, platform::MonotonicTime now) {
+  const std::chrono::duration<double> elapsed = now - section.since;
+  auto text = "  " + platform::locale::byteCount(section.bytes);
+  if (section.bytes <= section.bytesExpected)
+    text += " of " + platform::locale::byteCount(section.bytesExpected);
+  if (elapsed < settled) return text;
+  const double rate = static_cast<double>(section.bytes) / elapsed.count();
+  text += fmt::format("  {}/s", platform::locale::byteCount(static_cast<std::int64_t>(rate)));
+  const std::chrono::duration<double> left(static_cast<double>(section.bytesExpected - section.bytes) / rate);
+  if (section.bytes < section.bytesExpected) text += fmt::format("  {} left", wording::roughly(left));
+  return text;
+}
+
 std::string pace(const RunState::Section& section, platform::MonotonicTime now) {
   const std::chrono::duration<double> elapsed = now - section.since;
   if (elapsed < settled || section.done == 0) return "";
@@ -48,12 +62,17 @@ void RunState::apply(const BackupEvent& event, platform::MonotonicTime now) {
     sections = started->sections.size();
     begin("Reading", now);
   } else if (const auto* next = std::get_if<BackupEvents::SectionStarted>(&event)) {
-    section = Section{std::string(next->section.title), 0, 0, now};
+    section = Section{std::string(next->section.title), 0, 0, now, bytes, 0, 0};
   } else if (const auto* progress = std::get_if<BackupEvents::SectionProgress>(&event)) {
     if (!section) return;
     // Objects side by side may report out of order.
     section->done = std::max(section->done, progress->done);
     section->total = std::max(progress->total, section->done);
+  } else if (const auto* expected = std::get_if<BackupEvents::BytesExpected>(&event)) {
+    if (section) section->bytesExpected = expected->bytes;
+  } else if (const auto* transferred = std::get_if<BackupEvents::BytesTransferred>(&event)) {
+    bytes = std::max(bytes, transferred->bytes);
+    if (section) section->bytes = bytes - section->bytesBefore;
   } else if (std::holds_alternative<BackupEvents::SectionFinished>(event)) {
     section.reset();
     ++finished;
@@ -68,7 +87,8 @@ std::string progressLine(const RunState& state, platform::MonotonicTime now, std
   if (!state.section) return fitted(line + state.step + soFar(state, now), width);
   line += state.section->title;
   if (state.section->total != 0)
-    line += fmt::format("  {} of {}", state.section->done, state.section->total) + pace(*state.section, now);
+    line += fmt::format("  {} of {}", state.section->done, state.section->total) +
+            (state.section->bytes > 0 ? bytePace(*state.section, now) : pace(*state.section, now));
   return fitted(line, width);
 }
 

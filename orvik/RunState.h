@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,12 +18,16 @@ struct RunState {
     std::size_t done = 0;
     std::size_t total = 0;  ///< 0 as long as it isn't known
     platform::MonotonicTime since;
+    std::int64_t bytesBefore = 0;  ///< of the run, when the section began
+    std::int64_t bytes = 0;        ///< that arrived since
+    std::int64_t bytesExpected = 0;
   };
 
   std::string step = "Starting";  ///< shown while no section is read
   platform::MonotonicTime stepSince;
   std::size_t finished = 0;  ///< sections behind it
   std::size_t sections = 0;  ///< of the run; 0 before it is known
+  std::int64_t bytes = 0;    ///< that arrived in the run
   std::optional<Section> section;
 
   void begin(std::string nextStep, platform::MonotonicTime now);

@@ -15,11 +15,6 @@ namespace orvik::host {
 
 namespace {
 
-bool canBeRead(const SectionDefinition& section) {
-  return !std::holds_alternative<SectionDefinition::Devices>(section.kind) &&
-         !std::holds_alternative<SectionDefinition::Files>(section.kind);
-}
-
 /// How many letters have to be put in, taken out or replaced to make one text of the other.
 std::size_t distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
@@ -70,33 +65,21 @@ std::set<std::string> parse(const std::vector<std::string>& lists, std::string_v
   return ids;
 }
 
-void requireReadable(const std::set<std::string>& only) {
-  std::vector<std::string> unreadable;
-  for (const auto& id : only)
-    if (!canBeRead(*SectionCatalog::definition(id))) unreadable.push_back(id);
-  if (!unreadable.empty())
-    throw UsageError(fmt::format("{} can't be read by this version: device and file sections come later.",
-                                 fmt::join(unreadable, ", ")));
-}
-
 }  // namespace
 
 SectionSelection SectionSelection::make(const std::vector<std::string>& only,
                                         const std::vector<std::string>& disable) {
   const auto picked = parse(only, "--only");
   const auto dropped = parse(disable, "--disable");
-  requireReadable(picked);
 
   SectionSelection selection;
   for (const auto& section : SectionCatalog::all()) {
     const std::string id(section.id);
     const bool wanted = (picked.empty() || picked.contains(id)) && !dropped.contains(id);
-    if (wanted && canBeRead(section)) continue;
-    if (wanted) selection.notRead.push_back(section.id);
-    selection.disabled.insert(id);
+    if (!wanted) selection.disabled.insert(id);
   }
   if (selection.disabled.size() == SectionCatalog::all().size())
-    throw UsageError("No section is left to read: --disable takes away all that this version reads.");
+    throw UsageError("No section is left to read: --disable takes all of them away.");
   return selection;
 }
 

@@ -2,7 +2,6 @@
 
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace orvik::host {
@@ -10,14 +9,12 @@ namespace orvik::host {
 /// Which sections a run leaves out.
 struct SectionSelection {
   std::set<std::string> disabled;
-  /// Sections that were asked for by default but that this version can't read, in catalog order.
-  std::vector<std::string_view> notRead;
 
   /// `only` picks the sections (all when it is empty), `disable` takes some of them away. The elements are
   /// IDs or lists of IDs with commas between them.
   ///
-  /// Throws `UsageError` for an ID that the catalog doesn't know, naming those that look like it; when `only`
-  /// names a section that can't be read yet; and when nothing is left.
+  /// Throws `UsageError` for an ID that the catalog doesn't know, naming those that look like it, and when
+  /// nothing is left.
   static SectionSelection make(const std::vector<std::string>& only, const std::vector<std::string>& disable);
 };
 

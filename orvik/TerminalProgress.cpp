@@ -78,4 +78,11 @@ void TerminalProgress::finished(const BackupOutcome& outcome) {
   });
 }
 
+void TerminalProgress::finished(const SimulationOutcome& outcome) {
+  state_.withLock([&](State& state) {
+    state.isOver = true;
+    say(state, wording::warnings(outcome.manifest));
+  });
+}
+
 }  // namespace orvik::host

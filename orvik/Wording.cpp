@@ -140,11 +140,36 @@ std::string summary(const BackupOutcome& outcome) {
                                  counted(totals.objects, "object"), grouped(totals.newOrChangedObjects),
                                  manifest.parentBackupID ? " since " + *manifest.parentBackupID : "",
                                  counted(totals.requests, "request"), duration(outcome.duration));
+  if (totals.filesDownloaded != 0)
+    text += fmt::format("Downloaded {} of {}; {} arrived.\n", grouped(totals.filesDownloaded),
+                        counted(totals.files, "package file"),
+                        platform::locale::byteCount(totals.bytesDownloaded));
+  text += warnings(manifest);
+  return text + fmt::format("Folder: {}\n", outcome.folder.string());
+}
+
+std::string warnings(const BackupManifest& manifest) {
+  std::string text;
   for (const auto& each : manifest.sections)
     if (isWarning(each.status)) text += fmt::format("  {}  {}\n", each.id, because(each));
   const auto missing = std::ranges::count(manifest.sections, Status::notAvailable, &SectionSummary::status);
   if (missing != 0) text += fmt::format("Not available on this server: {}.\n", counted(missing, "section"));
-  return text + fmt::format("Folder: {}\n", outcome.folder.string());
+  return text;
+}
+
+std::string simulated(const SimulationOutcome& outcome) {
+  const auto& manifest = outcome.manifest;
+  std::string text;
+  for (const auto& each : manifest.sections) {
+    const auto& now = each.counts;
+    if (now.new_ + now.changed + now.removed != 0) text += fmt::format("{}  {}\n", each.id, counts(now));
+  }
+  return text +
+         fmt::format(
+             "A backup would store {} new or changed of {}{}, and download {}.",
+             grouped(manifest.totals.newOrChangedObjects), counted(manifest.totals.objects, "object"),
+             manifest.parentBackupID ? " since " + *manifest.parentBackupID : "",
+             outcome.bytesToDownload == 0 ? "nothing" : platform::locale::byteCount(outcome.bytesToDownload));
 }
 
 }  // namespace orvik::host::wording

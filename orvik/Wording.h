@@ -39,4 +39,9 @@ std::string deleted(const CleanupResult& result, const std::optional<RemovedLeft
 /// What a finished backup holds, took and lacks, several lines, each with its end.
 std::string summary(const BackupOutcome& outcome);
 
+/// The sections that were not read as they should, a line for each.
+std::string warnings(const BackupManifest& manifest);
+/// What a backup would store and download, several lines, the last without its end.
+std::string simulated(const SimulationOutcome& outcome);
+
 }  // namespace orvik::host::wording

@@ -13,6 +13,7 @@
 #include "OrvikCore/Store/PackCache.h"
 #include "Platform/Date.h"
 #include "Platform/Files/Files.h"
+#include "TuvCore/Error.h"
 
 namespace orvik {
 
@@ -30,15 +31,46 @@ bool isSealed(const BackupJob& job, const std::optional<BackupRepository::Backup
          (latest && latest->manifest.encryption);
 }
 
+std::shared_ptr<const DecryptionKeyProvider> keysOf(const BackupJob& job) {
+  return job.encryptionKeys ? job.encryptionKeys : std::make_shared<KeychainIdentityKeyProvider>();
+}
+
 /// What seals this run; nothing for a plain one. A sealed instance is never written in the clear, also not
 /// when its record is unreadable or gone: unlocking says so.
 std::optional<BackupCipher> cipherFor(const BackupJob& job,
                                       const std::optional<BackupRepository::Backup>& latest) {
-  const KeychainIdentityKeyProvider keychain;
-  const DecryptionKeyProvider& keys = job.encryptionKeys ? *job.encryptionKeys : keychain;
-  if (job.encrypt) return BackupEncryption::prepare(job.root, keys, job.encryptionKeyID);
+  if (job.encrypt) return BackupEncryption::prepare(job.root, *keysOf(job), job.encryptionKeyID);
   if (!isSealed(job, latest)) return std::nullopt;
-  return BackupEncryption::unlock(job.root, keys);
+  return BackupEncryption::unlock(job.root, *keysOf(job));
+}
+
+/// The same for a simulation, which makes no record: a first sealing has keys that are thrown away.
+std::optional<BackupCipher> simulationCipherFor(const BackupJob& job,
+                                                const std::optional<BackupRepository::Backup>& latest) {
+  if (BackupEncryption::isEncrypted(job.root) || (!job.encrypt && isSealed(job, latest)))
+    return BackupEncryption::unlock(job.root, *keysOf(job));
+  if (!job.encrypt) return std::nullopt;
+  if (keysOf(job)->publicKeys().empty()) throw BackupEncryptionError::noOrganisationKey();
+  return BackupCipher(platform::Secret256::random());
+}
+
+/// The record that a sealed run names in its manifest: without it nobody could open what is written.
+std::optional<EncryptionInfo> recordFor(const BackupJob& job, const std::optional<BackupCipher>& cipher) {
+  if (!cipher) return std::nullopt;
+  auto record = BackupEncryption::info(job.root);
+  if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
+  return record;
+}
+
+/// What a simulation's manifest says of a record that a backup would make.
+EncryptionInfo recordOfFirstSealing(const BackupJob& job) {
+  EncryptionInfo record;
+  record.scheme = BackupCipher::scheme;
+  const auto keys = keysOf(job)->publicKeys();
+  const auto& preferred = job.encryptionKeyID;
+  for (const auto& [id, key] : keys)
+    if (!preferred || !keys.contains(*preferred) || id == *preferred) record.keys.push_back({id, {}});
+  return record;
 }
 
 }  // namespace
@@ -53,6 +85,9 @@ std::vector<SectionDefinition> BackupEngine::runOrder(std::span<const SectionDef
 
 BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBackupEvent& onEvent,
                                  const std::stop_token& stop) {
+  if (job_.simulationDirectory)
+    throw tuv::Error("A job with a simulation folder is simulated; it can't be run as a backup.");
+  RunPlace::require(job_);
   const BackupRepository repository(job_.root);
   platform::files::createDirectories(repository.backupsDirectory());
   const auto now = platform::now();
@@ -61,20 +96,42 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   // believed.
   PackCache::shared().invalidate(repository.store().packsDirectory());
   repository.writeDescriptor(job_.instance);
-  auto latest = repository.latestComplete();
-  auto cipher = cipherFor(job_, latest);
+  if (job_.stagingDirectory) BackupRepository(*job_.stagingDirectory).writeDescriptor(job_.instance);
+
+  const auto latest = repository.latestComplete();
+  RunStart start;
+  start.now = now;
+  if (latest) start.parentID = latest->id;
+  start.cipher = cipherFor(job_, latest);
+  start.record = recordFor(job_, start.cipher);
+  start.plan = ResumePlan::make(repository, job_.stagingDirectory, resumeInterrupted, start.parentID,
+                                start.cipher.has_value(), now);
   const Heartbeat heartbeat(*lock);
+  const bool otherOptions = start.plan.resumed && start.plan.resumed->options != job_.options;
 
-  std::optional<std::string> latestID;
-  if (latest) latestID = std::move(latest->id);
-  auto plan = ResumePlan::make(repository, resumeInterrupted, latestID, cipher.has_value(), now);
-  const bool otherOptions = plan.resumed && plan.resumed->options != job_.options;
-
-  BackupRun run(job_, repository, *lock, gate_, {std::move(plan), latestID, std::move(cipher), now}, onEvent,
-                stop);
+  BackupRun run(job_, repository, lock.get(), gate_, std::move(start), onEvent, stop);
   if (otherOptions && onEvent)
     onEvent(BackupEvents::Note{"The interrupted run goes on with the options that it was started with."});
   return run.execute(stop);
+}
+
+SimulationResult BackupEngine::simulate(const OnBackupEvent& onEvent, const std::stop_token& stop) {
+  if (!job_.simulationDirectory) throw tuv::Error("A simulation needs a folder of its own to work in.");
+  RunPlace::require(job_);
+  const BackupRepository repository(job_.root);
+  PackCache::shared().invalidate(repository.store().packsDirectory());
+
+  const auto latest = repository.latestComplete();
+  RunStart start;
+  start.now = platform::now();
+  if (latest) start.parentID = latest->id;
+  start.cipher = simulationCipherFor(job_, latest);
+  if (start.cipher) start.record = BackupEncryption::info(job_.root).value_or(recordOfFirstSealing(job_));
+  start.plan = ResumePlan::fresh(repository, start.now);
+
+  BackupRun run(job_, repository, nullptr, gate_, std::move(start), onEvent, stop);
+  auto manifest = run.execute(stop);
+  return {std::move(manifest), *job_.simulationDirectory, run.pendingBytes()};
 }
 
 }  // namespace orvik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
 #include <span>
 #include <stop_token>
 #include <vector>
@@ -12,6 +14,13 @@
 #include "OrvikCore/Jamf/SectionCatalog.h"
 
 namespace orvik {
+
+/// What a simulation found.
+struct SimulationResult {
+  BackupManifest manifest;          ///< as a backup of this moment would have it, files aside
+  std::filesystem::path directory;  ///< where its manifest, indexes and audit log are
+  std::int64_t bytesToDownload = 0;
+};
 
 /// Drives one whole backup of one server: takes the lock, decides on parent and resume, reads all sections in
 /// a fixed order, and turns a hidden partial folder into a published backup with one rename.
@@ -31,6 +40,11 @@ class BackupEngine {
   /// `platform::files::FileError` for what could not be written, and `platform::CancellationError` on a stop.
   BackupManifest run(ResumeInterrupted resumeInterrupted, const OnBackupEvent& onEvent,
                      const std::stop_token& stop = {});
+
+  /// The same run with nothing written to the backup folder and no lock taken: it is read, new objects go to
+  /// the job's simulation folder, devices that changed and package files are counted and not read. Throws as
+  /// `run`, never that the folder is locked.
+  SimulationResult simulate(const OnBackupEvent& onEvent, const std::stop_token& stop = {});
 
   /// Holds new requests; those in flight run to their end. A paused run keeps its lock alive. Any thread may
   /// call.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,6 +37,14 @@ struct SectionProgress {
 struct SectionFinished {
   SectionSummary summary;
 };
+/// Before package files are fetched: the sizes of those that will be, as far as the server tells them.
+struct BytesExpected {
+  std::int64_t bytes = 0;
+};
+/// As package files arrive: the bytes of this run so far, repeated ones included.
+struct BytesTransferred {
+  std::int64_t bytes = 0;
+};
 /// Retries and remarks.
 struct Note {
   std::string text;
@@ -50,7 +59,8 @@ struct Retention {
 
 using BackupEvent =
     std::variant<BackupEvents::Started, BackupEvents::SectionStarted, BackupEvents::SectionProgress,
-                 BackupEvents::SectionFinished, BackupEvents::Note, BackupEvents::Retention>;
+                 BackupEvents::SectionFinished, BackupEvents::BytesExpected, BackupEvents::BytesTransferred,
+                 BackupEvents::Note, BackupEvents::Retention>;
 
 /// Called from any thread of a run, also at once. Must not throw: the run would take it for a failure of what
 /// it was about.

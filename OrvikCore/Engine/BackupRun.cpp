@@ -8,6 +8,7 @@
 
 #include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Engine/BackupEngine.h"
+#include "OrvikCore/Engine/Publication.h"
 #include "OrvikCore/Engine/SectionRunner.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Format/BackupFormat.h"
@@ -25,6 +26,8 @@ namespace files = platform::files;
 
 namespace {
 
+constexpr std::string_view filesSection = "packageFiles";
+
 /// Records keep whole seconds; a manifest in memory equals the one that is read back.
 platform::Date wholeSecond(platform::Date date) { return std::chrono::floor<std::chrono::seconds>(date); }
 
@@ -34,18 +37,23 @@ PartialBackupState stateFor(const RunStart& start, const BackupJob& job) {
           start.cipher.has_value()};
 }
 
-/// The record that a sealed run names in its manifest: without it nobody could open what is written.
-std::optional<EncryptionInfo> recordFor(const RunStart& start, const std::filesystem::path& directory) {
-  if (!start.cipher) return std::nullopt;
-  auto record = BackupEncryption::info(directory);
-  if (!record) throw BackupEncryptionError::damaged("encryption.json missing");
-  return record;
-}
-
-ObjectStore storeOf(const BackupRepository& repository, const std::optional<BackupCipher>& cipher) {
+ObjectStore storeOf(const BackupRepository& repository, const RunPlace& place,
+                    const std::optional<BackupCipher>& cipher) {
   auto store = repository.store();
+  store.overlay = place.overlay;
   store.cipher = cipher;
   return store;
+}
+
+FileDownloader downloaderOf(const BackupJob& job, const PauseGate& gate) {
+  auto configuration = job.makeDownloadConfiguration;
+  if (!configuration) configuration = [] { return platform::HTTPSessionConfiguration(); };
+  return {job.downloadRetryPolicy, &gate, std::move(configuration)};
+}
+
+std::optional<BackupManifest> readParent(const RunStart& start, const BackupRepository& repository) {
+  const auto& id = start.plan.resumed ? start.plan.resumed->parentBackupID : start.parentID;
+  return id ? repository.manifest(*id) : std::nullopt;
 }
 
 BackupJob withOptions(BackupJob job, BackupOptions options) {
@@ -84,47 +92,49 @@ bool isWarning(const SectionSummary& summary) {
 
 }  // namespace
 
-BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, BackupLock::Holder& lock,
+BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, BackupLock::Holder* lock,
                      const PauseGate& gate, RunStart start, const OnBackupEvent& onEvent,
                      const std::stop_token& stop)
     : repository_(repository),
       plan_(start.plan),
       onEvent_(onEvent),
-      partial_(repository.partialDirectory(plan_.backupID)),
+      place_(RunPlace::of(job, repository, plan_.backupID)),
       order_(BackupEngine::runOrder(SectionCatalog::all())),
-      record_(recordFor(start, repository.instanceDirectory)),
+      record_(std::move(start.record)),
+      parent_(readParent(start, repository)),
       lock_(lock),
       state_(stateFor(start, job)),
-      audit_(partial_),
+      audit_(place_.working),
       limiter_(state_.options.maxConcurrentRequests, state_.options.maxRequestsPerSecond),
       pipeline_(*job.client, limiter_, gate, job.retryPolicy, &audit_,
                 [this](const std::string& text) { context_.emit(BackupEvents::Note{text}); }),
-      journal_(partial_, start.cipher),
+      journal_(place_.working, start.cipher),
       context_{withOptions(job, state_.options),
-               storeOf(repository, start.cipher),
+               storeOf(repository, place_, start.cipher),
                repository,
                pipeline_,
                journal_,
-               partial_,
+               place_.working,
                state_.parentBackupID,
                {},
+               downloaderOf(job, gate),
                bytes_,
+               pendingBytes_,
                audit_,
                std::move(start.cipher),
                false,
                onEvent} {
   requestsBefore_ = state_.requests;
-  for (const auto& id : plan_.discarded) {
+  for (const auto& folder : plan_.discarded) {
     platform::throwIfCancelled(stop);
-    files::removeTree(repository.partialDirectory(id));
+    files::removeTree(folder);
   }
-  files::createDirectories(partial_ / BackupFormat::sectionsFolder);
-  state_.save(partial_);
-  const auto parent = context_.parentID ? repository.manifest(*context_.parentID) : std::nullopt;
+  files::createDirectories(place_.working / BackupFormat::sectionsFolder);
+  state_.save(place_.working);
   // What a plain parent has in the clear is stored anew by a run that seals.
-  context_.reuseParentObjects = parent && (!context_.cipher || parent->encryption);
+  context_.reuseParentObjects = parent_ && (!context_.cipher || parent_->encryption);
   if (!plan_.resumed) return;
-  auto left = Leftovers::load(partial_, context_.store, context_.cipher, stop);
+  auto left = Leftovers::load(place_.working, context_.store, context_.cipher, stop);
   context_.journaled = std::move(left.journaled);
   earlier_ = std::move(left.summaries);
 }
@@ -137,7 +147,8 @@ BackupManifest BackupRun::execute(const std::stop_token& stop) try {
   try {
     state_.requests = requests();
     // A folder that is another writer's by now is neither touched nor brought back.
-    if (files::isDirectory(partial_) && !lock_.takenOverBy()) state_.save(partial_);
+    const bool isOwn = !lock_ || !lock_->takenOverBy();
+    if (files::isDirectory(place_.working) && isOwn) state_.save(place_.working);
   } catch (...) {
     // The failure that is on its way says what a person has to know.
   }
@@ -145,8 +156,10 @@ BackupManifest BackupRun::execute(const std::stop_token& stop) try {
 }
 
 BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
-  recordLocal("LOCK", std::string(BackupFormat::lockFile));
-  recordLocal(plan_.resumed ? "RESUME" : "START", "backup into " + repository_.instanceDirectory.string());
+  if (lock_) audit_.recordLocal("LOCK", std::string(BackupFormat::lockFile));
+  audit_.recordLocal(plan_.resumed ? "RESUME" : "START",
+                     lock_ ? "backup into " + repository_.instanceDirectory.string()
+                           : "simulation, nothing is written to the backup folder");
   checkConnection(stop);
   readPrivileges(stop);
 
@@ -167,13 +180,10 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
   requireIndexes();
   requireRecord();
   auto manifest = makeManifest();
-  writeManifest(manifest);
-  packLooseObjects(stop);
-  publish();
-  tuv::CategoryLogger{"engine"}.info(fmt::format("backup {} finished: {} objects, {} requests",
-                                                 plan_.backupID, manifest.totals.objects,
-                                                 manifest.totals.requests));
-  applyRetention(stop);
+  if (lock_)
+    Publication(context_, place_, *lock_).publish(manifest, stop);
+  else
+    endSimulation(manifest);
   return manifest;
 }
 
@@ -227,17 +237,29 @@ SectionSummary BackupRun::readSection(const SectionDefinition& section, const st
   }
   context_.emit(BackupEvents::SectionStarted{section});
   // An index of an earlier attempt must not outlive it when the section can't be read this time.
-  const auto index = partial_ / BackupFormat::sectionPath(section.id);
+  const auto index = place_.working / BackupFormat::sectionPath(section.id);
   if (files::exists(index)) files::remove(index);
-  return SectionRunner(section, context_).run(stop);
+  auto summary = SectionRunner(section, context_).run(stop);
+  noteRetired(summary);
+  return summary;
+}
+
+/// Servers retire paths: a section that nobody misses until it is needed.
+void BackupRun::noteRetired(const SectionSummary& summary) const {
+  if (summary.status != SectionSummary::Status::notAvailable || !parent_) return;
+  const auto before = std::ranges::find(parent_->sections, summary.id, &SectionSummary::id);
+  if (before != parent_->sections.end() && before->index)
+    context_.emit(BackupEvents::Note{
+        fmt::format("Section \"{}\" was in the last backup and is not available on the server any more.",
+                    summary.title)});
 }
 
 void BackupRun::saveProgress() {
   requireOwnLock();
-  saveSummaries(summariesToKeep(), partial_);
+  saveSummaries(summariesToKeep(), place_.working);
   state_.requests = requests();
-  state_.save(partial_);
-  lock_.refresh();
+  state_.save(place_.working);
+  if (lock_) lock_->refresh();
 }
 
 std::vector<SectionSummary> BackupRun::summariesToKeep() const {
@@ -250,24 +272,23 @@ std::vector<SectionSummary> BackupRun::summariesToKeep() const {
 }
 
 void BackupRun::requireOwnLock() const {
-  if (const auto other = lock_.takenOverBy())
-    throw BackupEngineError::locked(other->holderText(), other->startedAt);
+  if (lock_) lock_->requireOwn();
 }
 
 void BackupRun::requireIndexes() const {
   for (const auto& summary : summaries_) {
-    const bool isThere = files::isFile(partial_ / BackupFormat::sectionPath(summary.id));
+    const bool isThere = files::isFile(place_.working / BackupFormat::sectionPath(summary.id));
     if (summary.index && !isThere)
       throw tuv::Error(fmt::format("The index of the section \"{}\" has vanished from {}.", summary.id,
-                                   partial_.string()));
+                                   place_.working.string()));
     if (!summary.index && isThere)
       throw tuv::Error(fmt::format("An index of the section \"{}\", which was not read, has appeared in {}.",
-                                   summary.id, partial_.string()));
+                                   summary.id, place_.working.string()));
   }
 }
 
 void BackupRun::requireRecord() const {
-  if (record_ && BackupEncryption::info(repository_.instanceDirectory) != record_)
+  if (lock_ && record_ && BackupEncryption::info(repository_.instanceDirectory) != record_)
     throw tuv::Error(
         fmt::format("{} is gone or was changed while the backup ran. Without the one that the run "
                     "began with, what it stored can't be opened.",
@@ -293,6 +314,7 @@ BackupManifest BackupRun::makeManifest() const {
     manifest.totals.objects += summary.counts.total;
     manifest.totals.newOrChangedObjects += summary.counts.new_ + summary.counts.changed;
   }
+  countFiles(manifest.totals);
   manifest.totals.bytesDownloaded = bytes_.value();
   manifest.totals.requests = requests();
   if (record_)
@@ -300,55 +322,24 @@ BackupManifest BackupRun::makeManifest() const {
   return manifest;
 }
 
-void BackupRun::writeManifest(const BackupManifest& manifest) {
+void BackupRun::countFiles(BackupManifest::Totals& totals) const {
+  const auto index = BackupRepository::loadIndex(place_.working, filesSection, context_.cipher);
+  if (!index) return;
+  totals.files = static_cast<int>(index->items.size());
+  totals.filesDownloaded = static_cast<int>(std::ranges::count_if(index->items, [](const IndexItem& item) {
+    return item.file && item.file->status == FileRef::Status::downloaded;
+  }));
+}
+
+void BackupRun::endSimulation(const BackupManifest& manifest) {
   ObjectStore::atomicWrite(BackupFormat::makeEncoder().encode(manifest),
-                           partial_ / BackupFormat::manifestFile);
-  recordLocal("WRITE", fmt::format("{}/{}", BackupFormat::backupsFolder, plan_.backupID),
-              fmt::format("{} objects, {} new or changed, {} requests", manifest.totals.objects,
-                          manifest.totals.newOrChangedObjects, manifest.totals.requests));
-}
-
-void BackupRun::packLooseObjects(const std::stop_token& stop) {
-  if (!context_.job.packLooseObjects) return;
-  const auto packed = repository_.packLooseObjects(stop);
-  if (packed.objects == 0) return;
-  recordLocal("PACK", fmt::format("{}/{}", BackupFormat::storeFolder, BackupFormat::objectsFolder),
-              fmt::format("{} loose objects moved into one pack", packed.objects));
-  context_.emit(BackupEvents::Note{
-      fmt::format("Moved {} single object files into one pack file (fewer files for the sync service).",
-                  packed.objects)});
-}
-
-void BackupRun::publish() {
+                           place_.working / BackupFormat::manifestFile);
+  audit_.recordLocal(
+      "SIMULATE", fmt::format("{}/{}", BackupFormat::backupsFolder, plan_.backupID),
+      fmt::format("{} new or changed objects would be stored", manifest.totals.newOrChangedObjects));
   audit_.close();
-  // The journal serves only an unfinished run, whose summaries are all written by now.
-  files::tryRemove(partial_ / BackupFormat::journalFile);
-  files::syncFileSystem(partial_);
-  requireOwnLock();
-  files::renameWithoutReplacing(partial_, repository_.backupDirectory(plan_.backupID));
-}
-
-void BackupRun::applyRetention(const std::stop_token& stop) {
-  const auto& policy = context_.job.retention;
-  if (!policy) return;
-  try {
-    requireOwnLock();
-    context_.emit(BackupEvents::Retention{
-        repository_.applyRetention(policy->keepCount, policy->keepDays, platform::now(), stop)});
-  } catch (const std::exception& error) {  // a cancellation too: the backup is published
-    context_.emit(BackupEvents::Note{"Retention failed: " + describeFailure(error)});
-  }
-}
-
-void BackupRun::recordLocal(std::string method, std::string target, std::optional<std::string> detail) {
-  AuditEntry entry;
-  entry.time = platform::now();
-  entry.kind = AuditEntry::Kind::local;
-  entry.method = std::move(method);
-  entry.target = std::move(target);
-  entry.outcome = "ok";
-  entry.detail = std::move(detail);
-  audit_.record(entry);
+  tuv::CategoryLogger{"engine"}.info(
+      fmt::format("simulation of {} finished: {} requests", plan_.backupID, manifest.totals.requests));
 }
 
 }  // namespace orvik

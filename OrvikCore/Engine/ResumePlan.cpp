@@ -14,12 +14,28 @@ namespace files = platform::files;
 
 namespace {
 
-std::string freeID(const BackupRepository& repository, platform::Date now) {
+std::string freeID(const std::vector<BackupRepository>& places, platform::Date now) {
   for (auto second = now;; second += std::chrono::seconds(1)) {
     auto id = BackupFormat::backupID(second);
-    if (!files::exists(repository.backupDirectory(id)) && !files::exists(repository.partialDirectory(id)))
-      return id;
+    const bool isFree = std::ranges::none_of(places, [&](const BackupRepository& place) {
+      return files::exists(place.backupDirectory(id)) || files::exists(place.partialDirectory(id));
+    });
+    if (isFree) return id;
   }
+}
+
+/// The newest interrupted run of a folder that qualifies.
+std::optional<PartialBackupState> resumable(const BackupRepository& place,
+                                            const std::optional<std::string>& latestID, bool encrypted) {
+  const auto ids = place.partialBackupIDs();
+  for (auto id = ids.rbegin(); id != ids.rend(); ++id) {
+    auto state = PartialBackupState::load(place.partialDirectory(*id));
+    if (!state || state->parentBackupID != latestID || state->encrypted.value_or(false) != encrypted)
+      continue;
+    state->backupID = *id;
+    return state;
+  }
+  return std::nullopt;
 }
 
 bool isThere(const IndexItem& item, const ObjectStore& store) {
@@ -60,24 +76,33 @@ std::vector<SectionSummary> loadSummaries(const std::filesystem::path& partial) 
 
 }  // namespace
 
-ResumePlan ResumePlan::make(const BackupRepository& repository, ResumeInterrupted resume,
+ResumePlan ResumePlan::make(const BackupRepository& repository,
+                            const std::optional<std::filesystem::path>& staging, ResumeInterrupted resume,
                             const std::optional<std::string>& latestID, bool encrypted, platform::Date now) {
   ResumePlan plan;
-  plan.discarded = repository.partialBackupIDs();
-  plan.backupID = freeID(repository, now);
-  if (resume == ResumeInterrupted::no) return plan;
-
-  for (auto id = plan.discarded.rbegin(); id != plan.discarded.rend(); ++id) {
-    auto state = PartialBackupState::load(repository.partialDirectory(*id));
-    if (!state || state->parentBackupID != latestID || state->encrypted.value_or(false) != encrypted)
-      continue;
-    state->backupID = *id;
-    plan.backupID = *id;
-    plan.resumed = std::move(state);
-    plan.discarded.clear();
+  if (resume == ResumeInterrupted::yes)
+    plan.resumed =
+        staging ? resumableStaged(*staging, latestID, encrypted) : resumable(repository, latestID, encrypted);
+  if (plan.resumed) {
+    plan.backupID = plan.resumed->backupID;
     return plan;
   }
+  std::vector<BackupRepository> places{repository};
+  if (staging) places.emplace_back(*staging);
+  plan.backupID = freeID(places, now);
+  for (const auto& place : places)
+    for (const auto& id : place.partialBackupIDs()) plan.discarded.push_back(place.partialDirectory(id));
   return plan;
+}
+
+ResumePlan ResumePlan::fresh(const BackupRepository& repository, platform::Date now) {
+  return {std::nullopt, freeID({repository}, now), {}};
+}
+
+std::optional<PartialBackupState> resumableStaged(const std::filesystem::path& staging,
+                                                  const std::optional<std::string>& latestID,
+                                                  bool encrypted) {
+  return resumable(BackupRepository(staging), latestID, encrypted);
 }
 
 Leftovers Leftovers::load(const std::filesystem::path& partial, const ObjectStore& store,

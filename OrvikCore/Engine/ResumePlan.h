@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <stop_token>
@@ -19,17 +20,26 @@ enum class ResumeInterrupted { no, yes };
 /// Which interrupted run is taken up, and which are cleared away. A value computed from the folder; nothing
 /// is deleted by computing it.
 struct ResumePlan {
-  std::optional<PartialBackupState> resumed;  ///< its `backupID` is the name of its folder
-  std::string backupID;                       ///< of the run: the resumed one's, or a fresh one
-  std::vector<std::string> discarded;         ///< IDs of the partial folders that a new run deletes first
+  std::optional<PartialBackupState> resumed;     ///< its `backupID` is the name of its folder
+  std::string backupID;                          ///< of the run: the resumed one's, or a fresh one
+  std::vector<std::filesystem::path> discarded;  ///< partial folders that a new run deletes first
 
   /// An interrupted run qualifies when its state can be read, it was compared against the backup that is the
-  /// newest one now, and it seals like this run; of several the newest. A new run deletes all the others
-  /// before it starts. A fresh ID is never one that stands in the folder, published or partial: it is the
-  /// next free second.
-  static ResumePlan make(const BackupRepository& repository, ResumeInterrupted resume,
+  /// newest one now, and it seals like this run; of several the newest. A run with a staging folder looks
+  /// there and nowhere else. A new run deletes all interrupted ones, in the folder and in its staging folder,
+  /// before it starts. A fresh ID is never one that stands in either, published or partial: it is the next
+  /// free second.
+  static ResumePlan make(const BackupRepository& repository,
+                         const std::optional<std::filesystem::path>& staging, ResumeInterrupted resume,
                          const std::optional<std::string>& latestID, bool encrypted, platform::Date now);
+
+  /// A new run that leaves interrupted ones alone.
+  static ResumePlan fresh(const BackupRepository& repository, platform::Date now);
 };
+
+/// The interrupted run below a staging folder that qualifies.
+std::optional<PartialBackupState> resumableStaged(const std::filesystem::path& staging,
+                                                  const std::optional<std::string>& latestID, bool encrypted);
 
 /// What an interrupted run left that can be trusted: finished items and finished sections whose content is
 /// really in the store. A power cut can leave names without content.

@@ -11,6 +11,7 @@
 #include "OrvikCore/Engine/BackupEvent.h"
 #include "OrvikCore/Engine/BackupJob.h"
 #include "OrvikCore/Format/SectionIndex.h"
+#include "OrvikCore/Jamf/FileDownloader.h"
 #include "OrvikCore/Jamf/RequestPipeline.h"
 #include "OrvikCore/Store/AuditLog.h"
 #include "OrvikCore/Store/BackupJournal.h"
@@ -33,11 +34,15 @@ struct RunContext {
   std::filesystem::path partial;  ///< the run's working folder
   std::optional<std::string> parentID;
   JournaledItems journaled;
-  tuv::Locked<std::int64_t>& bytes;  ///< downloaded so far
+  FileDownloader downloader;
+  tuv::Locked<std::int64_t>& bytes;         ///< of package files that arrived
+  tuv::Locked<std::int64_t>& pendingBytes;  ///< of package files that a simulation leaves
   AuditLog& audit;
   std::optional<BackupCipher> cipher;
   bool reuseParentObjects = false;  ///< a parent manifest could be read, and it is sealed if this run seals
   OnBackupEvent onEvent;
+
+  bool isSimulation() const { return job.simulationDirectory.has_value(); }
 
   /// The parent backup's index of a section; nothing when there is no parent or it can't be read, so that all
   /// items count as new.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "OrvikCore/Engine/DeviceSection.h"
+#include "OrvikCore/Engine/FileSection.h"
 #include "OrvikCore/Engine/SectionDelta.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Jamf/DownloadError.h"
@@ -32,6 +34,10 @@ void throwIfCancelled(const std::exception& error, const std::stop_token& stop) 
     throw platform::CancellationError();
 }
 
+[[noreturn]] void refuseID(const std::string& id) {
+  throw tuv::Error(fmt::format("The id \"{}\" can't be part of a request path.", id));
+}
+
 }  // namespace
 
 SectionSummary SectionRunner::run(const std::stop_token& stop) const {
@@ -41,6 +47,7 @@ SectionSummary SectionRunner::run(const std::stop_token& stop) const {
   } catch (const std::exception& error) {
     return failure(error, stop);
   }
+  noteStrangeAnswers();
   return summarize(std::move(reading));
 }
 
@@ -51,12 +58,11 @@ SectionSummary SectionRunner::summarize(Reading reading) const {
                      std::move(reading.outcomes.items),
                      {},
                      std::move(reading.outcomes.errors)};
-  const auto parent = context_.parentIndex(definition_.id);
 
   SectionSummary summary;
   summary.id = definition_.id;
   summary.title = definition_.title;
-  summary.counts = applyDelta(index, parent ? &*parent : nullptr);
+  summary.counts = applyDelta(index, parentIndex());
   summary.index = BackupFormat::sectionPath(definition_.id);
   BackupRepository::writeIndex(index, context_.partial / *summary.index, context_.cipher);
   if (!index.errors.empty()) {
@@ -89,10 +95,6 @@ SectionSummary SectionRunner::failure(const std::exception& error, const std::st
 }
 
 SectionRunner::Reading SectionRunner::read(const std::stop_token& stop) const {
-  const auto notRead = [&]() -> Reading {
-    throw tuv::Error(
-        fmt::format("This version of Orvik does not read the section \"{}\" yet.", definition_.id));
-  };
   return std::visit(
       Overloaded{
           [&](const SectionDefinition::ClassicList& kind) { return readClassicList(kind, stop); },
@@ -102,8 +104,12 @@ SectionRunner::Reading SectionRunner::read(const std::stop_token& stop) const {
           },
           [&](const SectionDefinition::Pro& kind) { return readPro(kind, stop); },
           [&](const SectionDefinition::ClassicAccounts&) { return readAccounts(stop); },
-          [&](const SectionDefinition::Devices&) { return notRead(); },
-          [&](const SectionDefinition::Files&) { return notRead(); },
+          [&](const SectionDefinition::Devices& kind) {
+            return DeviceSection(DeviceSpec::spec(kind.kind), context_, *this).read(stop);
+          },
+          [&](const SectionDefinition::Files&) {
+            return FileSection(definition_, context_).run(*this, stop);
+          },
       },
       definition_.kind);
 }
@@ -157,8 +163,7 @@ SectionRunner::Reading SectionRunner::readPro(const SectionDefinition::Pro& kind
       entries, {},
       [&](const ListEntry& entry, const std::stop_token& token) {
         if (!kind.detail.empty()) {
-          if (!entry.path)
-            throw tuv::Error(fmt::format("The id \"{}\" can't be part of a request path.", entry.id));
+          requirePathComponent(entry.id);
           return storeItem(entry, "pro", context_.pipeline.get(*entry.path, {}, token));
         }
         const auto body = entry.payload ? entry.payload->serialized() : std::nullopt;
@@ -179,7 +184,7 @@ SectionRunner::Reading SectionRunner::singleObject(std::string variant, std::str
 }
 
 IndexItem SectionRunner::readClassicObject(const ListEntry& entry, const std::stop_token& stop) const {
-  if (!entry.path) throw tuv::Error(fmt::format("The id \"{}\" can't be part of a request path.", entry.id));
+  if (!entry.path) refuseID(entry.id);
   return storeItem(entry, "classic", context_.pipeline.get(*entry.path, {}, stop));
 }
 
@@ -188,8 +193,32 @@ IndexItem SectionRunner::storeItem(const ListEntry& entry, std::string variant,
   IndexItem item;
   item.id = entry.id;
   item.name = entry.name;
-  item.objects.emplace(std::move(variant), context_.store.put(body));
+  item.objects.emplace(std::move(variant), storeObject(body));
   return item;
+}
+
+std::string SectionRunner::storeObject(const platform::Bytes& body) const {
+  auto stored = context_.store.store(body);
+  if (!stored.isJSON) ++strangeAnswers_;
+  return std::move(stored.name);
+}
+
+void SectionRunner::requirePathComponent(const std::string& id) {
+  if (!isPathComponent(id)) refuseID(id);
+}
+
+const SectionIndex* SectionRunner::parentIndex() const {
+  if (!std::exchange(hasLookedForParent_, true)) parent_ = context_.parentIndex(definition_.id);
+  return parent_ ? &*parent_ : nullptr;
+}
+
+/// The server's own programming interface answers in JSON; a login page or a proxy's error does not.
+void SectionRunner::noteStrangeAnswers() const {
+  if (const auto count = strangeAnswers_.load())
+    context_.emit(BackupEvents::Note{fmt::format(
+        "Section \"{}\": {} {} not JSON, as from a login page or a proxy, and {} stored as {} came.",
+        definition_.title, count, count == 1 ? "answer was" : "answers were", count == 1 ? "is" : "are",
+        count == 1 ? "it" : "they")});
 }
 
 SectionRunner::Outcome SectionRunner::outcomeOf(const ListEntry& entry, const Operation& operation,
@@ -210,9 +239,9 @@ SectionRunner::Outcome SectionRunner::outcomeOf(const ListEntry& entry, const Op
   }
 }
 
-SectionRunner::Outcomes SectionRunner::mapConcurrently(const std::vector<ListEntry>& entries,
-                                                       std::optional<int> width, const Operation& operation,
-                                                       const std::stop_token& stop) const {
+SectionOutcomes SectionRunner::mapConcurrently(const std::vector<ListEntry>& entries,
+                                               std::optional<int> width, const Operation& operation,
+                                               const std::stop_token& stop) const {
   const std::string id(definition_.id);
   std::vector<std::optional<Outcome>> slots(entries.size());
   context_.emit(BackupEvents::SectionProgress{id, 0, entries.size()});
@@ -241,7 +270,7 @@ SectionRunner::Outcomes SectionRunner::mapConcurrently(const std::vector<ListEnt
           context_.emit(BackupEvents::SectionProgress{id, done, entries.size()});
       });
 
-  Outcomes outcomes;
+  SectionOutcomes outcomes;
   for (auto& slot : slots) {
     if (auto* item = std::get_if<IndexItem>(&*slot))
       outcomes.items.push_back(std::move(*item));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "OrvikCore/Engine/DeviceSpec.h"
 #include "OrvikCore/Engine/RunContext.h"
 #include "OrvikCore/Format/SectionIndex.h"
 #include "OrvikCore/Format/SectionSummary.h"
@@ -16,6 +18,18 @@
 #include "OrvikCore/Jamf/SectionLists.h"
 
 namespace orvik {
+
+/// What came of the objects of a section.
+struct SectionOutcomes {
+  std::vector<IndexItem> items;
+  std::vector<ItemError> errors;
+};
+
+/// What reading a section gives, whatever its kind.
+struct SectionReading {
+  std::map<std::string, std::string> sources;  ///< labels to path templates
+  SectionOutcomes outcomes;
+};
 
 /// Reads one section of the catalog from the server into the store, journals each finished object, compares
 /// the result with the parent backup and writes the section's index into the run's working folder.
@@ -31,26 +45,30 @@ class SectionRunner {
   /// partial. Throws `platform::CancellationError`, and what writing the index throws.
   SectionSummary run(const std::stop_token& stop) const;
 
+  using DeviceSpec = orvik::DeviceSpec;
+
   /// The result of one object.
   using Outcome = std::variant<IndexItem, ItemError>;
-  struct Outcomes {
-    std::vector<IndexItem> items;
-    std::vector<ItemError> errors;
-  };
   using Operation = std::function<IndexItem(const ListEntry&, const std::stop_token&)>;
 
   /// Runs `operation` for each entry, at most `width` at a time (default: the run's limit of requests), and
   /// gives the outcomes in the order of the list. Entries that the journal of an interrupted run holds are
   /// taken from it without a request; each new item is appended to the journal. Throws
   /// `platform::CancellationError`.
-  Outcomes mapConcurrently(const std::vector<ListEntry>& entries, std::optional<int> width,
-                           const Operation& operation, const std::stop_token& stop) const;
+  SectionOutcomes mapConcurrently(const std::vector<ListEntry>& entries, std::optional<int> width,
+                                  const Operation& operation, const std::stop_token& stop) const;
+
+  // For those who read a kind of section.
+
+  /// The parent backup's index of this section, or null; read once. Only the thread of `run` may call.
+  const SectionIndex* parentIndex() const;
+  /// Puts an answer into the store and gives its name; counts the ones that are no JSON. Any thread may call.
+  std::string storeObject(const platform::Bytes& body) const;
+  /// Throws `tuv::Error` for an id that can't stand in a request path.
+  static void requirePathComponent(const std::string& id);
 
  private:
-  struct Reading {
-    std::map<std::string, std::string> sources;  ///< labels to path templates
-    Outcomes outcomes;
-  };
+  using Reading = SectionReading;
 
   Reading read(const std::stop_token& stop) const;
   Reading readClassicList(const SectionDefinition::ClassicList& kind, const std::stop_token& stop) const;
@@ -64,9 +82,13 @@ class SectionRunner {
 
   SectionSummary summarize(Reading reading) const;
   SectionSummary failure(const std::exception& error, const std::stop_token& stop) const;
+  void noteStrangeAnswers() const;
 
   const SectionDefinition& definition_;
   const RunContext& context_;
+  mutable std::atomic<std::size_t> strangeAnswers_ = 0;  ///< stored though they are no JSON
+  mutable bool hasLookedForParent_ = false;
+  mutable std::optional<SectionIndex> parent_;
 };
 
 }  // namespace orvik

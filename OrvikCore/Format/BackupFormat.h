@@ -50,6 +50,7 @@ inline constexpr std::string_view storeFolder = "store";
 inline constexpr std::string_view objectsFolder = "objects";
 inline constexpr std::string_view filesFolder = "files";
 inline constexpr std::string_view packsFolder = "packs";
+inline constexpr std::string_view partSuffix = ".part";  ///< of a download in progress
 inline constexpr std::string_view downloadsFolder = "downloads";
 inline constexpr std::string_view objectSuffix = ".json";
 inline constexpr std::string_view packSuffix = ".pack";

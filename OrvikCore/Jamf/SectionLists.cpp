@@ -72,9 +72,10 @@ std::vector<ListEntry> accountEntries(std::string_view body) {
   return all;
 }
 
-ProResponse proFetch(jamf::JamfRequesting& reader, const std::string& path,
-                     const std::vector<jamf::QueryItem>& extra, int pageSize, const std::stop_token& stop) {
-  std::vector<JSONTree> items;
+std::optional<platform::Bytes> proPages(jamf::JamfRequesting& reader, const std::string& path,
+                                        const std::vector<jamf::QueryItem>& extra, int pageSize,
+                                        const OnPage& onPage, const std::stop_token& stop) {
+  std::size_t seen = 0;
   for (int page = 0;; ++page) {
     std::vector<jamf::QueryItem> query{{"page", std::to_string(page)},
                                        {"page-size", std::to_string(pageSize)}};
@@ -83,22 +84,36 @@ ProResponse proFetch(jamf::JamfRequesting& reader, const std::string& path,
     const auto root = JSONTree::parse(body);
     auto results = root["results"].array();
     if (!results && page == 0) {
-      if (auto whole = root.array()) return std::move(*whole);
-      return body;
+      auto whole = root.array();
+      if (!whole) return body;
+      onPage(std::move(*whole));
+      return std::nullopt;
     }
-    if (!results || results->empty()) return items;
+    if (!results || results->empty()) return std::nullopt;
 
     const auto pageLength = results->size();
-    std::ranges::move(*results, std::back_inserter(items));
+    seen += pageLength;
+    onPage(std::move(*results));
     if (const auto total = root["totalCount"].integer()) {
-      if (std::cmp_greater_equal(items.size(), *total)) return items;
+      if (std::cmp_greater_equal(seen, *total)) return std::nullopt;
     } else if (std::cmp_less(pageLength, pageSize)) {
-      return items;
+      return std::nullopt;
     }
-    if (items.size() > mostElements)
+    if (seen > mostElements)
       throw tuv::Error(fmt::format("The list {} does not end: more than {} objects.", path, mostElements));
     platform::throwIfCancelled(stop);
   }
+}
+
+ProResponse proFetch(jamf::JamfRequesting& reader, const std::string& path,
+                     const std::vector<jamf::QueryItem>& extra, int pageSize, const std::stop_token& stop) {
+  std::vector<JSONTree> items;
+  auto single = proPages(
+      reader, path, extra, pageSize,
+      [&items](std::vector<JSONTree> elements) { std::ranges::move(elements, std::back_inserter(items)); },
+      stop);
+  if (single) return std::move(*single);
+  return items;
 }
 
 std::vector<ListEntry> proEntries(const std::vector<JSONTree>& elements, const SectionDefinition::Pro& kind) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -36,6 +37,14 @@ std::vector<ListEntry> accountEntries(std::string_view body);
 
 /// An answer that is no list is `Bytes`: the one object of its section.
 using ProResponse = std::variant<std::vector<JSONTree>, platform::Bytes>;
+
+/// Shows the elements of each page of a Pro list, so that a page can be forgotten before the next one is
+/// read; an answer that is no list is returned. A page without elements, at the end, is not shown. Throws as
+/// `proFetch`.
+using OnPage = std::function<void(std::vector<JSONTree> elements)>;
+std::optional<platform::Bytes> proPages(jamf::JamfRequesting& reader, const std::string& path,
+                                        const std::vector<jamf::QueryItem>& extra, int pageSize,
+                                        const OnPage& onPage, const std::stop_token& stop);
 
 /// Reads all pages of a Pro list. Throws what the reader throws, `platform::json::ParseError`, and a
 /// `tuv::Error` for a list that never ends.

@@ -1,5 +1,7 @@
 #include "OrvikCore/Store/AuditLog.h"
 
+#include <utility>
+
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Files/Files.h"
 #include "Platform/HTTP/URL.h"
@@ -30,6 +32,18 @@ void AuditLog::record(const AuditEntry& entry) noexcept try {
   });
 } catch (...) {
   // The trail never stops a backup; a full disk shows as missing lines.
+}
+
+void AuditLog::recordLocal(std::string method, std::string target,
+                           std::optional<std::string> detail) noexcept {
+  AuditEntry entry;
+  entry.time = platform::now();
+  entry.kind = AuditEntry::Kind::local;
+  entry.method = std::move(method);
+  entry.target = std::move(target);
+  entry.outcome = "ok";
+  entry.detail = std::move(detail);
+  record(entry);
 }
 
 std::map<std::string, int> AuditLog::tally() const {

@@ -59,6 +59,9 @@ class AuditLog {
   explicit AuditLog(const std::optional<std::filesystem::path>& directory);
 
   void record(const AuditEntry& entry) noexcept;
+  /// Records an action of this machine that went well.
+  void recordLocal(std::string method, std::string target,
+                   std::optional<std::string> detail = std::nullopt) noexcept;
 
   /// How many events there were under each "<kind>.<outcome>".
   std::map<std::string, int> tally() const;

@@ -103,6 +103,11 @@ std::optional<BackupLock> BackupLock::Holder::takenOverBy() const {
   return held;
 }
 
+void BackupLock::Holder::requireOwn() const {
+  if (const auto other = takenOverBy())
+    throw BackupEngineError::locked(other->holderText(), other->startedAt);
+}
+
 void BackupLock::Holder::release() noexcept {
   released_.withLock([&](bool& released) {
     if (std::exchange(released, true)) return;

@@ -93,6 +93,8 @@ class BackupLock::Holder {
   /// The lock of another holder that stands in the folder by now; nothing while it is this one's, absent or
   /// unreadable.
   std::optional<BackupLock> takenOverBy() const;
+  /// Throws `BackupEngineError` (locked) when the lock was taken over.
+  void requireOwn() const;
 
   /// Gives the lock up; a second call does nothing.
   void release() noexcept;

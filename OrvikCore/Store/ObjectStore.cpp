@@ -20,20 +20,22 @@ std::optional<platform::Bytes> ObjectStore::canonicalJSON(const Bytes& data) {
 
 std::string ObjectStore::sha256(std::string_view data) { return platform::sha256Hex(data); }
 
-std::string ObjectStore::put(const Bytes& data) const {
+ObjectStore::Stored ObjectStore::store(const Bytes& data) const {
   const auto canonical = canonicalJSON(data);
   const Bytes& plain = canonical ? *canonical : data;
-  std::string name = cipher ? cipher->name(plain) : sha256(plain);
+  Stored result{cipher ? cipher->name(plain) : sha256(plain), canonical.has_value()};
 
   const bool maybeEmpty = plain.empty() && !cipher;
-  if (maybeEmpty ? has(name, IncludingOverlay::yes) : hasContent(name, IncludingOverlay::yes)) return name;
+  const bool isThere =
+      maybeEmpty ? has(result.name, IncludingOverlay::yes) : hasContent(result.name, IncludingOverlay::yes);
+  if (isThere) return result;
 
-  const Path target = overlay.value_or(instanceDirectory) / BackupFormat::objectPath(name);
+  const Path target = overlay.value_or(instanceDirectory) / BackupFormat::objectPath(result.name);
   const Bytes sealed = cipher ? cipher->seal(plain) : Bytes();
   const Bytes& stored = cipher ? sealed : plain;
   if (stored.size() > BackupFormat::objectLimit) files::throwFileError("write", target, EFBIG);
   atomicWrite(stored, target);
-  return name;
+  return result;
 }
 
 bool ObjectStore::has(std::string_view hash, IncludingOverlay includingOverlay) const noexcept try {
@@ -136,12 +138,12 @@ bool ObjectStore::hasFile(std::string_view sha256) const noexcept try {
   return false;
 }
 
-void ObjectStore::adoptFile(const Path& source, std::string_view sha256) const {
+void ObjectStore::adoptFile(const Path& source, std::string_view sha256, const std::stop_token& stop) const {
   if (!platform::isLowerHex64(sha256)) files::throwFileError("store the file", source, EINVAL);
   if (hasFile(sha256)) return files::remove(source);
   const Path target = fileURL(sha256);
   files::createDirectories(target.parent_path());
-  files::rename(source, target);
+  files::move(source, target, stop);
 }
 
 void ObjectStore::atomicWrite(std::string_view data, const Path& path) { files::atomicWrite(data, path); }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -42,7 +43,14 @@ struct ObjectStore {
   /// object that the store has already is not written again. The name is the SHA-256 of the plain canonical
   /// bytes, or with a cipher their hidden name. Throws `platform::files::FileError`, or the cipher's error;
   /// the store is as before then.
-  std::string put(const Bytes& data) const;
+  std::string put(const Bytes& data) const { return store(data).name; }
+
+  struct Stored {
+    std::string name;
+    bool isJSON = false;  ///< false: kept verbatim
+  };
+  /// The same, and what it took the bytes for.
+  Stored store(const Bytes& data) const;
 
   /// Whether the object is there. A packed one is found without a look at the disk.
   bool has(std::string_view hash, IncludingOverlay includingOverlay) const noexcept;
@@ -80,9 +88,10 @@ struct ObjectStore {
   /// Whether the instance folder has that package file.
   bool hasFile(std::string_view sha256) const noexcept;
 
-  /// Moves a finished download into the store; where the bytes are known already, deletes it instead.
-  /// Throws `FileError`.
-  void adoptFile(const Path& source, std::string_view sha256) const;
+  /// Moves a finished download into the store; where the bytes are known already, deletes it instead. From
+  /// another volume it is copied, and appears whole. Throws `FileError`, and `CancellationError` while it
+  /// copies; the source is still there then.
+  void adoptFile(const Path& source, std::string_view sha256, const std::stop_token& stop = {}) const;
 
   /// Writes a whole file in one step; see `platform::files::atomicWrite`. The one way in which any file of a
   /// backup folder is written.

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -111,6 +112,12 @@ void rename(const Path& from, const Path& to);
 /// network file systems) `to` is looked at first, so a file that appears in that moment may be replaced, a
 /// folder with content never.
 void renameWithoutReplacing(const Path& from, const Path& to);
+/// Copies a regular file in pieces: the copy is flushed to stable storage and appears whole, under a name
+/// that must be free. Throws `FileError`, and `CancellationError` on a stop; nothing has appeared then.
+void copyFile(const Path& from, const Path& to, const std::stop_token& stop = {});
+/// Gives a file another name; from one file system to another it is copied first. An existing file at `to`
+/// is replaced or, by the copy, an error. Throws as `rename` and `copyFile`; the file is still there then.
+void move(const Path& from, const Path& to, const std::stop_token& stop = {});
 /// Deletes a file. Throws `FileError`, also when it is not there.
 void remove(const Path& path);
 /// Deletes a file or an empty folder; failures are ignored.

@@ -23,12 +23,8 @@ struct LaterOption {
 constexpr std::array laterOptions{
     LaterOption{"--instance", LaterOption::Form::value,
                 "stored instances come later; name the server with --url and --client-id"},
-    LaterOption{"--staging", LaterOption::Form::value, "staging comes later"},
-    LaterOption{"--mount", LaterOption::Form::value, "package files come later"},
-    LaterOption{"--downloads", LaterOption::Form::value, "package files come later"},
-    LaterOption{"--full-refresh", LaterOption::Form::flag, "device records come later"},
-    LaterOption{"--classic-devices", LaterOption::Form::flag, "device records come later"},
 };
+constexpr LaterOption laterReport{"--report", LaterOption::Form::value, "reports come later"};
 
 void addServer(CLI::App& command, BackupArguments& a) {
   command.add_option("--to", a.to, "Folder of all instances; made when it is missing")->type_name("ROOT");
@@ -51,6 +47,13 @@ void addReading(CLI::App& command, BackupArguments& a) {
   };
   list("--only", a.only, "Read these sections alone");
   list("--disable", a.disable, "Leave these sections out");
+  command.add_flag("--classic-devices", a.classicDevices, "Read the Classic record of each device too");
+  command.add_flag("--full-refresh", a.fullRefresh, "Read devices that have not changed too");
+  command.add_flag("--no-files", a.noFiles, "Leave package files where they are");
+  addNumber(command, "--downloads", a.downloads, 1, 16, "Package files fetched side by side");
+  command
+      .add_option("--mount", a.mount, "Folder of a mounted file share, tried where no server has a package")
+      ->type_name("PATH");
   addNumber(command, "--concurrency", a.concurrency, 1, 64, "Requests side by side");
   addNumber(command, "--rate", a.rate, 0, 100000, "Requests a second at most; 0 is no limit");
   addNumber(command, "--attempts", a.attempts, 1, 100, "Attempts for each request");
@@ -60,6 +63,10 @@ void addReading(CLI::App& command, BackupArguments& a) {
 }
 
 void addKeeping(CLI::App& command, BackupArguments& a) {
+  command
+      .add_option("--staging", a.staging,
+                  "Folder on a local disk to work in; a synchronised ROOT then gets whole packs alone")
+      ->type_name("DIR");
   command.add_flag("--no-pack", a.noPack, "Leave new objects as single files");
   addLimits(command, a.keep);
   command.add_flag("--encrypt", a.encrypt,
@@ -70,26 +77,41 @@ void addKeeping(CLI::App& command, BackupArguments& a) {
   addLockWait(command, a.lockWait);
 }
 
+void addLater(CLI::App& command, const LaterOption& later) {
+  if (later.form == LaterOption::Form::flag)
+    command.add_flag(later.name)->group("");
+  else
+    command.add_option(later.name)->group("");
+}
+
+void refuseLater(const CLI::App& command, const LaterOption& later) {
+  if (command.count(later.name) != 0)
+    throw UsageError(fmt::format("{} is not available in this version: {}.", later.name, later.reason));
+}
+
 /// What is so already, and what comes later.
 void addOthers(CLI::App& command) {
-  for (const char* name : {"--no-files", "--no-reports"})
-    command.add_flag(name)->description("Already so in this version");
-  for (const auto& later : laterOptions) {
-    if (later.form == LaterOption::Form::flag)
-      command.add_flag(later.name)->group("");
-    else
-      command.add_option(later.name)->group("");
-  }
+  command.add_flag("--no-reports")->description("Already so in this version");
+  for (const auto& later : laterOptions) addLater(command, later);
+}
+
+void addRun(CLI::App& command, BackupArguments& a) {
+  addServer(command, a);
+  addReading(command, a);
+  addKeeping(command, a);
+  command.add_option("--ca-file", a.caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
+  addQuiet(command, a.quiet);
+  addJSON(command, a.json);
+  addOthers(command);
 }
 
 BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
-  for (const auto& later : laterOptions)
-    if (command.count(later.name) != 0)
-      throw UsageError(fmt::format("{} is not available in this version: {}.", later.name, later.reason));
+  for (const auto& later : laterOptions) refuseLater(command, later);
   const std::array<std::pair<const char*, const std::string*>, 3> required{
       {{"--to", &a.to}, {"--url", &a.url}, {"--client-id", &a.clientID}}};
   for (const auto& [name, value] : required)
-    if (value->empty()) throw UsageError(fmt::format("{} is missing. See orvik backup --help.", name));
+    if (value->empty())
+      throw UsageError(fmt::format("{} is missing. See orvik {} --help.", name, nameOf(command)));
   if (a.secretFile && a.secretCommand)
     throw UsageError("--secret-file and --secret-command exclude each other.");
   return a;
@@ -100,13 +122,7 @@ BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
 void addBackup(CLI::App& program, Commands& commands) {
   auto& command = *program.add_subcommand("backup", "Make one backup of a server");
   const auto a = std::make_shared<BackupArguments>();
-  addServer(command, *a);
-  addReading(command, *a);
-  addKeeping(command, *a);
-  command.add_option("--ca-file", a->caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
-  addQuiet(command, a->quiet);
-  addJSON(command, a->json);
-  addOthers(command);
+  addRun(command, *a);
   command.footer(
       "The client secret may also stand in the environment variable ORVIK_CLIENT_SECRET or in the systemd\n"
       "credential orvik-client-secret. Each option has a variable too: --lock-wait is ORVIK_LOCK_WAIT.\n"
@@ -116,6 +132,24 @@ void addBackup(CLI::App& program, Commands& commands) {
       "~/secret \\\n"
       "      --keep-days 90");
   commands.push_back({&command, [&command, a]() -> Invocation { return checked(command, *a); }});
+}
+
+void addSimulate(CLI::App& program, Commands& commands) {
+  auto& command = *program.add_subcommand("simulate", "Show what a backup would store and download");
+  const auto a = std::make_shared<BackupArguments>();
+  addRun(command, *a);
+  addLater(command, laterReport);
+  command.footer(
+      "The server is read as by a backup, but devices that changed and package files are only counted.\n"
+      "Nothing below ROOT changes, and no lock is taken. The options of orvik backup are understood; those\n"
+      "that say how a backup is kept have no effect.\n\n"
+      "Example:\n"
+      "  orvik simulate --to /srv/backups --url https://school.example --client-id 4711 --secret-file "
+      "~/secret");
+  commands.push_back({&command, [&command, a]() -> Invocation {
+                        refuseLater(command, laterReport);
+                        return SimulationArguments{checked(command, *a)};
+                      }});
 }
 
 }  // namespace orvik::host::commandLine

@@ -19,6 +19,7 @@ using Commands = std::vector<Command>;
 // Each adds commands to the program with their options, help and example. The rooms have the same names.
 
 void addBackup(CLI::App& program, Commands& commands);
+void addSimulate(CLI::App& program, Commands& commands);
 /// `demo` and `sample-server`.
 void addSamples(CLI::App& program, Commands& commands);
 /// `pack`, `gc` and `retention`.

@@ -148,19 +148,39 @@ TEST(CommandTable, AVariableOfTheOtherSecretSourceGivesWay) {
 }
 
 TEST(CommandTable, OptionsOfLaterVersionsAreRefusedWithASentence) {
-  for (const Arguments& later :
-       {Arguments{"--instance", "x"}, Arguments{"--staging", "x"}, Arguments{"--mount", "m"},
-        Arguments{"--downloads", "2"}, Arguments{"--full-refresh"}, Arguments{"--classic-devices"}}) {
-    const auto option = later.front().substr(0, later.front().find('='));
-    EXPECT_THAT(refusal(backupLine(later)),
-                testing::StartsWith(option + " is not available in this version: "));
-  }
+  EXPECT_THAT(refusal(backupLine({"--instance", "x"})),
+              testing::StartsWith("--instance is not available in this version: "));
+  EXPECT_THAT(refusal({"simulate", "--report", "x.pdf"}),
+              testing::StartsWith("--report is not available in this version: "));
   Variables variables;
-  variables.set("ORVIK_STAGING", "x");
-  EXPECT_EQ(refusal(backupLine()), "--staging is not available in this version: staging comes later.");
+  variables.set("ORVIK_INSTANCE", "x");
+  EXPECT_THAT(refusal(backupLine()), testing::StartsWith("--instance is not available in this version: "));
 }
 
-TEST(CommandTable, WhatIsAlreadySoIsAccepted) { EXPECT_NO_THROW(parsed({"--no-files", "--no-reports"})); }
+TEST(CommandTable, WhatIsAlreadySoIsAccepted) { EXPECT_NO_THROW(parsed({"--no-reports"})); }
+
+TEST(CommandTable, DevicesAndFilesHaveTheirOptions) {
+  const auto plain = parsed({});
+  EXPECT_FALSE(plain.noFiles || plain.classicDevices || plain.fullRefresh);
+  EXPECT_EQ(plain.downloads, 2);
+  EXPECT_FALSE(plain.mount || plain.staging);
+
+  const auto backup = parsed({"--no-files", "--classic-devices", "--full-refresh", "--downloads", "3",
+                              "--mount", "/mnt/share", "--staging", "/var/tmp/orvik"});
+  EXPECT_TRUE(backup.noFiles && backup.classicDevices && backup.fullRefresh);
+  EXPECT_EQ(backup.downloads, 3);
+  EXPECT_EQ(backup.mount, "/mnt/share");
+  EXPECT_EQ(backup.staging, "/var/tmp/orvik");
+  EXPECT_THAT(refusal(backupLine({"--downloads", "0"})), HasSubstr("--downloads"));
+}
+
+TEST(CommandTable, ASimulationUnderstandsTheOptionsOfABackup) {
+  auto line = backupLine({"--only", "policies", "--keep", "3"});
+  line.front() = "simulate";
+  const auto simulation = std::get<SimulationArguments>(parseCommandLine(line));
+  EXPECT_THAT(simulation.backup.only, testing::ElementsAre("policies"));
+  EXPECT_EQ(refusal({"simulate", "--to", "x"}), "--url is missing. See orvik simulate --help.");
+}
 
 TEST(CommandTable, AStrayArgumentIsNotRepeatedForItMayBeASecret) {
   EXPECT_THAT(refusal({"S3CRET"}), Not(HasSubstr("S3CRET")));
@@ -199,7 +219,8 @@ TEST(CommandTable, HelpHasAnExampleForEachCommand) {
     return std::get<PrintText>(parseCommandLine(arguments)).text;
   };
   EXPECT_EQ(text({"--version"}), "orvik " ORVIK_VERSION);
-  for (const std::string command : {"backup", "pack", "gc", "retention", "demo", "sample-server"}) {
+  for (const std::string command :
+       {"backup", "simulate", "pack", "gc", "retention", "demo", "sample-server"}) {
     EXPECT_THAT(text({"--help"}), HasSubstr(command));
     EXPECT_THAT(text({command, "--help"}), HasSubstr("Example:\n  orvik " + command));
     EXPECT_THAT(text({command, "--help"}), HasSubstr("Usage: orvik " + command + " "));

@@ -21,17 +21,14 @@ std::string refusal(const std::vector<std::string>& only, const std::vector<std:
   return "(accepted)";
 }
 
-TEST(SectionSelection, ByDefaultOnlyWhatCannotBeReadIsLeftOut) {
-  const auto selection = SectionSelection::make({}, {});
-  EXPECT_THAT(selection.disabled, ElementsAre("computers", "mobileDevices", "packageFiles"));
-  EXPECT_THAT(selection.notRead, ElementsAre("computers", "mobileDevices", "packageFiles"));
+TEST(SectionSelection, ByDefaultEverythingIsRead) {
+  EXPECT_TRUE(SectionSelection::make({}, {}).disabled.empty());
 }
 
 TEST(SectionSelection, OnlyLeavesAllOthersOut) {
   const auto selection = SectionSelection::make({"policies, scripts,", "buildings"}, {});
   EXPECT_EQ(selection.disabled.size(), SectionCatalog::all().size() - 3);
   for (const auto* id : {"policies", "scripts", "buildings"}) EXPECT_FALSE(selection.disabled.contains(id));
-  EXPECT_TRUE(selection.notRead.empty());
 }
 
 TEST(SectionSelection, DisableTakesAwayFromWhatOnlyPicks) {
@@ -40,21 +37,11 @@ TEST(SectionSelection, DisableTakesAwayFromWhatOnlyPicks) {
   EXPECT_TRUE(selection.disabled.contains("scripts"));
 }
 
-TEST(SectionSelection, WhatIsDisabledIsNotMissed) {
-  EXPECT_THAT(SectionSelection::make({}, {"computers"}).notRead,
-              ElementsAre("mobileDevices", "packageFiles"));
-}
-
 TEST(SectionSelection, AnUnknownIDIsNamedWithThoseNearIt) {
   EXPECT_EQ(refusal({"polices"}, {}), "There is no section \"polices\"; near it: policies.");
   EXPECT_THAT(refusal({}, {"SCRIPTS"}), HasSubstr("near it: scripts"));
   EXPECT_EQ(refusal({"nothing-like-it"}, {}), "There is no section \"nothing-like-it\".");
   EXPECT_THAT(refusal({std::string(100000, 'x')}, {}), HasSubstr("There is no section"));
-}
-
-TEST(SectionSelection, AskingForWhatCannotBeReadIsRefused) {
-  EXPECT_THAT(refusal({"computers"}, {}), HasSubstr("computers can't be read by this version"));
-  EXPECT_THAT(refusal({"policies,packageFiles"}, {}), HasSubstr("packageFiles can't be read"));
 }
 
 TEST(SectionSelection, SomethingHasToBeLeft) {
