@@ -1,5 +1,6 @@
 #include "SampleServer/Connections.h"
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -63,8 +64,7 @@ class Connections::Session {
           break;
         case RequestReader::Progress::ready:
           exchange_.handle(reader.request(), stop_, reply);
-          open =
-              (reply.wire.empty() || connection_->write(reply.wire)) && reply.ending == Reply::Ending::keep;
+          open = send(reply) && reply.ending == Reply::Ending::keep;
           reader.drop(buffer);
           break;
         case RequestReader::Progress::refused:
@@ -75,6 +75,32 @@ class Connections::Session {
     }
     cut(reply.ending == Reply::Ending::reset);
     finished_ = true;
+  }
+
+  /// False when the peer has gone or the server stops.
+  bool send(const Reply& reply) {
+    if (!reply.wire.empty() && !connection_->write(reply.wire)) return false;
+    if (!reply.stream) return true;
+    constexpr std::int64_t blockSize = 65536;
+    constexpr std::int64_t blocksASecond = 50;  // where the speed is limited
+    platform::Bytes block;
+    platform::MonotonicTime due = platform::MonotonicClock::now();
+    for (std::int64_t sent = 0; sent < reply.stream->length;) {
+      const std::int64_t rate = exchange_.downloadRate();
+      const std::int64_t most =
+          rate > 0 ? std::clamp<std::int64_t>(rate / blocksASecond, 1, blockSize) : blockSize;
+      block.resize(static_cast<std::size_t>(std::min(most, reply.stream->length - sent)));
+      reply.stream->fill(reply.stream->offset + sent, block);
+      if (!connection_->write(block)) return false;
+      sent += static_cast<std::int64_t>(block.size());
+      if (rate <= 0) continue;
+      const std::chrono::duration<double> pause(static_cast<double>(block.size()) /
+                                                static_cast<double>(rate));
+      due = std::max(due, platform::MonotonicClock::now()) +
+            std::chrono::duration_cast<platform::MonotonicClock::duration>(pause);
+      if (!platform::waitUntil(due, stop_)) return false;
+    }
+    return true;
   }
 
   void refuse(int status) {

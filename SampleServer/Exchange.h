@@ -10,6 +10,7 @@
 #include <stop_token>
 
 #include "Platform/Bytes.h"
+#include "SampleServer/Downloads.h"
 #include "SampleServer/FaultRules.h"
 #include "SampleServer/HTTPMessage.h"
 #include "SampleServer/RequestLog.h"
@@ -23,6 +24,7 @@ struct Reply {
   enum class Ending { keep, close, reset };
 
   platform::Bytes wire;
+  std::optional<BodyStream> stream;  ///< to be sent behind `wire`
   Ending ending = Ending::keep;
   int status = 0;  ///< 0 where no whole answer is sent
 };
@@ -33,8 +35,9 @@ class Exchange {
  public:
   using RequestHook = std::function<void(std::uint64_t number)>;
 
-  Exchange(TokenDesk& tokens, const Router& router, FaultRules& faults, RequestLog& log)
-      : tokens_(tokens), router_(router), faults_(faults), log_(log) {}
+  Exchange(TokenDesk& tokens, const Downloads& downloads, const Router& router, FaultRules& faults,
+           RequestLog& log)
+      : tokens_(tokens), downloads_(downloads), router_(router), faults_(faults), log_(log) {}
 
   /// Makes the reply in `reply`, whose buffer is used again. A stop ends a delay or a hang: the reply then
   /// is empty and closes. The request counts as done with before its reply is sent, so that a client which
@@ -43,6 +46,9 @@ class Exchange {
 
   void setDelay(std::chrono::microseconds delay) { delay_ = delay; }
   void setHook(RequestHook hook);
+  /// The speed of each streamed body in bytes a second; 0 for no limit. Counts at once.
+  void setDownloadRate(std::int64_t bytesPerSecond) { downloadRate_ = bytesPerSecond; }
+  std::int64_t downloadRate() const { return downloadRate_; }
 
  private:
   void prepare(const Request& request, std::string_view path, std::uint64_t number,
@@ -51,10 +57,12 @@ class Exchange {
 
   // Synchronise themselves.
   TokenDesk& tokens_;
+  const Downloads& downloads_;
   const Router& router_;
   FaultRules& faults_;
   RequestLog& log_;
   std::atomic<std::chrono::microseconds> delay_{std::chrono::microseconds(0)};
+  std::atomic<std::int64_t> downloadRate_ = 0;
   std::atomic<bool> hooked_ = false;
 
   std::mutex mutex_;  // guards what follows

@@ -27,12 +27,29 @@ struct FaultDelay {
   std::chrono::milliseconds duration{0};
 };
 
-/// The first bytes of the right answer, head included, and then the end of the connection.
+/// The first bytes of the right answer, and then the end of the connection.
 struct FaultCut {
   enum class Ending { close, reset };
+  /// `start`: so many bytes are sent, of head and body. `body`: the head and so many of the body. `end`: all
+  /// but so many.
+  enum class From { start, body, end };
 
   std::size_t after = 0;  ///< bytes
   Ending ending = Ending::close;
+  From from = From::start;
+};
+
+/// The right answer with another value of a header, with one more header, or without one. A changed
+/// Content-Length is followed by the whole body, and then by the end of the connection.
+struct FaultHeader {
+  std::string name;
+  std::optional<std::string> value = {};  ///< nothing takes the header away
+};
+
+/// The right head, a body that is so many bytes longer than the head says, or shorter, and then the end of
+/// the connection.
+struct FaultLength {
+  std::int64_t more = 0;  ///< bytes; below 0 for fewer
 };
 
 /// The right head, and as many bytes as it promises that are neither JSON nor UTF-8.
@@ -41,7 +58,8 @@ struct FaultGarbage {};
 /// No answer until the server stops.
 struct FaultHang {};
 
-using FaultAction = std::variant<FaultAnswer, FaultDelay, FaultCut, FaultGarbage, FaultHang>;
+using FaultAction =
+    std::variant<FaultAnswer, FaultDelay, FaultCut, FaultHeader, FaultLength, FaultGarbage, FaultHang>;
 
 /// What goes wrong, where and how often.
 struct FaultRule {

@@ -20,7 +20,11 @@ struct Fleet::Templates {
   RecordTemplate basic;
 };
 
-Fleet::Fleet(FleetSize size, std::uint64_t seed) : size_(size), seed_(seed) {
+Fleet::Fleet(FleetSize size, std::uint64_t seed)
+    : size_(size),
+      seed_(seed),
+      shelf_(size, sectionSeed(*sectionNumber("packages")), countOf(*sectionNumber("packages")),
+             countOf(*sectionNumber("jcdsFiles"))) {
   for (const SectionRow& row : sectionTable()) {
     templates_.push_back({RecordTemplate(row.listed.empty() ? row.record : row.listed),
                           RecordTemplate(row.record), RecordTemplate(row.classic),
@@ -36,6 +40,7 @@ std::size_t Fleet::countOf(std::size_t section) const {
 }
 
 std::string Fleet::nameOf(std::size_t section, std::size_t index) const {
+  if (sectionTable()[section].ids == IDStyle::fileName) return shelf_.cloudFileName(index);
   return sectionTable()[section].naming->name(sectionSeed(section), index);
 }
 
@@ -43,8 +48,7 @@ std::uint64_t Fleet::sectionSeed(std::size_t section) const {
   // People are the same ones wherever a section speaks of them.
   const SectionRow& row = sectionTable()[section];
   if (row.naming->style == Naming::Style::login) return seed_;
-  // The files of the cloud are those of packages.
-  return mix(seed_ ^ hashText(row.naming == &naming::package ? "packages" : row.id)) >> 16;
+  return mix(seed_ ^ hashText(row.id)) >> 16;
 }
 
 std::string Fleet::idOf(std::size_t section, std::size_t index) const {
@@ -67,7 +71,16 @@ RecordContext Fleet::context(const Section& state, std::size_t section, std::siz
   std::string shown = name == state.names.end() ? nameOf(section, index) : name->second;
   if (row.onlyNamed && changes > 0) shown += fmt::format("-{}", changes + 1);
   const std::uint64_t key = mix(mix(seed_ ^ hashText(row.id)) + index);
-  return {*this, row, index, idOf(section, index), std::move(shown), changes, key, Draw(mix(key))};
+  const auto date = state.dates.find(index);
+  return {*this,
+          row,
+          index,
+          idOf(section, index),
+          std::move(shown),
+          changes,
+          key,
+          Draw(mix(key)),
+          date == state.dates.end() ? InventoryDate() : date->second};
 }
 
 std::optional<std::size_t> Fleet::find(const Section& state, std::size_t section, std::string_view id) const {
@@ -85,7 +98,7 @@ std::optional<std::size_t> Fleet::find(const Section& state, std::size_t section
     std::from_chars(id.data() + 24, id.data() + 36, tail, 16);
     index = static_cast<std::size_t>((tail ^ sectionSeed(section)) & 0xffffffffffff);
   } else if (row.ids == IDStyle::fileName) {
-    for (index = 0; index < state.count && nameOf(section, index) != id;) ++index;
+    index = shelf_.cloudFile(id).value_or(state.count);
   }
   if (index >= state.count || state.removed.contains(index) || idOf(section, index) != id)
     return std::nullopt;
@@ -208,9 +221,37 @@ std::optional<Bytes> Fleet::record(std::size_t section, std::string_view id, Rec
 
 bool Fleet::change(std::size_t section, std::string_view id) {
   std::unique_lock lock(mutex_);
+  Section& state = sections_[section];
+  const auto index = find(state, section, id);
+  if (!index) return false;
+  if (sectionTable()[section].ids == IDStyle::fileName) return shelf_.change(id);
+  ++state.revisions[*index];
+  if (const auto date = state.dates.find(*index); date != state.dates.end()) date->second.isSet = false;
+  return true;
+}
+
+InventoryDate* Fleet::dateOf(std::size_t section, std::string_view id) {
+  if (sectionTable()[section].kind != SectionKind::devices) return nullptr;
   const auto index = find(sections_[section], section, id);
-  if (index) ++sections_[section].revisions[*index];
-  return index.has_value();
+  return index ? &sections_[section].dates[*index] : nullptr;
+}
+
+bool Fleet::setInventoryDate(std::size_t section, std::string_view id, std::optional<std::string> date) {
+  std::unique_lock lock(mutex_);
+  InventoryDate* const found = dateOf(section, id);
+  if (!found) return false;
+  found->isSet = true;
+  found->text = std::move(date);
+  return true;
+}
+
+bool Fleet::refresh(std::size_t section, std::string_view id) {
+  std::unique_lock lock(mutex_);
+  InventoryDate* const found = dateOf(section, id);
+  if (!found) return false;
+  ++found->refreshes;
+  found->isSet = false;
+  return true;
 }
 
 bool Fleet::remove(std::size_t section, std::string_view id) {
@@ -229,12 +270,50 @@ bool Fleet::rename(std::size_t section, std::string_view id, std::string name) {
 }
 
 std::optional<std::string> Fleet::add(std::size_t section) {
-  const SectionKind kind = sectionTable()[section].kind;
-  if (kind == SectionKind::classicSingle || kind == SectionKind::proSingle || kind == SectionKind::files) {
+  const SectionRow& row = sectionTable()[section];
+  if (row.kind == SectionKind::classicSingle || row.kind == SectionKind::proSingle ||
+      row.kind == SectionKind::files || row.ids == IDStyle::fileName) {
     return std::nullopt;
   }
   std::unique_lock lock(mutex_);
+  if (row.id == "packages") shelf_.addPackage();
   return idOf(section, sections_[section].count++);
+}
+
+std::string Fleet::addPackage(const NewPackage& package) {
+  const std::size_t section = *sectionNumber("packages");
+  std::unique_lock lock(mutex_);
+  if (shelf_.addPackage(package)) ++sections_[*sectionNumber("jcdsFiles")].count;
+  return idOf(section, sections_[section].count++);
+}
+
+std::vector<PackageFile> Fleet::packageFiles() const {
+  const std::size_t packages = *sectionNumber("packages");
+  const std::size_t cloud = *sectionNumber("jcdsFiles");
+  std::shared_lock lock(mutex_);
+  std::vector<PackageFile> files;
+  std::set<std::string> seen;
+  for (std::size_t i = 0; i < sections_[packages].count; ++i) {
+    if (sections_[packages].removed.contains(i)) continue;
+    const auto file = shelf_.file(shelf_.fileName(i));
+    if (!seen.insert(file->name).second) continue;
+    files.push_back({file->name, file->content.size, find(sections_[cloud], cloud, file->name).has_value(),
+                     file->onShare});
+  }
+  return files;
+}
+
+std::optional<ShelvedFile> Fleet::cloudFile(std::string_view fileName) const {
+  const std::size_t cloud = *sectionNumber("jcdsFiles");
+  std::shared_lock lock(mutex_);
+  if (!find(sections_[cloud], cloud, fileName)) return std::nullopt;
+  return shelf_.file(fileName);
+}
+
+std::optional<ShelvedFile> Fleet::shareFile(std::string_view fileName) const {
+  auto file = shelf_.file(fileName);
+  if (file && !file->onShare) file.reset();
+  return file;
 }
 
 std::optional<std::string> Fleet::currentName(std::size_t section, std::string_view id) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -12,6 +13,7 @@
 
 #include "Platform/Bytes.h"
 #include "SampleServer/FleetSize.h"
+#include "SampleServer/PackageShelf.h"
 #include "SampleServer/RecordTemplate.h"
 #include "SampleServer/SectionTable.h"
 
@@ -34,9 +36,10 @@ enum class ListForm { usual, basic };
 
 /// The made-up objects of a server.
 ///
-/// Nothing but counts and what was changed at run time is in memory: a record is generated when it is asked
-/// for, from the seed, its section and its place, and comes out the same each time. Any thread may call.
-/// Sections are numbers of the table here; ids are as clients send them, "settings" for a single object.
+/// Nothing but counts, the names of files and what was changed at run time is in memory: a record is
+/// generated when it is asked for, from the seed, its section and its place, and comes out the same each
+/// time; so is the content of the packages' files. Any thread may call. Sections are numbers of the table
+/// here; ids are as clients send them, "settings" for a single object.
 class Fleet : public References {
  public:
   Fleet(FleetSize size, std::uint64_t seed);
@@ -60,18 +63,38 @@ class Fleet : public References {
   std::optional<platform::Bytes> record(std::size_t section, std::string_view id,
                                         RecordForm form = RecordForm::whole) const;
 
-  /// Makes the object's record differ. False for an unknown id, here and below.
+  /// Makes the object's record differ; a file of the cloud gets other content, a device an inventory date of
+  /// its own again. False for an unknown id, here and below.
   bool change(std::size_t section, std::string_view id);
+  /// Sets a device's inventory date in the list and in its records, or takes it from them. False also for
+  /// what is no device, here and below.
+  bool setInventoryDate(std::size_t section, std::string_view id, std::optional<std::string> date);
+  /// Moves a device's inventory date and nothing else.
+  bool refresh(std::size_t section, std::string_view id);
   bool remove(std::size_t section, std::string_view id);
   bool rename(std::size_t section, std::string_view id, std::string name);
   /// A new object at the end of the list; its id. Nothing for single objects and files.
   std::optional<std::string> add(std::size_t section);
+  /// A new package with the given file; its id.
+  std::string addPackage(const NewPackage& package);
   /// The present name of an object.
   std::optional<std::string> currentName(std::size_t section, std::string_view id) const;
+
+  /// The files that packages name, each once, in the order of the packages.
+  std::vector<PackageFile> packageFiles() const;
+  /// A file while the cloud has it, or while it lies on the share.
+  std::optional<ShelvedFile> cloudFile(std::string_view fileName) const;
+  std::optional<ShelvedFile> shareFile(std::string_view fileName) const;
+  bool changePackageFile(std::string_view fileName) { return shelf_.change(fileName); }
+
+  /// Records that point at the server itself name this port.
+  void setPort(std::uint16_t port) { port_ = port; }
 
   std::size_t countOf(std::size_t section) const override;
   std::string nameOf(std::size_t section, std::size_t index) const override;
   std::uint64_t seed() const override { return seed_; }
+  const PackageShelf& shelf() const override { return shelf_; }
+  std::uint16_t port() const override { return port_; }
 
  private:
   struct Section {
@@ -79,6 +102,7 @@ class Fleet : public References {
     std::set<std::size_t> removed;
     std::unordered_map<std::size_t, unsigned> revisions;
     std::unordered_map<std::size_t, std::string> names;
+    std::unordered_map<std::size_t, InventoryDate> dates;
   };
   struct Templates;
 
@@ -90,11 +114,17 @@ class Fleet : public References {
 
   std::string idOf(std::size_t section, std::size_t index) const;
   std::uint64_t sectionSeed(std::size_t section) const;
+  /// The inventory date of a device; null for what there is not. Needs the lock.
+  InventoryDate* dateOf(std::size_t section, std::string_view id);
 
   // Constant after construction.
   const FleetSize size_;
   const std::uint64_t seed_;
   std::vector<Templates> templates_;
+
+  // Synchronise themselves.
+  PackageShelf shelf_;
+  std::atomic<std::uint16_t> port_ = 0;
 
   mutable std::shared_mutex mutex_;  // guards what follows
   std::vector<Section> sections_;

@@ -7,7 +7,8 @@
 
 namespace sample {
 
-/// How large the made-up fleet is: about 300, 5,000 and 50,000 objects beside the devices.
+/// How large the made-up fleet is: about 300, 5,000 and 50,000 objects beside the devices,
+/// of which there are about 40, 1,100 and 50,000.
 enum class FleetSize { small, school, enterprise };
 
 inline constexpr std::array<std::string_view, 3> fleetSizeNames{"small", "school", "enterprise"};

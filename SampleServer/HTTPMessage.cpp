@@ -49,6 +49,14 @@ std::string_view reason(int status) {
       return "OK";
     case 201:
       return "Created";
+    case 206:
+      return "Partial Content";
+    case 302:
+      return "Found";
+    case 307:
+      return "Temporary Redirect";
+    case 416:
+      return "Range Not Satisfiable";
     case 204:
       return "No Content";
     case 400:
@@ -215,7 +223,10 @@ void appendAnswer(platform::Bytes& wire, const Answer& answer, bool keepAlive) {
   fmt::format_to(out, "HTTP/1.1 {} {}\r\n", answer.status, reason(answer.status));
   if (!answer.contentType.empty()) fmt::format_to(out, "Content-Type: {}\r\n", answer.contentType);
   wire += answer.headers;
-  if (answer.status != 204) fmt::format_to(out, "Content-Length: {}\r\n", answer.body.size());
+  const std::int64_t streamed = answer.stream ? answer.stream->length : 0;
+  const std::string length =
+      answer.claimedLength.value_or(std::to_string(static_cast<std::int64_t>(answer.body.size()) + streamed));
+  if (answer.status != 204 && !length.empty()) fmt::format_to(out, "Content-Length: {}\r\n", length);
   wire += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
   wire += answer.body;
 }

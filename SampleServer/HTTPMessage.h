@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -57,15 +60,26 @@ class RequestReader {
   int refusal_ = 0;
 };
 
+/// A body that is made while it is sent, since it may be larger than memory.
+struct BodyStream {
+  /// Fills `out` with the bytes from `offset` on, past the end as well.
+  std::function<void(std::int64_t offset, std::span<char> out)> fill;
+  std::int64_t offset = 0;
+  std::int64_t length = 0;  ///< bytes to send
+};
+
 /// One answer, without what every answer has.
 struct Answer {
   int status = 200;
   std::string_view contentType = {};  ///< a literal; empty for none
   platform::Bytes headers = {};       ///< further lines, each with its end
   platform::Bytes body = {};
+  std::optional<BodyStream> stream = {};  ///< comes behind `body`
+  /// What the head says of the body's length instead of the truth; empty: nothing.
+  std::optional<std::string> claimedLength = {};
 };
 
-/// Puts head and body of an answer at the end of `wire`.
+/// Puts head and body of an answer at the end of `wire`, all but the stream.
 void appendAnswer(platform::Bytes& wire, const Answer& answer, bool keepAlive);
 
 /// Undoes percent-encoding; what is no valid escape stays as it is.

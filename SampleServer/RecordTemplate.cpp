@@ -8,6 +8,7 @@
 
 #include "Platform/Error.h"
 #include "Platform/JSON/Writer.h"
+#include "SampleServer/RecordFiles.h"
 #include "SampleServer/RecordTexts.h"
 
 namespace sample {
@@ -96,6 +97,19 @@ std::string timeText(std::uint64_t number, unsigned fraction) {
   return text + "Z";
 }
 
+std::string ownTime(RecordContext& c, unsigned steps) {
+  const std::uint64_t number = mix(c.key + 4);
+  return timeText(number / 8 + steps, number % 5 == 0 ? 1000 : static_cast<unsigned>(number % 1000));
+}
+
+/// The member `argument` with the device's inventory date, and its comma; nothing where there is no date.
+void fillInventoryDate(Bytes& out, RecordContext& c, std::string_view argument) {
+  if (c.inventory.isSet && !c.inventory.text) return;
+  fmt::format_to(std::back_inserter(out), "\"{}\":", argument);
+  appendString(out, c.inventory.isSet ? *c.inventory.text : ownTime(c, c.revision + c.inventory.refreshes));
+  out += ',';
+}
+
 struct Word {
   std::string_view word;
   RecordTemplate::Fill fill;
@@ -150,12 +164,11 @@ constexpr Word words[] = {
     {"ownMAC",
      [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, macAddress(mix(c.key + 3))); }},
     {"stamp",
-     [](Bytes& out, RecordContext& c, std::string_view) {
-       const std::uint64_t number = mix(c.key + 4);
-       const bool whole = number % 5 == 0;
-       appendString(out,
-                    timeText(number / 8 + c.revision, whole ? 1000 : static_cast<unsigned>(number % 1000)));
-     }},
+     [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, ownTime(c, c.revision)); }},
+    {"inventoryDate", fillInventoryDate},
+    {"package", appendPackageMembers},
+    {"cloudFile", [](Bytes& out, RecordContext& c, std::string_view) { appendCloudFileMembers(out, c); }},
+    {"httpShare", [](Bytes& out, RecordContext& c, std::string_view) { appendHTTPShareMembers(out, c); }},
     {"mac",
      [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, macAddress(c.draw.next())); }},
     {"ip",

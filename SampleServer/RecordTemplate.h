@@ -2,17 +2,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Platform/Bytes.h"
 #include "SampleServer/Draw.h"
+#include "SampleServer/PackageShelf.h"
 #include "SampleServer/SectionTable.h"
 
 namespace sample {
 
-/// What a record refers to: objects of other sections under the names that the fleet first gave them.
+/// What a record refers to: objects of other sections under the names that the fleet first gave them, the
+/// files of packages, and the server itself.
 class References {
  public:
   virtual ~References() = default;
@@ -20,6 +23,16 @@ class References {
   virtual std::size_t countOf(std::size_t section) const = 0;
   virtual std::string nameOf(std::size_t section, std::size_t index) const = 0;
   virtual std::uint64_t seed() const = 0;
+  virtual const PackageShelf& shelf() const = 0;
+  /// The port of the server on this machine.
+  virtual std::uint16_t port() const = 0;
+};
+
+/// When a device last sent its inventory, as far as that was told from outside.
+struct InventoryDate {
+  unsigned refreshes = 0;                ///< how often it was sent without other news
+  bool isSet = false;                    ///< `text` counts, not a date of the fleet's own
+  std::optional<std::string> text = {};  ///< nothing: records and list have no date
 };
 
 /// The object that a template is rendered for.
@@ -32,6 +45,7 @@ struct RecordContext {
   unsigned revision;  ///< how often the object was changed
   std::uint64_t key;  ///< of the object, the same for list and record
   Draw draw;          ///< for what only the record holds
+  InventoryDate inventory = {};
 };
 
 /// JSON text with places to fill, `{"id":${id},"note":${remark}}`.

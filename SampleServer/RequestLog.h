@@ -16,9 +16,10 @@ namespace sample {
 /// One request that was answered. Whether a token came is kept, never the token.
 struct LoggedRequest {
   std::string method;
-  std::string path;  ///< decoded, without its leading slash
-  std::string query;
+  std::string path;         ///< decoded, without its leading slash
+  std::string query;        ///< empty for signed URLs, whose query is a key
   bool authorized = false;  ///< an Authorization header came
+  std::string range;        ///< the Range header as it came, empty for none
   int status = 0;           ///< 0: no whole answer was to be sent
   platform::MonotonicTime started;
   platform::MonotonicTime ended;  ///< just before the answer is sent

@@ -26,8 +26,9 @@ bool wantsJSON(const Request& request) {
 
 }  // namespace
 
-Router::Router(const Fleet& fleet, const SampleOptions& options)
+Router::Router(const Fleet& fleet, const Downloads& downloads, const SampleOptions& options)
     : fleet_(fleet),
+      downloads_(downloads),
       modes_(std::make_unique<Mode[]>(sectionTable().size())),
       privilegesInAuth_(options.privilegesInAuth) {
   for (std::size_t i = 0; i < sectionTable().size(); ++i) {
@@ -89,7 +90,7 @@ void Router::addDevices() {
     parents_.emplace(inventory + "-detail", Target{computers, What::record});
   }
   parents_.emplace("JSSResource/computers/id", Target{computers, What::classicRecord});
-  exact_.emplace("api/v2/mobile-devices/detail", Target{mobile, What::page});
+  exact_.emplace("api/v2/mobile-devices/detail", Target{mobile, What::datedPage});
   exact_.emplace("api/v2/mobile-devices", Target{mobile, What::basicPage});
   details_.emplace("api/v2/mobile-devices", Target{mobile, What::record});
   parents_.emplace("JSSResource/mobiledevices/id", Target{mobile, What::classicRecord});
@@ -100,6 +101,12 @@ Answer Router::answer(const Request& request, std::string_view path) const {
   if (path == "api/v1/auth") return serveAuth();
   if (const auto found = exact_.find(path); found != exact_.end())
     return serve(request, path, found->second, {});
+
+  // A file's name may hold slashes.
+  constexpr std::string_view cloudFiles = "api/v1/jcds/files/";
+  if (path.starts_with(cloudFiles)) {
+    return serve(request, path, {*sectionNumber("jcdsFiles"), What::fileURL}, path.substr(cloudFiles.size()));
+  }
 
   constexpr std::string_view detail = "/detail";
   const bool ends = path.ends_with(detail);
@@ -116,7 +123,7 @@ Answer Router::answer(const Request& request, std::string_view path) const {
 Answer Router::serve(const Request& request, std::string_view path, Target target,
                      std::string_view id) const {
   const Mode& mode = modes_[target.section];
-  if (const int status = mode.status) return failureFor(path, status);
+  if (const int status = refusalOf(target)) return failureFor(path, status);
   if (request.method != "GET") return failureFor(path, 405);
   const bool classic = path.starts_with("JSSResource");
   if (classic && !wantsJSON(request)) {
@@ -129,8 +136,11 @@ Answer Router::serve(const Request& request, std::string_view path, Target targe
     case What::accountList:
       return classicAnswer(fleet_.accountList());
     case What::page:
+    case What::datedPage:
     case What::basicPage:
       return servePage(request, target);
+    case What::fileURL:
+      return downloads_.answerURL(id);
     case What::array:
       return proAnswer(fleet_.bareArray(target.section));
     case What::single:
@@ -144,6 +154,12 @@ Answer Router::serve(const Request& request, std::string_view path, Target targe
                             target.what == What::classicRecord ? RecordForm::classic : RecordForm::whole);
   if (!body) return failureFor(path, 404);
   return classic ? classicAnswer(std::move(*body)) : proAnswer(std::move(*body));
+}
+
+int Router::refusalOf(const Target& target) const {
+  if (const int status = modes_[target.section].status) return status;
+  if (target.what == What::classicRecord) return classicDevices_;
+  return target.what == What::datedPage && !mobileDetailList_ ? 404 : 0;
 }
 
 Answer Router::servePage(const Request& request, Target target) const {

@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "SampleServer/Downloads.h"
 #include "SampleServer/Fleet.h"
 #include "SampleServer/HTTPMessage.h"
 #include "SampleServer/SampleOptions.h"
@@ -20,7 +21,7 @@ namespace sample {
 /// call.
 class Router {
  public:
-  Router(const Fleet& fleet, const SampleOptions& options);
+  Router(const Fleet& fleet, const Downloads& downloads, const SampleOptions& options);
 
   /// `path` is decoded and has no leading slash.
   Answer answer(const Request& request, std::string_view path) const;
@@ -30,9 +31,24 @@ class Router {
   void setListShape(std::size_t section, ListShape shape) { modes_[section].shape = shape; }
   void setTotalCount(std::size_t section, bool shown) { modes_[section].totalCount = shown; }
   void setPrivilegesInAuth(bool shown) { privilegesInAuth_ = shown; }
+  /// Without it the list of mobile devices with dates is not found; their records are.
+  void setMobileDetailList(bool served) { mobileDetailList_ = served; }
+  /// The same for the Classic records of devices alone.
+  void refuseClassicDevices(int status) { classicDevices_ = status; }
 
  private:
-  enum class What { classicList, accountList, page, basicPage, array, single, record, classicRecord };
+  enum class What {
+    classicList,
+    accountList,
+    page,
+    datedPage,  ///< of mobile devices with their dates, which not every server has
+    basicPage,
+    array,
+    single,
+    record,
+    classicRecord,
+    fileURL
+  };
 
   struct Target {
     std::size_t section;
@@ -52,11 +68,13 @@ class Router {
   void addRow(std::size_t section);
   void addDevices();
   Answer serve(const Request& request, std::string_view path, Target target, std::string_view id) const;
+  int refusalOf(const Target& target) const;
   Answer servePage(const Request& request, Target target) const;
   Answer serveAuth() const;
 
   // Constant after construction.
   const Fleet& fleet_;
+  const Downloads& downloads_;
   Targets exact_;    // whole paths
   Targets parents_;  // the path ahead of "/<id>"
   Targets details_;  // the path ahead of "/<id>/detail"
@@ -64,6 +82,8 @@ class Router {
   // Synchronise themselves.
   std::unique_ptr<Mode[]> modes_;
   std::atomic<bool> privilegesInAuth_;
+  std::atomic<bool> mobileDetailList_ = true;
+  std::atomic<int> classicDevices_ = 0;
 };
 
 }  // namespace sample

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "Platform/Error.h"
+#include "Platform/Files/Files.h"
 #include "SampleServer/Connections.h"
 #include "SampleServer/Exchange.h"
 #include "SampleServer/Mutations.h"
@@ -36,16 +38,24 @@ class SampleServer::Core {
  public:
   explicit Core(const SampleOptions& options)
       : fleet(options.size, options.seed),
-        router(fleet, options),
+        downloads(fleet, options.clock),
+        router(fleet, downloads, options),
         tokens(
             orMade(options.clientID, fmt::format("sample-client-{}", options.seed)),
             orMade(options.clientSecret, fmt::format("sample-secret-{:016x}-not-secret", mix(options.seed))),
             options.tokenLifetime, options.clock),
         log(options.log),
-        exchange(tokens, router, faults, log),
+        exchange(tokens, downloads, router, faults, log),
         port(options.port) {}
 
+  FileContent content(const std::string& fileName) const {
+    const auto file = fleet.shelf().file(fileName);
+    if (!file) throw platform::Error(fmt::format("The sample server has no file \"{}\".", fileName));
+    return file->content;
+  }
+
   Fleet fleet;
+  Downloads downloads;
   Router router;
   TokenDesk tokens;
   FaultRules faults;
@@ -63,6 +73,7 @@ void SampleServer::start() {
   if (core_->connections) return;
   core_->connections = std::make_unique<Connections>(core_->port, core_->exchange);
   core_->port = core_->connections->port();
+  core_->fleet.setPort(core_->port);
 }
 
 void SampleServer::stop() noexcept { core_->connections.reset(); }
@@ -114,6 +125,59 @@ std::vector<std::string> SampleServer::ids(std::string_view section) const {
 
 std::size_t SampleServer::objectCount() const { return core_->fleet.objectCount(); }
 
+bool SampleServer::setInventoryDate(std::string_view section, std::string_view id,
+                                    std::optional<std::string> date) {
+  const auto object = resolve(section, id);
+  return object && core_->fleet.setInventoryDate(object->section, object->id, std::move(date));
+}
+
+bool SampleServer::refresh(std::string_view section, std::string_view id) {
+  const auto object = resolve(section, id);
+  return object && core_->fleet.refresh(object->section, object->id);
+}
+
+std::vector<PackageFile> SampleServer::packageFiles() const { return core_->fleet.packageFiles(); }
+
+void SampleServer::writePackageFile(const std::string& fileName, const std::filesystem::path& to) const {
+  core_->content(fileName).write(to);
+}
+
+std::string SampleServer::packageSHA256(const std::string& fileName) const {
+  core_->content(fileName);
+  return *core_->fleet.shelf().digest(fileName, platform::DigestAlgorithm::sha256);
+}
+
+std::string SampleServer::addPackage(const NewPackage& package) { return core_->fleet.addPackage(package); }
+bool SampleServer::changePackageFile(const std::string& fileName) {
+  return core_->fleet.changePackageFile(fileName);
+}
+
+void SampleServer::writeShareFolder(const std::filesystem::path& mount) const {
+  const auto folder = mount / "Packages";
+  platform::files::createDirectories(folder);
+  for (const PackageFile& file : packageFiles()) {
+    const bool isName = file.fileName.find('/') == std::string::npos && file.fileName != "." &&
+                        file.fileName != ".." && !file.fileName.empty();
+    if (file.onShare && isName) writePackageFile(file.fileName, folder / file.fileName);
+  }
+}
+
+void SampleServer::setPresignedLifetime(std::chrono::seconds lifetime) {
+  core_->downloads.setLifetime(lifetime);
+}
+void SampleServer::expirePresignedURLs() { core_->downloads.expireAll(); }
+void SampleServer::setSignedHost(std::string base) { core_->downloads.setSignedHost(std::move(base)); }
+void SampleServer::setSignedURI(std::optional<std::string> whole) {
+  core_->downloads.setSignedURI(std::move(whole));
+}
+void SampleServer::setRangeServed(bool served) { core_->downloads.setRangeServed(served); }
+void SampleServer::setDownloadValidators(bool etag, bool lastModified) {
+  core_->downloads.setValidators(etag, lastModified);
+}
+void SampleServer::setDownloadRate(std::int64_t bytesPerSecond) {
+  core_->exchange.setDownloadRate(bytesPerSecond);
+}
+
 bool SampleServer::refuseSection(std::string_view section, int status) {
   const auto number = sectionNumber(section);
   if (number) core_->router.refuseSection(*number, status);
@@ -133,6 +197,8 @@ bool SampleServer::setTotalCount(std::string_view section, bool shown) {
 }
 
 void SampleServer::setPrivilegesInAuth(bool shown) { core_->router.setPrivilegesInAuth(shown); }
+void SampleServer::setMobileDetailList(bool served) { core_->router.setMobileDetailList(served); }
+void SampleServer::refuseClassicDevices(int status) { core_->router.refuseClassicDevices(status); }
 FaultRules& SampleServer::faults() { return core_->faults; }
 void SampleServer::setDelay(std::chrono::microseconds delay) { core_->exchange.setDelay(delay); }
 void SampleServer::setRequestHook(RequestHook hook) { core_->exchange.setHook(std::move(hook)); }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "SampleServer/FaultRules.h"
+#include "SampleServer/PackageShelf.h"
 #include "SampleServer/RequestLog.h"
 #include "SampleServer/SampleOptions.h"
 
@@ -17,13 +19,17 @@ namespace sample {
 
 /// A small device management server with a made-up fleet, on a real socket of this machine.
 ///
-/// It serves OAuth tokens, and every section that a backup reads, in the shapes of real servers. The fleet is
-/// generated, so a server of 50,000 objects is as light as an empty one. One thread accepts, one serves each
-/// connection. Any thread may call, besides `start` and `stop`, which are for the owner.
+/// It serves OAuth tokens, every section that a backup reads, in the shapes of real servers, and the
+/// packages' files: with a signed URL from "/cdn/", and to anybody from "/JamfShare/Packages/", a
+/// distribution point. The fleet and the files are generated, so a server of 50,000 objects is as light as an
+/// empty one. One thread accepts, one serves each connection. Any thread may call, besides `start` and
+/// `stop`, which are for the owner.
 class SampleServer {
  public:
   /// Called with the running number of a request before it is answered, on the thread of its connection.
   using RequestHook = std::function<void(std::uint64_t number)>;
+  using PackageFile = sample::PackageFile;
+  using NewPackage = sample::NewPackage;
 
   /// Makes the fleet and starts. Throws `platform::Error` when the port can't be had.
   explicit SampleServer(SampleOptions options = {});
@@ -58,10 +64,49 @@ class SampleServer {
   /// Changes, adds, renames and removes `count` objects of several sections, the same ones for the same seed
   /// and fleet. A sentence for each.
   std::vector<std::string> mutate(std::size_t count, std::uint64_t seed);
+  /// Sets the inventory date of a device ("computers" or "mobileDevices") in its list and its records, where
+  /// nothing else changes; nothing takes it from them. `change` and `refresh` give it a date of its own
+  /// again.
+  bool setInventoryDate(std::string_view section, std::string_view id, std::optional<std::string> date);
+  /// Moves a device's inventory date and nothing else. Its records hold that date too, so they differ in it;
+  /// `change` gives it a later system besides.
+  bool refresh(std::string_view section, std::string_view id);
   /// The ids of a section's objects, in the order of its list. Empty for an unknown section.
   std::vector<std::string> ids(std::string_view section) const;
   /// Objects of all sections beside the devices.
   std::size_t objectCount() const;
+
+  /// The files that packages name, each once, in the order of the packages.
+  std::vector<PackageFile> packageFiles() const;
+  /// Writes a file's present content, in place of what is there. Throws `platform::Error` for an unknown file
+  /// name, here and below, and `FileError`.
+  void writePackageFile(const std::string& fileName, const std::filesystem::path& to) const;
+  /// Of the present content, as lower-case hexadecimal text.
+  std::string packageSHA256(const std::string& fileName) const;
+  /// The id of the new package.
+  std::string addPackage(const NewPackage& package);
+  /// Gives a file other bytes, so many as before, and with them other digests and another ETag. False for an
+  /// unknown one.
+  bool changePackageFile(const std::string& fileName);
+  /// Makes the file share as a mount would show it: "<mount>/Packages/" with the files that lie on it. Those
+  /// whose names are none for a file (with a slash, "." and "..") are left out.
+  void writeShareFolder(const std::filesystem::path& mount) const;
+
+  /// Of signed URLs handed out from now on, in whole seconds; 0 makes URLs that have expired.
+  void setPresignedLifetime(std::chrono::seconds lifetime);
+  /// Makes all signed URLs so far worthless.
+  void expirePresignedURLs();
+  /// What stands ahead of "/cdn/..." in signed URLs; an empty text for this server.
+  void setSignedHost(std::string base);
+  /// What is handed out as a URL whatever file is asked for; an empty text leaves the member `uri` out,
+  /// nothing makes real URLs again.
+  void setSignedURI(std::optional<std::string> whole);
+  /// Without it a request for a range is answered with status 200 and everything. For files of the cloud and
+  /// of the share, here and below.
+  void setRangeServed(bool served);
+  void setDownloadValidators(bool etag, bool lastModified);
+  /// The speed of each download; 0 for no limit. Counts for running ones too.
+  void setDownloadRate(std::int64_t bytesPerSecond);
 
   /// Lets a section answer with that status alone; 0 lets it answer again. False for an unknown section, here
   /// and below.
@@ -69,6 +114,11 @@ class SampleServer {
   bool setListShape(std::string_view section, ListShape shape);
   bool setTotalCount(std::string_view section, bool shown);
   void setPrivilegesInAuth(bool shown);
+  /// Without it api/v2/mobile-devices/detail is not found; the records of the devices still are.
+  void setMobileDetailList(bool served);
+  /// Lets the Classic records of computers and mobile devices answer with that status alone: 401, with the
+  /// HTML page of old servers, 403 or 404. 0 serves them again.
+  void refuseClassicDevices(int status);
 
   /// What goes wrong on purpose.
   FaultRules& faults();

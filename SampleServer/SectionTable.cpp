@@ -18,8 +18,8 @@ using Kind = SectionKind;
 // The second line of accounts are the groups of the same list.
 // clang-format off
 const SectionRow rows[] = {
-    {"computers", Kind::devices, "", "", {24, 600, 2000}, &naming::computer, t::computerListed, t::computer, IDStyle::number, false, t::classicComputer},
-    {"mobileDevices", Kind::devices, "", "", {18, 520, 2000}, &naming::mobileDevice, t::mobileDeviceListed, t::mobileDevice, IDStyle::number, false, t::classicMobileDevice, t::mobileDeviceBasic},
+    {"computers", Kind::devices, "", "", {24, 600, 30000}, &naming::computer, t::computerListed, t::computer, IDStyle::number, false, t::classicComputer},
+    {"mobileDevices", Kind::devices, "", "", {18, 520, 20000}, &naming::mobileDevice, t::mobileDeviceListed, t::mobileDevice, IDStyle::number, false, t::classicMobileDevice, t::mobileDeviceBasic},
     {"users", Kind::classicList, "users", "users", {34, 1700, 11000}, &naming::login, t::idName, t::user},
     {"computerConfigurationProfiles", Kind::classicList, "osxconfigurationprofiles", "os_x_configuration_profiles", {12, 110, 1500}, &naming::profile, t::idName, t::computerProfile},
     {"mobileConfigurationProfiles", Kind::classicList, "mobiledeviceconfigurationprofiles", "configuration_profiles", {8, 110, 1500}, &naming::profile, t::idName, t::mobileProfile},

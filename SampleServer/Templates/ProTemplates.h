@@ -13,10 +13,9 @@ inline constexpr std::string_view script =
     R"json({"id":${idText},"name":${name},"info":${remark},"notes":"","priority":${pick:AFTER|BEFORE|AT_REBOOT},"categoryId":${refID:categories},"categoryName":${refName:categories},"parameter4":"App","parameter5":"","parameter6":"","parameter7":"","parameter8":"","parameter9":"","parameter10":"","parameter11":"","osRequirements":"","scriptContents":${script}})json";
 
 inline constexpr std::string_view package =
-    R"json({"id":${idText},"packageName":${name},"fileName":${name},"categoryId":${refID:categories},"info":${remark},"notes":"","priority":${between:1:20},"osRequirements":"","fillUserTemplate":false,"indexed":false,"fillExistingUsers":false,"swu":false,"rebootRequired":${flag},"selfHealNotify":false,"selfHealingAction":"nothing","osInstall":false,"serialNumber":"","parentPackageId":"-1","basePath":"","suppressUpdates":false,"cloudTransferStatus":"READY","ignoreConflicts":false,"suppressFromDock":false,"suppressEula":false,"suppressRegistration":false,"installLanguage":"en_US","md5":"${hex:32}","sha256":"","sha3512":"","hashType":"SHA_512","hashValue":"${hex:128}","size":"${between:20000:90000000}","osInstallerVersion":"","manifest":"","manifestFileName":"","format":""})json";
+    R"json({"id":${idText},"packageName":${name},${package:fileName},"categoryId":${refID:categories},"info":${remark},"notes":"","priority":${between:1:20},"osRequirements":"","fillUserTemplate":false,"indexed":false,"fillExistingUsers":false,"swu":false,"rebootRequired":${flag},"selfHealNotify":false,"selfHealingAction":"nothing","osInstall":false,"serialNumber":"","parentPackageId":"-1","basePath":"","suppressUpdates":false,"cloudTransferStatus":"READY","ignoreConflicts":false,"suppressFromDock":false,"suppressEula":false,"suppressRegistration":false,"installLanguage":"en_US",${package:hashes},${package:size},"osInstallerVersion":"","manifest":"","manifestFileName":"","format":""})json";
 
-inline constexpr std::string_view cloudFile =
-    R"json({"fileName":${name},"length":${between:20000:90000000},"md5":"${hex:32}","region":"eu-central-1","sha3":"${hex:120}${level:10000000}"})json";
+inline constexpr std::string_view cloudFile = R"json({${cloudFile},"region":"eu-central-1"})json";
 
 inline constexpr std::string_view apiRole =
     R"json({"id":${idText},"displayName":${name},"privileges":["Read Computers","Read Policies",${pick:Read Scripts|Read Packages|Read Sites|Read Users},"Level ${level:1}"]})json";

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+
+#include "Platform/Crypto/Digest.h"
+
+namespace sample {
+
+/// The bytes of a made-up file. They follow from `key` alone, any range of them can be had at once, and none
+/// are ever held: a file of gigabytes costs as much as an empty one. Any thread may call.
+struct FileContent {
+  std::uint64_t key = 0;
+  std::int64_t size = 0;  ///< bytes
+
+  /// The bytes from `offset` on. Past the end it goes on in the same way.
+  void fill(std::int64_t offset, std::span<char> out) const;
+  /// The digest of the whole as lower-case hexadecimal text. Takes the time of reading the file once.
+  std::string digest(platform::DigestAlgorithm algorithm) const;
+  /// Writes all of it to a file, in place of one that is there. Throws `FileError`.
+  void write(const std::filesystem::path& to) const;
+};
+
+}  // namespace sample
