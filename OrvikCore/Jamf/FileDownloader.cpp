@@ -239,6 +239,7 @@ std::int64_t FileDownloader::download(const std::filesystem::path& to, std::stri
       const bool grew = files::size(to).value_or(0) > part.offset && restarts <= mostRestarts;
       if (grew) number = 1;
       if (!shouldRetry(error) || number >= policy.maxAttempts) throw;
+      platform::throwIfCancelled(stop);  // a request that was cancelled on its way is no news for the log
       delay = policy.delay(number, std::nullopt);
       tuv::CategoryLogger{"download"}.notice(fmt::format("download {}: {}; retry {} in {:.0f}s",
                                                          to.filename().native(), describeFailure(error),

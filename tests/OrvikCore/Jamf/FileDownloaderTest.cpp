@@ -260,6 +260,31 @@ TEST(FileDownloader, EachAttemptHasAFreshConfigurationThatIsKept) {
   EXPECT_EQ(server.requests().at(1).header("User-Agent"), "agent 2");
 }
 
+TEST(FileDownloader, TheTimeOutsAreItsOwnWhateverRequestAndConfigurationSay) {
+  ScriptedServer server([](Exchange& exchange) {
+    const auto whole = fileAnswer(exchange.request, content);
+    exchange.send(whole.substr(0, whole.size() / 2));
+    std::this_thread::sleep_for(30ms);  // longer than the times below
+    exchange.send(whole.substr(whole.size() / 2));
+  });
+  Download download;
+  download.downloader.policy = RetryPolicy::none;
+  download.downloader.makeConfiguration = [] {
+    platform::HTTPSessionConfiguration configuration;
+    configuration.totalTimeout = 5ms;
+    return configuration;
+  };
+  const auto size = download.downloader.download(download.part, "jcds",
+                                                 [&](const std::stop_token&) {
+                                                   platform::HTTPRequest request;
+                                                   request.url = server.url();
+                                                   request.idleTimeout = 5ms;
+                                                   return request;
+                                                 },
+                                                 {});
+  EXPECT_EQ(size, 2000);
+}
+
 struct Row {
   const char* name;
   std::shared_ptr<const std::exception> error;
