@@ -181,20 +181,21 @@ void Attempt::beginAnew(const platform::HTTPResponse& head, files::ResumableFile
 
 void Attempt::goOn(const platform::HTTPResponse& head, files::ResumableFile& file) {
   const auto range = ContentRange::parse(head.header("Content-Range").value_or(""));
+  const auto& record = part_.record;
+  const auto total = range.total || !record ? range.total : record->total;
   const bool isElsewhere = range.first && *range.first != part_.offset;
-  const bool isBeyondTheEnd = range.last && range.total && *range.last >= *range.total;
+  const bool isBeyondTheEnd = total && (*total <= part_.offset || (range.last && *range.last >= *total));
   const bool isOfManyParts = head.header("Content-Type").value_or("").starts_with("multipart/");
   if (isElsewhere || isBeyondTheEnd || isOfManyParts) throw RestartSignal();
-  const auto& record = part_.record;
-  if (record && record->total && range.total && *record->total != *range.total) throw RestartSignal();
+  if (record && record->total && *record->total != *total) throw RestartSignal();
   if (record && record->validator.contradicts(PartValidator::of(head))) throw RestartSignal();
 
   file.seek(part_.offset);
   position_ = part_.offset;
   expected_ = range.total;
   if (const auto length = announcedLength(head); !expected_ && length) expected_ = part_.offset + *length;
-  if (!expected_ && record) expected_ = record->total;
-  if (!record) remember(head, range.total);
+  if (!expected_) expected_ = total;
+  if (!record || (range.total && !record->total)) remember(head, range.total);
 }
 
 void Attempt::requireComplete(const platform::HTTPResponse& head) const {
@@ -204,7 +205,9 @@ void Attempt::requireComplete(const platform::HTTPResponse& head) const {
 }
 
 void Attempt::remember(const platform::HTTPResponse& head, std::optional<std::int64_t> total) const {
-  PartRecord{std::string(source_), PartValidator::of(head), total}.save(to_);
+  const bool isTheSame = part_.record && !replaced_;
+  const auto validator = isTheSame ? part_.record->validator : PartValidator::of(head);
+  PartRecord{std::string(source_), validator, total}.save(to_);
 }
 
 }  // namespace
@@ -236,6 +239,7 @@ std::int64_t FileDownloader::download(const std::filesystem::path& to, std::stri
       const bool grew = files::size(to).value_or(0) > part.offset && restarts <= mostRestarts;
       if (grew) number = 1;
       if (!shouldRetry(error) || number >= policy.maxAttempts) throw;
+      platform::throwIfCancelled(stop);  // a request that was cancelled on its way is no news for the log
       delay = policy.delay(number, std::nullopt);
       tuv::CategoryLogger{"download"}.notice(fmt::format("download {}: {}; retry {} in {:.0f}s",
                                                          to.filename().native(), describeFailure(error),

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
+#include "Platform/Concurrency/Cancellation.h"
 #include "tests/Support/Commands.h"
 #include "tests/Support/Folders.h"
 
@@ -48,6 +50,30 @@ TEST(FileHasher, AFileOfMoreThanOneDefaultChunkIsReadToItsEnd) {
   const files::TempFolder folder;
   test::makeSparse(folder / "file", FileHasher::defaultChunkSize + 1);
   EXPECT_EQ(FileHasher::sha256(folder / "file"), test::opensslDigest("sha256", folder / "file"));
+}
+
+TEST(FileHasher, AFileThatIsWorthThreadsHasTheSameDigests) {
+  const files::TempFolder folder;
+  const auto path = folder / "file";
+  for (const std::size_t size : {std::size_t{262'143}, std::size_t{262'144}, std::size_t{5'000'001}}) {
+    test::write(path, bytesOf(size));
+    const FileHasher::Digests expected{test::opensslDigest("sha256", path), test::opensslDigest("md5", path),
+                                       test::opensslDigest("sha512", path), static_cast<std::int64_t>(size)};
+    for (const std::size_t chunk : {std::size_t{4097}, std::size_t{1} << 20, FileHasher::defaultChunkSize})
+      EXPECT_EQ(FileHasher::digests(path, chunk), expected) << size << " in pieces of " << chunk;
+  }
+}
+
+TEST(FileHasher, AStopEndsTheHashingOfAnyFile) {
+  const files::TempFolder folder;
+  test::makeSparse(folder / "large", std::uintmax_t{1} << 40);
+  test::write(folder / "small", "x");
+  std::stop_source source;
+  std::jthread stopping([&] { source.request_stop(); });
+  EXPECT_THROW(FileHasher::digests(folder / "large", FileHasher::defaultChunkSize, source.get_token()),
+               platform::CancellationError);
+  EXPECT_THROW(FileHasher::digests(folder / "small", FileHasher::defaultChunkSize, source.get_token()),
+               platform::CancellationError);
 }
 
 TEST(FileHasher, WhatIsNoFileIsAnError) {

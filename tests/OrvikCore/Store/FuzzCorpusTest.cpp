@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Platform/Files/Files.h"
+#include "fuzz/ContentRangeCheck.h"
 #include "fuzz/EncryptionRecordCheck.h"
 #include "fuzz/EnvelopeCheck.h"
 #include "fuzz/JournalCheck.h"
@@ -45,6 +46,7 @@ TEST(FuzzCorpus, Envelope) { replay("Envelope", orvik::fuzz::brokenEnvelopeRule)
 TEST(FuzzCorpus, SealedBlob) { replay("SealedBlob", orvik::fuzz::brokenSealedBlobRule); }
 TEST(FuzzCorpus, EncryptionRecord) { replay("EncryptionRecord", orvik::fuzz::brokenEncryptionRecordRule); }
 TEST(FuzzCorpus, PackIndex) { replay("PackIndex", orvik::fuzz::brokenPackIndexRule); }
+TEST(FuzzCorpus, ContentRange) { replay("ContentRange", orvik::fuzz::brokenContentRangeRule); }
 TEST(FuzzCorpus, PEM) { replay("PEM", orvik::fuzz::brokenPEMRule); }
 
 }  // namespace

@@ -105,6 +105,12 @@ TEST(PercentEncoding, OfAPathKeepsSlashesAndEncodesThePercentSign) {
             "%00%7F%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D");
 }
 
+TEST(PercentEncoding, OfAPathComponentEncodesTheSlashToo) {
+  EXPECT_EQ(percentEncodePathComponent("a/b c%2F.pkg"), "a%2Fb%20c%252F.pkg");
+  EXPECT_EQ(percentEncodePathComponent("../x"), "..%2Fx");
+  EXPECT_EQ(percentEncodePathComponent("-._~!$&'()*+,=:@"), percentEncodePath("-._~!$&'()*+,=:@"));
+}
+
 TEST(PercentEncoding, OfAQueryItemKeepsThePlusSign) {
   EXPECT_EQ(percentEncodeQueryItem("a+b c"), "a+b%20c");
   EXPECT_EQ(percentEncodeQueryItem("a&b=c#d"), "a%26b%3Dc%23d");
