@@ -74,8 +74,8 @@ PackageShelf::PackageShelf(FleetSize size, std::uint64_t seed, std::size_t packa
 }
 
 std::string PackageShelf::madeUpName(std::size_t package) const {
-  const std::string_view odd = kindOf(package).fileName;
-  return odd.empty() ? naming::package.name(seed_, package) : std::string(odd);
+  const std::string_view name = kindOf(package).fileName;
+  return name.empty() ? naming::package.name(seed_, package) : std::string(name);
 }
 
 std::int64_t PackageShelf::madeUpSize(std::size_t package) const {

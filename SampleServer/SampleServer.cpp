@@ -30,6 +30,14 @@ std::optional<ObjectName> resolve(std::string_view section, std::string_view id)
   return ObjectName{*number, id};
 }
 
+/// Whether a file in a folder can be called that.
+bool isName(std::string_view name) {
+  constexpr std::size_t longest = 255;
+  constexpr std::string_view never("/\0", 2);
+  return !name.empty() && name.size() <= longest && name != "." && name != ".." &&
+         name.find_first_of(never) == std::string_view::npos;
+}
+
 std::string orMade(const std::string& given, std::string made) { return given.empty() ? made : given; }
 
 }  // namespace
@@ -156,9 +164,7 @@ void SampleServer::writeShareFolder(const std::filesystem::path& mount) const {
   const auto folder = mount / "Packages";
   platform::files::createDirectories(folder);
   for (const PackageFile& file : packageFiles()) {
-    const bool isName = file.fileName.find('/') == std::string::npos && file.fileName != "." &&
-                        file.fileName != ".." && !file.fileName.empty();
-    if (file.onShare && isName) writePackageFile(file.fileName, folder / file.fileName);
+    if (file.onShare && isName(file.fileName)) writePackageFile(file.fileName, folder / file.fileName);
   }
 }
 

@@ -89,7 +89,7 @@ class SampleServer {
   /// unknown one.
   bool changePackageFile(const std::string& fileName);
   /// Makes the file share as a mount would show it: "<mount>/Packages/" with the files that lie on it. Those
-  /// whose names are none for a file (with a slash, "." and "..") are left out.
+  /// whose names are none for a file (with a slash, "." and "..", too long) are left out.
   void writeShareFolder(const std::filesystem::path& mount) const;
 
   /// Of signed URLs handed out from now on, in whole seconds; 0 makes URLs that have expired.

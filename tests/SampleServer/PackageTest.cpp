@@ -204,11 +204,15 @@ TEST_F(SamplePackages, AFileLeavesTheCloudWithItsEntry) {
 }
 
 TEST_F(SamplePackages, TheShareFolderHoldsTheFilesOfTheShare) {
-  server_.addPackage({.fileName = "..", .size = 1, .onShare = true});
+  const std::string longest(255, 'a');
+  for (const std::string& name : {std::string(".."), longest, longest + "a"})
+    server_.addPackage({.fileName = name, .size = 1, .onShare = true});
   server_.writeShareFolder(folder_ / "mount");
   std::set<std::string> expected;
   for (const PackageFile& file : server_.packageFiles()) {
-    if (!file.onShare || file.fileName.find('/') != std::string::npos || file.fileName == "..") continue;
+    if (!file.onShare || file.fileName.find('/') != std::string::npos || file.fileName == ".." ||
+        file.fileName.size() > 255)
+      continue;
     expected.insert(file.fileName);
     const auto bytes = files::read(folder_ / "mount/Packages" / file.fileName);
     EXPECT_EQ(platform::sha256Hex(bytes), server_.packageSHA256(file.fileName));
@@ -216,6 +220,7 @@ TEST_F(SamplePackages, TheShareFolderHoldsTheFilesOfTheShare) {
   const auto names = files::list(folder_ / "mount/Packages");
   EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), expected);
   EXPECT_GE(expected.size(), 4U);
+  EXPECT_TRUE(expected.contains(longest));
 }
 
 TEST_F(SamplePackages, UnknownFilesAreNamed) {
