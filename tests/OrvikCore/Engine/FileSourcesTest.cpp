@@ -45,6 +45,15 @@ TEST_F(FileRun, WithoutAnySourceEachFileIsUnavailableAndTheSectionComplete) {
   EXPECT_EQ(items(manifest)[0].file->jamfHash, "MD5:00");
 }
 
+TEST_F(FileRun, FilesThatCouldNotBeHadAreNamedInARemark) {
+  packages({{"a"}, {"b"}, {"c"}, {"d"}, {"e"}, {"f"}, {"g"}, {"there"}});
+  cloud({{"there", "x"}});
+  runFiles();
+  std::vector<std::string> notes;
+  for (const auto& note : eventsOf<BackupEvents::Note>()) notes.push_back(note.text);
+  EXPECT_THAT(notes, testing::Contains("7 of 8 package files could not be had: a, b, c, d, e and 2 more."));
+}
+
 TEST_F(FileRun, AServerWithoutTheCloudServiceIsNoFailureOfItsFiles) {
   packages({{"a.pkg"}});
   const auto manifest = runFiles();
