@@ -58,8 +58,13 @@ class Demo {
         server_(serverOptions()) {}
 
   ExitStatus run() {
-    results_.line(fmt::format("A made-up server answers at {}, with {}.", server_.url(),
-                              wording::counted(static_cast<std::int64_t>(server_.objectCount()), "object")));
+    const auto counted = [](std::size_t count, std::string_view noun) {
+      return wording::counted(static_cast<std::int64_t>(count), noun);
+    };
+    const auto devices = server_.ids("computers").size() + server_.ids("mobileDevices").size();
+    results_.line(fmt::format("A made-up server answers at {}, with {}, {} and {}.", server_.url(),
+                              counted(server_.objectCount(), "object"), counted(devices, "device"),
+                              counted(server_.packageFiles().size(), "package file")));
     heading("First backup");
     const auto first = backUp();
     heading("Meanwhile, on the server");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <utility>
 #include <vector>
 
@@ -52,8 +53,21 @@ class PackCache::Folder {
     std::uint64_t lastUse = 0;
   };
 
+  /// Lets those go who wait for the first look, however it ended.
+  struct EndsFirstLook {
+    Folder* folder;  ///< null: it is not the first
+    ~EndsFirstLook() {
+      if (!folder) return;
+      const std::lock_guard lock(folder->mutex_);
+      folder->isLooking_ = false;
+      folder->looked_.notify_all();
+    }
+  };
+
   const Path packs_;
+  std::condition_variable looked_;
   mutable std::mutex mutex_;  // guards what follows
+  bool isLooking_ = false;    ///< a thread reads all indexes for the first time
   std::optional<MonotonicClock::time_point> checked_;
   std::vector<std::string> names_;  ///< of the index files that were seen, ascending
   PackTable table_;
@@ -63,14 +77,22 @@ class PackCache::Folder {
 
 void PackCache::Folder::refreshIfNeeded() {
   std::vector<std::string> loaded;
+  bool isFirst = false;
   {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    // One thread reads the indexes, the others wait for it: each would take the time and memory of all.
+    looked_.wait(lock, [this] { return checked_ || !isLooking_; });
     const auto now = MonotonicClock::now();
     if (checked_ && now - *checked_ <= listingLasts) return;
     // Whoever comes while this thread lists makes do with what was known a second ago.
-    if (checked_) checked_ = now;
+    isFirst = !checked_;
+    if (isFirst)
+      isLooking_ = true;
+    else
+      checked_ = now;
     for (const auto& pack : table_.packs()) loaded.push_back(pack->indexName);
   }
+  const EndsFirstLook ends{isFirst ? this : nullptr};
   std::ranges::sort(loaded);
 
   auto names = PackStore::indexNames(packs_);
