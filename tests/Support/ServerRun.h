@@ -36,11 +36,13 @@ struct ServerRun {
     BackupJob job;
     job.instance = {platform::UUID::random(), "Sample", server.url(), "server", server.clientID()};
     job.client = client();
-    job.options.disabledSections = {"computers", "mobileDevices", "packageFiles"};
+    job.options.downloadFiles = true;
     job.options.maxConcurrentRequests = 8;
+    job.options.maxConcurrentDownloads = 2;
     job.root = folder.path() / "server";
     job.orvikVersion = "test";
     job.retryPolicy = {3, 0.001, 0.002};
+    job.downloadRetryPolicy = {3, 0.001, 0.002};
     return job;
   }
 

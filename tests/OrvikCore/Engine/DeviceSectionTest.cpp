@@ -84,7 +84,7 @@ TEST_F(DeviceRun, TheListIsAskedForInPagesOf500WithItsSectionAndOrder) {
   for (const auto& call : reader->calls()) {
     if (call.path != computerList) continue;
     std::vector<std::pair<std::string, std::string>> query;
-    for (const auto& item : call.query) query.emplace_back(item.name, item.value);
+    for (const auto& item : call.query) query.emplace_back(item.name, item.value.value_or(""));
     EXPECT_THAT(query, ElementsAre(std::pair{"page", "0"}, std::pair{"page-size", "500"},
                                    std::pair{"section", "GENERAL"}, std::pair{"sort", "id:asc"}));
   }
@@ -201,7 +201,9 @@ TEST_F(DeviceRun, AServerWithoutTheDetailListGetsTheOlderOne) {
   EXPECT_EQ(read.items.front().name, "iPad 52");
   EXPECT_EQ(read.sources.at("list"), mobileList);
   for (const auto& call : reader->calls())
-    if (call.path == mobileFallback) EXPECT_EQ(call.query.size(), 2u);
+    if (call.path == mobileFallback) {
+      EXPECT_EQ(call.query.size(), 2u);
+    }
 }
 
 TEST_F(DeviceRun, TheDetailListOfMobileDevicesHasItsOwnKeys) {

@@ -180,7 +180,9 @@ TEST_F(FileRun, TheSignedURLIsWrittenNowhere) {
   cloud({{"a.pkg", "x"}});
   const auto manifest = runFiles();
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root()))
-    if (entry.is_regular_file()) EXPECT_THAT(files::read(entry.path()), testing::Not(HasSubstr("Signature")));
+    if (entry.is_regular_file()) {
+      EXPECT_THAT(files::read(entry.path()), testing::Not(HasSubstr("Signature")));
+    }
   for (const auto& note : eventsOf<BackupEvents::Note>())
     EXPECT_THAT(note.text, testing::Not(HasSubstr("Signature")));
 }

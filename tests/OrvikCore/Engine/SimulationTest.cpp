@@ -4,7 +4,10 @@
 #include <string>
 
 #include "OrvikCore/Engine/BackupEngine.h"
+#include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/AuditLog.h"
+#include "OrvikCore/Store/BackupLock.h"
 #include "Platform/Files/Files.h"
 #include "TuvCore/Error.h"
 #include "tests/Support/FolderState.h"
@@ -147,7 +150,9 @@ TEST_F(Simulation, AFirstSealingMakesNoRecordAndSealsWithKeysThatAreThrownAway) 
   ASSERT_TRUE(result.manifest.encryption);
   EXPECT_EQ(result.manifest.encryption->keyIDs.size(), 1u);
   for (const auto& entry : std::filesystem::recursive_directory_iterator(place / "overlay"))
-    if (entry.is_regular_file()) EXPECT_TRUE(BackupCipher::isSealed(files::read(entry.path())));
+    if (entry.is_regular_file()) {
+      EXPECT_TRUE(BackupCipher::isSealed(files::read(entry.path())));
+    }
 }
 
 TEST_F(Simulation, ASealedFolderIsComparedWithItsOwnKeys) {
@@ -164,7 +169,7 @@ TEST_F(Simulation, ASealedFolderIsComparedWithItsOwnKeys) {
 TEST_F(Simulation, WithoutAKeyAFirstSealingIsRefusedAsABackupWouldBe) {
   auto made = simulationJob({});
   made.encrypt = true;
-  made.encryptionKeys = std::make_shared<InMemoryKeyProvider>();
+  made.encryptionKeys = std::make_shared<InMemoryKeyProvider>(InMemoryKeyProvider({}));
   EXPECT_THROW(BackupEngine(made).simulate({}), BackupEncryptionError);
 }
 

@@ -81,12 +81,12 @@ TEST_F(StagedRun, TheBackupIsWholeAndTheStagingFolderCleared) {
   EXPECT_THAT(PackStore::indexNames(repository().store().packsDirectory()), SizeIs(1));
   EXPECT_THAT(stagingArea().partialBackupIDs(), IsEmpty());
   EXPECT_EQ(folderNames(), std::vector{manifest.backupID});
-  const auto folder = repository().backupDirectory(manifest.backupID);
-  EXPECT_FALSE(files::exists(folder / BackupFormat::journalFile));
-  EXPECT_FALSE(files::exists(folder / "overlay"));
-  EXPECT_TRUE(files::isFile(folder / BackupFormat::sectionPath("buildings")));
+  const auto published = repository().backupDirectory(manifest.backupID);
+  EXPECT_FALSE(files::exists(published / BackupFormat::journalFile));
+  EXPECT_FALSE(files::exists(published / "overlay"));
+  EXPECT_TRUE(files::isFile(published / BackupFormat::sectionPath("buildings")));
   EXPECT_THAT(methods(manifest), testing::ElementsAre("LOCK", "START", "WRITE", "PUBLISH"));
-  const auto lines = AuditLog::read(folder);
+  const auto lines = AuditLog::read(published);
   EXPECT_EQ(lines.back().target, "store/packs");
   EXPECT_EQ(lines.back().detail, "5 new objects packed from local staging into the backup folder");
 }
@@ -112,21 +112,23 @@ TEST_F(StagedRun, ASealedRunPublishesSealedObjects) {
   unlockAfresh();
   EXPECT_EQ(problems(), 0u);
   for (const auto& [path, bytes] : test::contentOf(root() / "store"))
-    if (path.ends_with(".pack")) EXPECT_TRUE(BackupCipher::isSealed(bytes));
+    if (path.ends_with(".pack")) {
+      EXPECT_TRUE(BackupCipher::isSealed(bytes));
+    }
 }
 
 TEST_F(StagedRun, AnInterruptedRunIsTakenUpFromTheStagingFolder) {
-  bodies.classicSection("buildings", "buildings", 5);
+  bodies.classicSection("users", "users", 5);
   bodies.classicSection("policies", "policies", 5);
-  interruptAt("JSSResource/policies", {"buildings", "policies"});
+  interruptAt("JSSResource/policies", {"users", "policies"});
   ASSERT_THAT(stagingArea().partialBackupIDs(), SizeIs(1));
   EXPECT_THAT(folderNames(), IsEmpty());
   EXPECT_FALSE(files::exists(root() / BackupFormat::lockFile));
   const auto id = stagingArea().partialBackupIDs()[0];
 
-  const auto manifest = runStaged({"buildings", "policies"});
+  const auto manifest = runStaged({"users", "policies"});
   EXPECT_EQ(manifest.backupID, id);
-  EXPECT_EQ(reader->count("JSSResource/buildings"), 1u);
+  EXPECT_EQ(reader->count("JSSResource/users"), 1u);
   EXPECT_EQ(manifest.totals.objects, 10);
   EXPECT_EQ(problems(), 0u);
 }
@@ -186,21 +188,21 @@ TEST_F(StagedRun, AFailedPublicationLeavesARunThatIsTakenUp) {
 }
 
 TEST_F(StagedRun, ADamagedObjectIsNotPublishedAndReadAgain) {
-  bodies.classicSection("buildings", "buildings", 3);
+  bodies.classicSection("users", "users", 3);
   bodies.classicSection("policies", "policies", 3);
-  interruptAt("JSSResource/policies", {"buildings", "policies"});
+  interruptAt("JSSResource/policies", {"users", "policies"});
   const auto overlay = stagingArea().partialDirectory(stagingArea().partialBackupIDs()[0]) / "overlay";
   const auto objects = PackStore::looseObjects(overlay);
   ASSERT_FALSE(objects.empty());
   files::atomicWrite("damaged", objects.front().path());
   try {
-    runStaged({"buildings", "policies"});
+    runStaged({"users", "policies"});
     FAIL();
   } catch (const tuv::Error& error) {
     EXPECT_THAT(error.description(), HasSubstr("1 object was damaged in the staging folder"));
   }
   EXPECT_THAT(folderNames(), IsEmpty());
-  runStaged({"buildings", "policies"});
+  runStaged({"users", "policies"});
   EXPECT_EQ(problems(), 0u);
 }
 

@@ -51,7 +51,9 @@ TEST_F(CopyFile, AFullDiskLeavesNothingBehindAtAnyOperation) {
     armFaultSeam(n, FaultAction::fail, ENOSPC);
     EXPECT_THROW(copyFile(from, to), FileError) << n;
     disarmFaultSeam();
-    if (!exists(to)) EXPECT_EQ(list(folder.path()).size(), 1u) << n;
+    if (!exists(to)) {
+      EXPECT_EQ(list(folder.path()).size(), 1u) << n;
+    }
     tryRemove(to);
   }
 }
