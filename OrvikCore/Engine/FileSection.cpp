@@ -22,6 +22,7 @@ namespace {
 constexpr std::string_view packagesSection = "packages";
 constexpr std::string_view cloudSection = "jcdsFiles";
 constexpr std::string_view pointsSection = "distributionPoints";
+constexpr std::size_t mostNamed = 5;  ///< files in one remark
 
 std::optional<std::string> joined(const std::vector<std::string>& names) {
   if (names.empty()) return std::nullopt;
@@ -109,6 +110,7 @@ SectionReading FileSection::run(const SectionRunner& mapper, const std::stop_tok
       },
       stop);
   if (fetches() && !targets.empty()) removeUnwantedParts(byName);
+  noteMissing(reading.outcomes.items);
   return reading;
 }
 
@@ -164,6 +166,20 @@ void FileSection::announceBytes(const std::vector<Target>& targets, const Reusab
     if (!isDone && !reusable(target)) bytes += target.size.value_or(0);
   }
   context_.emit(BackupEvents::BytesExpected{bytes});
+}
+
+/// The section is complete without them, so nothing else would say it.
+void FileSection::noteMissing(const std::vector<IndexItem>& items) const {
+  std::vector<std::string_view> missing;
+  for (const auto& item : items)
+    if (item.file->status == FileRef::Status::failed || item.file->status == FileRef::Status::unavailable)
+      missing.push_back(item.id);
+  if (missing.empty()) return;
+  const auto count = missing.size();
+  if (count > mostNamed) missing.resize(mostNamed);
+  context_.emit(BackupEvents::Note{fmt::format(
+      "{} of {} package files could not be had: {}{}.", count, items.size(), fmt::join(missing, ", "),
+      count > mostNamed ? fmt::format(" and {} more", count - mostNamed) : std::string())});
 }
 
 /// Parts of files that no package names any more would stay for ever.

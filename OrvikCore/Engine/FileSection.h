@@ -76,6 +76,7 @@ class FileSection {
   std::vector<Source> sourcesOf(const Target& target, const std::vector<DistributionPoint>& points) const;
   bool isReusable(const FileRef& parent, const Target& target) const;
   void announceBytes(const std::vector<Target>& targets, const Reusable& reusable) const;
+  void noteMissing(const std::vector<IndexItem>& items) const;
   void removeUnwantedParts(const TargetsByName& wanted) const;
 
   const SectionDefinition& definition_;

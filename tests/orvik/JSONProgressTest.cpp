@@ -132,6 +132,13 @@ TEST_F(JSONLines, RetriesAreNotes) {
   EXPECT_GE(notes, 1);
 }
 
+TEST(JSONProgressLines, BytesAreNumbers) {
+  EXPECT_EQ(host::JSONProgress::lineFor(BackupEvent(BackupEvents::BytesExpected{5'000'000'000})),
+            R"({"event":"bytesExpected","bytes":5000000000})");
+  EXPECT_EQ(host::JSONProgress::lineFor(BackupEvent(BackupEvents::BytesTransferred{7})),
+            R"({"event":"bytesTransferred","bytes":7})");
+}
+
 TEST(JSONProgressLines, ATextThatIsNoUTF8IsMended) {
   const auto line = host::JSONProgress::lineFor(BackupEvent(BackupEvents::Note{"a\xff\n\"b"}));
   EXPECT_EQ(line, "{\"event\":\"note\",\"text\":\"a\xEF\xBF\xBD\\n\\\"b\"}");

@@ -42,6 +42,20 @@ TEST_F(RunStateTest, TheLineTellsStepSectionCountRateAndTimeLeft) {
   EXPECT_EQ(lineAt(4s), "[1/3] Policies  400 of 400  100/s");
 }
 
+TEST_F(RunStateTest, WhereBytesArriveTheyAreTheMeasure) {
+  start3Sections();
+  state.apply(BackupEvents::BytesTransferred{5'000'000}, start);
+  begin("packageFiles");
+  state.apply(BackupEvents::BytesExpected{100'000'000}, start);
+  state.apply(BackupEvents::SectionProgress{"packageFiles", 0, 3}, start);
+  EXPECT_EQ(lineAt(0ms), "[1/3] Package binaries  0 of 3");
+  state.apply(BackupEvents::BytesTransferred{25'000'000}, start);
+  EXPECT_EQ(lineAt(500ms), "[1/3] Package binaries  0 of 3  20 MB of 100 MB");
+  EXPECT_EQ(lineAt(2s), "[1/3] Package binaries  0 of 3  20 MB of 100 MB  10 MB/s  8 s left");
+  state.apply(BackupEvents::BytesTransferred{125'000'000}, start);
+  EXPECT_EQ(lineAt(2s), "[1/3] Package binaries  0 of 3  120 MB  60 MB/s");
+}
+
 TEST_F(RunStateTest, ReportsOutOfOrderDoNotGoBack) {
   start3Sections();
   begin("policies");

@@ -95,7 +95,6 @@ class TroubledRuns : public InterruptedRuns, public testing::WithParamInterface<
 };
 
 TEST_P(TroubledRuns, EndWithWhatARunWithoutTroublePublishes) {
-  if (isShort() && GetParam() > 0) GTEST_SKIP() << "one of the seeds' groups is enough here";
   server.log().setDetail(sample::LogDetail::all);
   runToTheEnd(folder / "reference");
   std::set<std::string> asked;
@@ -122,7 +121,6 @@ TEST_P(TroubledRuns, EndWithWhatARunWithoutTroublePublishes) {
 }
 
 TEST_P(TroubledRuns, SendNothingButGetAndTheTokenRequest) {
-  if (isShort() && GetParam() > 0) GTEST_SKIP() << "one of the seeds' groups is enough here";
   server.log().setDetail(sample::LogDetail::all);
   Schedule schedule(static_cast<unsigned>(1000 + GetParam()));
   runToTheEnd(folder / "reference");
@@ -137,7 +135,7 @@ TEST_P(TroubledRuns, SendNothingButGetAndTheTokenRequest) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, TroubledRuns, testing::Range(0, tests));
+INSTANTIATE_TEST_SUITE_P(Seeds, TroubledRuns, testing::Range(0, isShort() ? 1 : tests));
 
 }  // namespace
 }  // namespace orvik::test

@@ -49,6 +49,23 @@ TEST(Wording, AWordForAShellIsQuotedWhereItHasTo) {
   EXPECT_EQ(wording::shellWord("/home/o'neil/a b"), "'/home/o'\\''neil/a b'");
 }
 
+TEST(Wording, ASimulationTellsWhatWouldBeStoredAndDownloaded) {
+  SimulationOutcome outcome;
+  outcome.manifest.sections = {{"policies", "Policies", Status::complete, {}, {42, 3, 1, 38, 0, 0}, {}},
+                               {"scripts", "Scripts", Status::complete, {}, {5, 0, 0, 5, 0, 0}, {}}};
+  outcome.manifest.totals.objects = 47;
+  outcome.manifest.totals.newOrChangedObjects = 4;
+  EXPECT_EQ(wording::simulated(outcome),
+            "policies  42 objects, 3 new, 1 changed\n"
+            "A backup would store 4 new or changed of 47 objects, and download nothing.");
+  outcome.manifest.parentBackupID = "2026-01-01T000000Z";
+  outcome.bytesToDownload = 1'250'000'000;
+  EXPECT_EQ(
+      wording::simulated(outcome),
+      "policies  42 objects, 3 new, 1 changed\n"
+      "A backup would store 4 new or changed of 47 objects since 2026-01-01T000000Z, and download 1.25 GB.");
+}
+
 TEST(Wording, ASectionIsOneLine) {
   SectionSummary summary{"policies", "Policies", Status::complete, {}, {42, 3, 1, 38, 2, 0}, {}};
   EXPECT_EQ(wording::section(summary), "policies  42 objects, 3 new, 1 changed, 2 removed");

@@ -187,13 +187,6 @@ TEST(SectionRunner, AccountsAreUsersAndGroups) {
   EXPECT_EQ(index.sources.at("classic"), "JSSResource/accounts/userid|groupid/{id}");
 }
 
-TEST(SectionRunner, ASectionThatThisVersionDoesNotReadFailsWithASentence) {
-  RunFixture fixture;
-  const auto summary = RunFixture::summary(fixture.run({"computers"}), "computers");
-  EXPECT_EQ(summary.status, Status::failed);
-  EXPECT_EQ(summary.message, "This version of Orvik does not read the section \"computers\" yet.");
-}
-
 TEST(SectionRunner, AStoreThatCannotBeWrittenFailsItsObjectsAndNamesThePlace) {
   RunFixture fixture;
   fixture.bodies.classicSection("policies", "policies", 2);

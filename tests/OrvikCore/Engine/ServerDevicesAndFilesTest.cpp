@@ -5,8 +5,10 @@
 #include <chrono>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "OrvikCore/Store/AuditLog.h"
+#include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/ServerRun.h"
 #include "tests/Support/SmallBackups.h"

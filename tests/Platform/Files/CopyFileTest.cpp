@@ -23,68 +23,68 @@ struct CopyFile : testing::Test {
 };
 
 TEST_F(CopyFile, TheCopyIsWholeAndTheFileStays) {
-  copyFile(from, to);
-  EXPECT_EQ(read(to), content);
-  EXPECT_EQ(read(from), content);
+  files::copyFile(from, to);
+  EXPECT_EQ(files::read(to), content);
+  EXPECT_EQ(files::read(from), content);
 }
 
 TEST_F(CopyFile, NothingIsReplaced) {
   atomicWrite("mine", to);
-  EXPECT_THROW(copyFile(from, to), FileError);
-  EXPECT_EQ(read(to), "mine");
+  EXPECT_THROW(files::copyFile(from, to), FileError);
+  EXPECT_EQ(files::read(to), "mine");
 }
 
 TEST_F(CopyFile, AStopLeavesNothingBehind) {
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_THROW(copyFile(from, to, stop.get_token()), CancellationError);
-  EXPECT_EQ(list(folder.path()).size(), 1u);
+  EXPECT_THROW(files::copyFile(from, to, stop.get_token()), CancellationError);
+  EXPECT_EQ(files::list(folder.path()).size(), 1u);
 }
 
 TEST_F(CopyFile, AFullDiskLeavesNothingBehindAtAnyOperation) {
   armFaultSeam(1'000, FaultAction::fail);
-  copyFile(from, to);
+  files::copyFile(from, to);
   const auto operations = operationsSinceArmed();
   disarmFaultSeam();
   files::remove(to);
   for (std::uint64_t n = 1; n <= operations; ++n) {
     armFaultSeam(n, FaultAction::fail, ENOSPC);
-    EXPECT_THROW(copyFile(from, to), FileError) << n;
+    EXPECT_THROW(files::copyFile(from, to), FileError) << n;
     disarmFaultSeam();
-    if (!exists(to)) {
-      EXPECT_EQ(list(folder.path()).size(), 1u) << n;
+    if (!files::exists(to)) {
+      EXPECT_EQ(files::list(folder.path()).size(), 1u) << n;
     }
-    tryRemove(to);
+    files::tryRemove(to);
   }
 }
 
 TEST_F(CopyFile, AMoveIsARenameWhereItCanBe) {
-  move(from, to);
-  EXPECT_FALSE(exists(from));
-  EXPECT_EQ(read(to), content);
+  files::move(from, to);
+  EXPECT_FALSE(files::exists(from));
+  EXPECT_EQ(files::read(to), content);
 }
 
 TEST_F(CopyFile, AMoveToAnotherFileSystemCopiesAndDeletes) {
   renamesAcross();
-  move(from, to);
-  EXPECT_FALSE(exists(from));
-  EXPECT_EQ(read(to), content);
+  files::move(from, to);
+  EXPECT_FALSE(files::exists(from));
+  EXPECT_EQ(files::read(to), content);
 }
 
 TEST_F(CopyFile, AMoveThatIsStoppedWhileItCopiesLeavesTheFile) {
   renamesAcross();
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_THROW(move(from, to, stop.get_token()), CancellationError);
-  EXPECT_EQ(read(from), content);
-  EXPECT_FALSE(exists(to));
+  EXPECT_THROW(files::move(from, to, stop.get_token()), CancellationError);
+  EXPECT_EQ(files::read(from), content);
+  EXPECT_FALSE(files::exists(to));
 }
 
 TEST_F(CopyFile, AnyOtherFailureOfARenameStands) {
   armFaultSeam(1, FaultAction::fail, EACCES);
-  EXPECT_THROW(move(from, to), FileError);
-  EXPECT_EQ(read(from), content);
-  EXPECT_FALSE(exists(to));
+  EXPECT_THROW(files::move(from, to), FileError);
+  EXPECT_EQ(files::read(from), content);
+  EXPECT_FALSE(files::exists(to));
 }
 
 }  // namespace
