@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,6 +21,14 @@ TEST_F(StagingPlace, IsNowhereBelowTheFolderOfAllInstances) {
   }
   EXPECT_EQ(platform::files::visibleNames(root), std::vector<std::string>{"inner"});
   EXPECT_EQ(test::runToEnd(backup({"--staging", (folder / "staging").string()})).status, 0);
+}
+
+TEST_F(StagingPlace, AnEmptyFolderIsAUsageErrorAndNotTheWorkingDirectory) {
+  for (const char* option : {"--staging", "--mount"}) {
+    const auto end = test::runToEnd(backup({option, ""}));
+    EXPECT_EQ(end.status, 2);
+    EXPECT_EQ(end.error, fmt::format("orvik: {} is empty. See orvik backup --help.\n", option));
+  }
 }
 
 }  // namespace
