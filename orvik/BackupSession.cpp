@@ -7,6 +7,7 @@
 
 #include "OrvikCore/Config/InstanceConfig.h"
 #include "OrvikCore/Config/ManagedInstances.h"
+#include "OrvikCore/Engine/RunPlace.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Concurrency/Cancellation.h"
@@ -110,6 +111,8 @@ InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedSer
 }
 
 BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop) {
+  // Beside the instance's folder it would be synchronised all the same, and taken for an instance.
+  if (request.staging) RunPlace::requireOutside(*request.staging, request.root, "staging");
   auto job = jobFor(request);
   SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);

@@ -13,8 +13,8 @@ namespace orvik {
 
 namespace {
 
-/// 8 EiB fit the type, but sums of sizes must as well.
-constexpr std::int64_t mostBytes = std::int64_t{1} << 53;
+/// A tebibyte, above any package: the sizes of all that a list can name must add up without an overflow.
+constexpr std::int64_t mostBytes = std::int64_t{1} << 40;
 
 std::optional<std::string> textOf(const JSONTree& value) {
   auto text = value.string();

@@ -83,6 +83,8 @@ ResumePlan ResumePlan::make(const BackupRepository& repository,
   if (resume == ResumeInterrupted::yes)
     plan.resumed =
         staging ? resumableStaged(*staging, latestID, encrypted) : resumable(repository, latestID, encrypted);
+  // A staged run may have been published and then not been cleared away.
+  if (plan.resumed && files::exists(repository.backupDirectory(plan.resumed->backupID))) plan.resumed.reset();
   if (plan.resumed) {
     plan.backupID = plan.resumed->backupID;
     return plan;

@@ -25,10 +25,10 @@ struct ResumePlan {
   std::vector<std::filesystem::path> discarded;  ///< partial folders that a new run deletes first
 
   /// An interrupted run qualifies when its state can be read, it was compared against the backup that is the
-  /// newest one now, and it seals like this run; of several the newest. A run with a staging folder looks
-  /// there and nowhere else. A new run deletes all interrupted ones, in the folder and in its staging folder,
-  /// before it starts. A fresh ID is never one that stands in either, published or partial: it is the next
-  /// free second.
+  /// newest one now, it seals like this run, and it was not published; of several the newest. A run with a
+  /// staging folder looks there and nowhere else. A new run deletes all interrupted ones, in the folder and
+  /// in its staging folder, before it starts. A fresh ID is never one that stands in either, published or
+  /// partial: it is the next free second.
   static ResumePlan make(const BackupRepository& repository,
                          const std::optional<std::filesystem::path>& staging, ResumeInterrupted resume,
                          const std::optional<std::string>& latestID, bool encrypted, platform::Date now);

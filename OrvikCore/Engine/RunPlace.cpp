@@ -26,13 +26,6 @@ bool liesIn(const Path& inner, const Path& outer) {
   return std::ranges::mismatch(out, in).in1 == out.end();
 }
 
-void requireOutside(const Path& folder, const Path& root, std::string_view what) {
-  if (liesIn(folder, root))
-    throw tuv::Error(
-        fmt::format("The {} folder {} lies in the backup folder {}. It has to be somewhere else.", what,
-                    folder.string(), root.string()));
-}
-
 }  // namespace
 
 RunPlace RunPlace::of(const BackupJob& job, const BackupRepository& repository, const std::string& backupID) {
@@ -57,6 +50,13 @@ void RunPlace::require(const BackupJob& job) {
         fmt::format("The staging folder {} is used for the instance \"{}\". Each instance needs one "
                     "of its own.",
                     staging->string(), owner->name));
+}
+
+void RunPlace::requireOutside(const Path& folder, const Path& root, std::string_view what) {
+  if (liesIn(folder, root))
+    throw tuv::Error(
+        fmt::format("The {} folder {} lies in the backup folder {}. It has to be somewhere else.", what,
+                    folder.string(), root.string()));
 }
 
 }  // namespace orvik

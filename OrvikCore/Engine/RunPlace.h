@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "OrvikCore/Engine/BackupJob.h"
 #include "OrvikCore/Store/BackupRepository.h"
@@ -28,6 +29,10 @@ struct RunPlace {
   /// Throws `tuv::Error` when the job's staging or simulation folder lies in its backup folder, where it
   /// would be taken for a part of it, or when the staging folder is used for another instance.
   static void require(const BackupJob& job);
+
+  /// Throws `tuv::Error` when `folder` lies in `root`, links followed. `what` says what it is for: "staging".
+  static void requireOutside(const std::filesystem::path& folder, const std::filesystem::path& root,
+                             std::string_view what);
 };
 
 }  // namespace orvik

@@ -192,16 +192,19 @@ void Attempt::goOn(const platform::HTTPResponse& head, files::ResumableFile& fil
 
   file.seek(part_.offset);
   position_ = part_.offset;
-  expected_ = range.total;
+  // A length may be that of a piece; a total never is.
+  expected_ = total;
   if (const auto length = announcedLength(head); !expected_ && length) expected_ = part_.offset + *length;
-  if (!expected_) expected_ = total;
   if (!record || (range.total && !record->total)) remember(head, range.total);
 }
 
 void Attempt::requireComplete(const platform::HTTPResponse& head) const {
-  auto total = ContentRange::parse(head.header("Content-Range").value_or("")).total;
-  if (!total && part_.record) total = part_.record->total;
-  if (total && *total != part_.offset) throw RestartSignal();
+  const auto differs = [this](std::optional<std::int64_t> total) { return total && *total != part_.offset; };
+  const auto& record = part_.record;
+  if (differs(ContentRange::parse(head.header("Content-Range").value_or("")).total)) throw RestartSignal();
+  // The file may have become as long as the part is by now.
+  if (record && (differs(record->total) || record->validator.contradicts(PartValidator::of(head))))
+    throw RestartSignal();
 }
 
 void Attempt::remember(const platform::HTTPResponse& head, std::optional<std::int64_t> total) const {

@@ -112,6 +112,12 @@ BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
   for (const auto& [name, value] : required)
     if (value->empty())
       throw UsageError(fmt::format("{} is missing. See orvik {} --help.", name, nameOf(command)));
+  // A script's empty variable would stand for the folder that the script happens to run in.
+  const std::array<std::pair<const char*, const std::optional<std::string>*>, 2> folders{
+      {{"--staging", &a.staging}, {"--mount", &a.mount}}};
+  for (const auto& [name, value] : folders)
+    if (*value && (*value)->empty())
+      throw UsageError(fmt::format("{} is empty. See orvik {} --help.", name, nameOf(command)));
   if (a.secretFile && a.secretCommand)
     throw UsageError("--secret-file and --secret-command exclude each other.");
   return a;
