@@ -78,8 +78,9 @@ FileRef FileFetch::run(const std::vector<FileSection::Source>& sources, const st
   for (std::size_t i = 0; i < sources.size(); ++i) {
     context_.downloader.gate->wait(stop);
     const auto started = platform::MonotonicClock::now();
+    Obtained obtained;
     try {
-      std::visit([&](const auto& source) { obtain(source, stop); }, sources[i]);
+      obtained = std::visit([&](const auto& source) { return obtain(source, stop); }, sources[i]);
     } catch (const std::exception& error) {
       AuditEntry entry;
       const bool cancelled = isCancellation(error, stop);
@@ -98,34 +99,36 @@ FileRef FileFetch::run(const std::vector<FileSection::Source>& sources, const st
       if (!isLast || files::size(part_).value_or(0) == 0) removePart(part_);
       continue;
     }
-    return adopt(sources[i], started, stop);
+    return adopt(sources[i], obtained, started, stop);
   }
   return file;
 }
 
-void FileFetch::obtain(const FileSection::JCDS&, const std::stop_token& stop) {
-  download("jcds", PackageSources::cloudRequest(context_.pipeline, target_.fileName), stop);
+FileFetch::Obtained FileFetch::obtain(const FileSection::JCDS&, const std::stop_token& stop) {
+  return download("jcds", PackageSources::cloudRequest(context_.pipeline, target_.fileName), stop);
 }
 
-void FileFetch::obtain(const DistributionPoint& source, const std::stop_token& stop) {
-  download("http " + source.base, PackageSources::shareRequest(source, target_.fileName), stop);
+FileFetch::Obtained FileFetch::obtain(const DistributionPoint& source, const std::stop_token& stop) {
+  return download("http " + source.base, PackageSources::shareRequest(source, target_.fileName), stop);
 }
 
-void FileFetch::obtain(const FileSection::Mount& source, const std::stop_token& stop) {
-  PackageSources::copyFromMount(
+FileFetch::Obtained FileFetch::obtain(const FileSection::Mount& source, const std::stop_token& stop) {
+  return PackageSources::copyFromMount(
       source.path, target_.fileName, part_, labelOf(source), context_.downloader.gate,
       [this](std::int64_t bytes) { count(bytes); }, stop);
 }
 
-void FileFetch::download(std::string_view source, const FileDownloader::MakeRequest& makeRequest,
-                         const std::stop_token& stop) {
+FileFetch::Obtained FileFetch::download(std::string_view source,
+                                        const FileDownloader::MakeRequest& makeRequest,
+                                        const std::stop_token& stop) {
   context_.downloader.download(
       part_, source, makeRequest, [this](std::int64_t bytes) { count(bytes); }, stop);
+  return std::nullopt;
 }
 
-FileRef FileFetch::adopt(const FileSection::Source& source, platform::MonotonicTime started,
-                         const std::stop_token& stop) {
-  const auto digests = FileHasher::digests(part_, FileHasher::defaultChunkSize, stop);
+FileRef FileFetch::adopt(const FileSection::Source& source, const Obtained& obtained,
+                         platform::MonotonicTime started, const std::stop_token& stop) {
+  const auto digests = obtained ? *obtained : FileHasher::digests(part_, FileHasher::defaultChunkSize, stop);
   const auto verified = FileSection::verify(target_, digests);
   AuditEntry entry;
   if (!std::holds_alternative<FileSection::Mount>(source)) entry.status = 200;

@@ -32,12 +32,14 @@ class FileFetch {
   FileRef run(const std::vector<FileSection::Source>& sources, const std::stop_token& stop);
 
  private:
-  void obtain(const FileSection::JCDS& source, const std::stop_token& stop);
-  void obtain(const DistributionPoint& source, const std::stop_token& stop);
-  void obtain(const FileSection::Mount& source, const std::stop_token& stop);
-  void download(std::string_view source, const FileDownloader::MakeRequest& makeRequest,
-                const std::stop_token& stop);
-  FileRef adopt(const FileSection::Source& source, platform::MonotonicTime started,
+  /// The digests, when they come by the way.
+  using Obtained = std::optional<FileHasher::Digests>;
+  Obtained obtain(const FileSection::JCDS& source, const std::stop_token& stop);
+  Obtained obtain(const DistributionPoint& source, const std::stop_token& stop);
+  Obtained obtain(const FileSection::Mount& source, const std::stop_token& stop);
+  Obtained download(std::string_view source, const FileDownloader::MakeRequest& makeRequest,
+                    const std::stop_token& stop);
+  FileRef adopt(const FileSection::Source& source, const Obtained& obtained, platform::MonotonicTime started,
                 const std::stop_token& stop);
   void count(std::int64_t bytes) const;
   void record(const FileSection::Source& source, platform::MonotonicTime started, AuditEntry entry) const;

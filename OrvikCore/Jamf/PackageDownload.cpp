@@ -21,10 +21,12 @@ namespace {
 
 constexpr RetryPolicy usualPolicy{5, 1, 60};
 
-/// A place to try, and what it is called when it fails.
+using Digests = FileHasher::Digests;
+
+/// A place to try, and what it is called when it fails. Gives the digests when they come by the way.
 struct Candidate {
   std::string label;
-  std::function<void()> obtain;
+  std::function<std::optional<Digests>()> obtain;
 };
 
 }  // namespace
@@ -43,34 +45,37 @@ FileHasher::Digests PackageDownload::fetch(const std::string& fileName, jamf::Ja
   candidates.push_back({"cloud distribution point", [&] {
                           downloader.download(part, "jcds", PackageSources::cloudRequest(client, fileName),
                                               progress, stop);
+                          return std::optional<Digests>();
                         }});
   for (const auto& point : points)
     candidates.push_back({"distribution point " + point.name, [&] {
                             downloader.download(part, "http " + point.base,
                                                 PackageSources::shareRequest(point, fileName), progress,
                                                 stop);
+                            return std::optional<Digests>();
                           }});
   if (mountPath)
     candidates.push_back({"mounted share", [&] {
-                            PackageSources::copyFromMount(*mountPath, fileName, part,
-                                                          "mount:" + mountPath->string(), &gate, progress,
-                                                          stop);
+                            return std::optional(PackageSources::copyFromMount(*mountPath, fileName, part,
+                                                                               "mount:" + mountPath->string(),
+                                                                               &gate, progress, stop));
                           }});
 
   std::vector<std::string> notes;
   for (const auto& candidate : candidates) {
+    std::optional<Digests> digests;
     try {
-      candidate.obtain();
+      digests = candidate.obtain();
     } catch (const std::exception& error) {
       platform::throwIfCancelled(stop);
       if (RequestOutcome::classify(error).kind == RequestOutcome::Kind::cancelled) throw;
       notes.push_back(candidate.label + ": " + describeFailure(error));
       continue;
     }
-    auto digests = FileHasher::digests(part, FileHasher::defaultChunkSize, stop);
+    if (!digests) digests = FileHasher::digests(part, FileHasher::defaultChunkSize, stop);
     platform::files::rename(part, to);
     PartRecord::remove(part);
-    return digests;
+    return std::move(*digests);
   }
   throw DownloadError::noSource(notes.empty() ? "No source for " + fileName
                                               : fmt::format("{}", fmt::join(notes, "\n")));

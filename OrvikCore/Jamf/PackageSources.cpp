@@ -56,9 +56,10 @@ FileDownloader::MakeRequest shareRequest(const DistributionPoint& point, const s
   };
 }
 
-void copyFromMount(const std::filesystem::path& mount, const std::string& fileName,
-                   const std::filesystem::path& to, std::string_view source, const PauseGate* gate,
-                   const FileDownloader::Progress& progress, const std::stop_token& stop) {
+FileHasher::Digests copyFromMount(const std::filesystem::path& mount, const std::string& fileName,
+                                  const std::filesystem::path& to, std::string_view source,
+                                  const PauseGate* gate, const FileDownloader::Progress& progress,
+                                  const std::stop_token& stop) {
   requireComponent(fileName);
   files::PatientReader share(mount / "Packages" / fileName);
   auto piece = nextPiece(share, stop);
@@ -66,12 +67,15 @@ void copyFromMount(const std::filesystem::path& mount, const std::string& fileNa
   copy.truncate(0);
   // Should this copy be broken off, no other source goes on behind it.
   PartRecord{std::string(source), {}, {}}.save(to);
+  FileHasher::Running digests;
   for (; piece; piece = nextPiece(share, stop)) {
     copy.write(*piece);
+    digests.update(*piece);
     progress(static_cast<std::int64_t>(piece->size()));
     if (gate) gate->wait(stop);
   }
   copy.sync();
+  return digests.finish();
 }
 
 }  // namespace orvik::PackageSources

@@ -62,18 +62,12 @@ FileHasher::Digests hexOf(Bytes sha256, Bytes md5, Bytes sha512, std::int64_t si
 FileHasher::Digests digestsOnOneThread(const std::filesystem::path& path, std::size_t pieceSize,
                                        const std::stop_token& stop) {
   platform::files::FileReader reader(path);
-  Digest sha256(DigestAlgorithm::sha256);
-  Digest sha512(DigestAlgorithm::sha512);
-  Digest md5(DigestAlgorithm::md5);
-  std::int64_t size = 0;
+  FileHasher::Running running;
   for (Bytes piece; reader.read(piece, pieceSize);) {
     platform::throwIfCancelled(stop);
-    sha256.update(piece);
-    sha512.update(piece);
-    md5.update(piece);
-    size += static_cast<std::int64_t>(piece.size());
+    running.update(piece);
   }
-  return hexOf(sha256.finish(), md5.finish(), sha512.finish(), size);
+  return running.finish();
 }
 
 FileHasher::Digests digestsOnThreeThreads(const std::filesystem::path& path, std::size_t pieceSize,
@@ -96,6 +90,17 @@ FileHasher::Digests digestsOnThreeThreads(const std::filesystem::path& path, std
 }
 
 }  // namespace
+
+void FileHasher::Running::update(std::string_view bytes) {
+  sha256_.update(bytes);
+  sha512_.update(bytes);
+  md5_.update(bytes);
+  size_ += static_cast<std::int64_t>(bytes.size());
+}
+
+FileHasher::Digests FileHasher::Running::finish() {
+  return hexOf(sha256_.finish(), md5_.finish(), sha512_.finish(), size_);
+}
 
 FileHasher::Digests FileHasher::digests(const std::filesystem::path& path, std::size_t chunkSize,
                                         const std::stop_token& stop) {

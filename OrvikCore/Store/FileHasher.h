@@ -5,6 +5,9 @@
 #include <filesystem>
 #include <stop_token>
 #include <string>
+#include <string_view>
+
+#include "Platform/Crypto/Digest.h"
 
 namespace orvik {
 
@@ -20,6 +23,19 @@ struct FileHasher {
     std::int64_t size = 0;  ///< bytes
 
     bool operator==(const Digests&) const = default;
+  };
+
+  /// All three digests of bytes that come by, on the calling thread.
+  class Running {
+   public:
+    void update(std::string_view bytes);
+    Digests finish();
+
+   private:
+    platform::Digest sha256_{platform::DigestAlgorithm::sha256};
+    platform::Digest md5_{platform::DigestAlgorithm::md5};
+    platform::Digest sha512_{platform::DigestAlgorithm::sha512};
+    std::int64_t size_ = 0;
   };
 
   /// All three digests from one pass: a thread for each, for a file that is worth it, which share the pieces
