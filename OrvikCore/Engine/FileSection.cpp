@@ -68,15 +68,21 @@ std::optional<std::string> FileSection::Target::jamfHash() const {
 
 std::vector<FileSection::Target> FileSection::collectTargets(const std::stop_token& stop) const {
   FileTargets targets;
-  for (const auto& record : storedObjects(context_, packagesSection, "pro", stop)) targets.addPackage(record);
-  for (const auto& entry : storedObjects(context_, cloudSection, "pro", stop)) targets.addCloudFile(entry);
+  forEachStoredObject(
+      context_, packagesSection, "pro", [&](const JSONTree& record) { targets.addPackage(record); }, stop);
+  forEachStoredObject(
+      context_, cloudSection, "pro", [&](const JSONTree& entry) { targets.addCloudFile(entry); }, stop);
   return targets.take();
 }
 
 std::vector<DistributionPoint> FileSection::httpDistributionPoints(const std::stop_token& stop) const {
   std::vector<DistributionPoint> points;
-  for (const auto& record : storedObjects(context_, pointsSection, "classic", stop))
-    if (auto point = DistributionPoint::anonymousHTTP(record)) points.push_back(std::move(*point));
+  forEachStoredObject(
+      context_, pointsSection, "classic",
+      [&](const JSONTree& record) {
+        if (auto point = DistributionPoint::anonymousHTTP(record)) points.push_back(std::move(*point));
+      },
+      stop);
   return points;
 }
 

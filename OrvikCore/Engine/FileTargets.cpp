@@ -35,24 +35,25 @@ void setHash(FileSection::Target& target, std::optional<std::string> type, std::
 
 }  // namespace
 
-std::vector<JSONTree> storedObjects(const RunContext& context, std::string_view section, const char* variant,
-                                    const std::stop_token& stop) {
-  std::vector<JSONTree> objects;
+void forEachStoredObject(const RunContext& context, std::string_view section, const char* variant,
+                         const std::function<void(const JSONTree&)>& show, const std::stop_token& stop) {
   const auto index = BackupRepository::loadIndex(context.partial, section, context.cipher);
-  if (!index) return objects;
+  if (!index) return;
   for (const auto& item : index->items) {
     platform::throwIfCancelled(stop);
     const auto object = item.objects.find(variant);
     if (object == item.objects.end()) continue;
+    JSONTree record;
     try {
-      objects.push_back(JSONTree::parse(context.store.object(object->second)));
+      record = JSONTree::parse(context.store.object(object->second));
     } catch (const std::exception& error) {
       context.emit(
           BackupEvents::Note{fmt::format("Files of \"{}\" are left out, its record can't be read: {}",
                                          item.name.value_or(item.id), describeFailure(error))});
+      continue;
     }
+    show(record);
   }
-  return objects;
 }
 
 void FileTargets::addPackage(const JSONTree& record) {

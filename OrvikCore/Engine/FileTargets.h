@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <stop_token>
 #include <string_view>
 #include <vector>
@@ -9,11 +10,11 @@
 
 namespace orvik {
 
-/// The objects of a section that this run has read, as they lie in the store, in the order of its index. None
-/// when the section has no index. One that can't be read any more is left out, and a note says so. Throws
-/// `platform::CancellationError`.
-std::vector<JSONTree> storedObjects(const RunContext& context, std::string_view section, const char* variant,
-                                    const std::stop_token& stop);
+/// Shows the objects of a section that this run has read, as they lie in the store, in the order of its
+/// index, one in memory at a time. None when the section has no index. One that can't be read any more is
+/// left out, and a note says so. Throws `platform::CancellationError`.
+void forEachStoredObject(const RunContext& context, std::string_view section, const char* variant,
+                         const std::function<void(const JSONTree&)>& show, const std::stop_token& stop);
 
 /// Gathers the files that packages use.
 class FileTargets {
