@@ -29,7 +29,7 @@ constexpr const char* differsMessage = "Content differs from the hash Jamf Pro r
 /// Where a file came from, as reports and the audit log say it.
 std::string labelOf(const FileSection::Source& source) {
   if (const auto* point = std::get_if<DistributionPoint>(&source)) return point->name;
-  if (const auto* mount = std::get_if<FileSection::Mount>(&source)) return "mount:" + mount->path.string();
+  if (const auto* mount = std::get_if<FileSection::Mount>(&source)) return mount->share->label();
   return "jcds";
 }
 
@@ -113,9 +113,8 @@ FileFetch::Obtained FileFetch::obtain(const DistributionPoint& source, const std
 }
 
 FileFetch::Obtained FileFetch::obtain(const FileSection::Mount& source, const std::stop_token& stop) {
-  return PackageSources::copyFromMount(
-      source.path, target_.fileName, part_, labelOf(source), context_.downloader.gate,
-      [this](std::int64_t bytes) { count(bytes); }, stop);
+  return source.share->copy(
+      target_.fileName, part_, context_.downloader.gate, [this](std::int64_t bytes) { count(bytes); }, stop);
 }
 
 FileFetch::Obtained FileFetch::download(std::string_view source,

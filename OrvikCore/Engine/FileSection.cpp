@@ -141,7 +141,7 @@ std::vector<FileSection::Source> FileSection::sourcesOf(const Target& target,
                             files::isFile(context_.partial / BackupFormat::sectionPath(cloudSection));
   if (target.onJCDS || !isCloudKnown) sources.emplace_back(JCDS{!target.onJCDS});
   sources.insert(sources.end(), points.begin(), points.end());
-  if (const auto& mount = context_.job.options.fileShareMountPath) sources.emplace_back(Mount{*mount});
+  if (mount_) sources.emplace_back(Mount{&*mount_});
   return sources;
 }
 

@@ -13,6 +13,7 @@
 #include "OrvikCore/Engine/RunContext.h"
 #include "OrvikCore/Engine/SectionRunner.h"
 #include "OrvikCore/Jamf/DistributionPoint.h"
+#include "OrvikCore/Jamf/MountedShare.h"
 #include "OrvikCore/Store/FileHasher.h"
 
 namespace orvik {
@@ -43,12 +44,14 @@ class FileSection {
     bool isGuess = false;  ///< its list could not be read, so nobody knows whether it has the file
   };
   struct Mount {
-    std::filesystem::path path;
+    MountedShare* share;
   };
   using Source = std::variant<JCDS, DistributionPoint, Mount>;
 
   FileSection(const SectionDefinition& definition, const RunContext& context)
-      : definition_(definition), context_(context) {}
+      : definition_(definition), context_(context) {
+    if (const auto& mount = context.job.options.fileShareMountPath) mount_.emplace(*mount);
+  }
 
   /// Items without objects, with `file` set. A file that could not be had is told in its item and is no
   /// error: the metadata is whole without it. Throws `platform::CancellationError`.
@@ -81,6 +84,7 @@ class FileSection {
 
   const SectionDefinition& definition_;
   const RunContext& context_;
+  mutable std::optional<MountedShare> mount_;  ///< synchronises itself
 };
 
 }  // namespace orvik

@@ -8,6 +8,7 @@
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Jamf/DownloadError.h"
+#include "OrvikCore/Jamf/MountedShare.h"
 #include "OrvikCore/Jamf/PackageSources.h"
 #include "OrvikCore/Jamf/PartRecord.h"
 #include "OrvikCore/Jamf/PauseGate.h"
@@ -54,12 +55,12 @@ FileHasher::Digests PackageDownload::fetch(const std::string& fileName, jamf::Ja
                                                 stop);
                             return std::optional<Digests>();
                           }});
-  if (mountPath)
-    candidates.push_back({"mounted share", [&] {
-                            return std::optional(PackageSources::copyFromMount(*mountPath, fileName, part,
-                                                                               "mount:" + mountPath->string(),
-                                                                               &gate, progress, stop));
-                          }});
+  std::optional<MountedShare> share;
+  if (mountPath) {
+    share.emplace(*mountPath);
+    candidates.push_back(
+        {"mounted share", [&] { return std::optional(share->copy(fileName, part, &gate, progress, stop)); }});
+  }
 
   std::vector<std::string> notes;
   for (const auto& candidate : candidates) {
