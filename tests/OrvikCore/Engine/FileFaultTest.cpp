@@ -193,15 +193,18 @@ TEST_F(FileFaults, APauseInTheMiddleGoesOnFromThere) {
   BackupEngine engine(job());
   std::atomic<bool> paused = false;
   std::jthread resumer;
+  // The pause has been noticed when the bytes so far are flushed: the next operation on the disk.
+  files::armFaultSeam(UINT64_MAX, files::FaultAction::fail);
   const auto manifest = engine.run(ResumeInterrupted::yes, [&](const BackupEvent& event) {
     const auto* bytes = std::get_if<BackupEvents::BytesTransferred>(&event);
     if (!bytes || bytes->bytes < 2'000'000 || paused.exchange(true)) return;
     engine.pause();
-    resumer = std::jthread([&] {
-      while (run.server.inFlight() > 0) std::this_thread::yield();
+    resumer = std::jthread([&engine, before = files::operationsSinceArmed()] {
+      while (files::operationsSinceArmed() == before) std::this_thread::yield();
       engine.resume();
     });
   });
+  files::disarmFaultSeam();
   expectWhole(manifest, "a.pkg");
   EXPECT_EQ(manifest.totals.bytesDownloaded, 8'000'000);
   EXPECT_THAT(rangesAskedFor(), SizeIs(1));
