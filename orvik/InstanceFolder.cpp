@@ -71,9 +71,6 @@ HeldFolder::HeldFolder(BackupRepository repository, double lockWait, ProgressVie
   PackCache::shared().invalidate(repository_.store().packsDirectory());
 }
 
-void HeldFolder::requireOwn() const {
-  if (const auto other = lock_->takenOverBy())
-    throw BackupEngineError::locked(other->holderText(), other->startedAt);
-}
+void HeldFolder::requireOwn() const { lock_->requireOwn(); }
 
 }  // namespace orvik::host

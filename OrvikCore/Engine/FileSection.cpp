@@ -12,10 +12,12 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Jamf/PartRecord.h"
 #include "Platform/Files/Files.h"
+#include "Platform/Locale/Text.h"
 
 namespace orvik {
 
 namespace files = platform::files;
+using platform::locale::lowercased;
 
 namespace {
 
@@ -28,15 +30,6 @@ std::optional<std::string> joined(const std::vector<std::string>& names) {
   if (names.empty()) return std::nullopt;
   return fmt::format("{}", fmt::join(names, ", "));
 }
-
-/// Types and hexadecimal digits are ASCII.
-std::string withCase(std::string text, char first, char last) {
-  for (char& c : text)
-    if (c >= first && c <= last) c = static_cast<char>(c ^ 0x20);
-  return text;
-}
-std::string lower(std::string text) { return withCase(std::move(text), 'A', 'Z'); }
-std::string upper(std::string text) { return withCase(std::move(text), 'a', 'z'); }
 
 FileRef reused(const FileRef& parent) {
   FileRef file;
@@ -63,7 +56,7 @@ std::unordered_map<std::string_view, const FileRef*> filesOf(const SectionIndex*
 
 std::optional<std::string> FileSection::Target::jamfHash() const {
   if (!hashType || !hashValue || hashType->empty() || hashValue->empty()) return std::nullopt;
-  return *hashType + ":" + lower(*hashValue);
+  return *hashType + ":" + lowercased(*hashValue);
 }
 
 std::vector<FileSection::Target> FileSection::collectTargets(const std::stop_token& stop) const {
@@ -156,11 +149,11 @@ bool FileSection::isReusable(const FileRef& parent, const Target& target) const 
 
 std::optional<bool> FileSection::verify(const Target& target, const FileHasher::Digests& digests) {
   if (!target.jamfHash()) return std::nullopt;
-  const auto type = upper(*target.hashType);
-  const auto value = lower(*target.hashValue);
-  if (type == "MD5") return digests.md5 == value;
-  if (type == "SHA_512" || type == "SHA512") return digests.sha512 == value;
-  if (type == "SHA_256" || type == "SHA256") return digests.sha256 == value;
+  const auto type = lowercased(*target.hashType);
+  const auto value = lowercased(*target.hashValue);
+  if (type == "md5") return digests.md5 == value;
+  if (type == "sha_512" || type == "sha512") return digests.sha512 == value;
+  if (type == "sha_256" || type == "sha256") return digests.sha256 == value;
   return std::nullopt;
 }
 
