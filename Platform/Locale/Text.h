@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +37,28 @@ bool isAlphanumeric(char32_t scalar);
 
 /// Unicode lower case, independent of the locale; ASCII has a fast path. Invalid UTF-8 becomes U+FFFD.
 std::string lowercased(std::string_view text);
+
+/// A part of a text, in bytes.
+struct Range {
+  std::size_t begin = 0;
+  std::size_t end = 0;
+};
+
+/// Where `needle` first stands in `text`, in whatever case: both are compared by Unicode case folding, with
+/// the dotless i of the Turkic locales. A match begins and ends between Unicode scalars of `text`. Nothing
+/// for an empty needle.
+std::optional<Range> findIgnoringCase(std::string_view text, std::string_view needle);
+
+/// A text in the composed normal form of Unicode (NFC), in which an accented letter is one scalar where there
+/// is one. ASCII has a fast path. Invalid UTF-8 becomes U+FFFD.
+std::string composed(std::string_view text);
+
+/// The offset of the beginning of the `count`th character before `offset`, or 0 where there are fewer.
+/// Characters are what people see as one (UAX #29, extended grapheme clusters); `offset` counts as the
+/// beginning of one. Takes time for the characters passed over alone.
+std::size_t charactersBefore(std::string_view text, std::size_t offset, std::size_t count);
+/// The same in the other direction: the end of the `count`th character from `offset` on, or the text's end.
+std::size_t charactersAfter(std::string_view text, std::size_t offset, std::size_t count);
 
 /// Each Unicode scalar of `text`; an invalid sequence yields U+FFFD, one for each longest part that could
 /// have begun a valid one.

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "OrvikCore/Explore/BackupReader.h"
+#include "Platform/Bytes.h"
+
+namespace orvik {
+
+/// One way of giving an object back as a file.
+struct ObjectExport {
+  /// Bytes to write.
+  struct Data {
+    platform::Bytes data;
+    bool executable = false;
+    bool operator==(const Data&) const = default;
+  };
+  /// A file of the store, to be copied.
+  struct StoredFile {
+    std::filesystem::path path;
+    bool operator==(const StoredFile&) const = default;
+  };
+  /// A package file that the backup doesn't hold.
+  struct NotInBackup {
+    std::string fileName;
+    std::optional<std::int64_t> size;  ///< bytes
+    bool operator==(const NotInBackup&) const = default;
+  };
+  using Content = std::variant<Data, StoredFile, NotInBackup>;
+
+  std::string title;     ///< in a menu
+  std::string fileName;  ///< proposed
+  Content content;
+  bool operator==(const ObjectExport&) const = default;
+};
+
+/// Gives stored objects back as files that are useful on their own: profiles, scripts, packages, JSON. Any
+/// thread may call.
+struct ObjectExporter {
+  using Path = std::filesystem::path;
+
+  struct SectionExportResult {
+    int written = 0;
+    std::vector<std::string> skipped;  ///< display names of entries with nothing to write
+    bool operator==(const SectionExportResult&) const = default;
+  };
+
+  /// A file name takes at most so many bytes, so that the temporary file beside it has a name, too.
+  static constexpr std::size_t longestFileName = 213;
+
+  ObjectExporter() = delete;
+
+  /// Whether objects of the section have a form of their own beside JSON.
+  static bool hasNativeExport(std::string_view sectionID);
+
+  /// What can be made of an entry, the native form first. What can't be read is left out.
+  static std::vector<ObjectExport> exports(const BackupReader::Entry& entry, const BackupReader& reader);
+
+  /// The binary of an entry of `packages` or `packageFiles`; `roots` are further folders that hold package
+  /// files as the store does, "<xx>/<sha256>". Nothing for an entry without a file name.
+  static std::optional<ObjectExport> packageFile(const BackupReader::Entry& entry, const BackupReader& reader,
+                                                 const std::vector<Path>& roots = {});
+
+  /// Writes a file in one step, over one that is there. Throws `platform::files::FileError`, `DownloadError`
+  /// for what the backup doesn't hold, and `platform::CancellationError`.
+  static void write(const ObjectExport& object, const Path& destination, const std::stop_token& stop = {});
+
+  /// Called for each file that was written.
+  using OnWritten = std::function<void(const BackupReader::Entry& entry, const Path& path)>;
+  /// Writes the first form of every stored object of a section into a folder, which is made. Throws as
+  /// `write` at the first that fails; what was written stays.
+  static SectionExportResult exportSection(std::string_view sectionID, const BackupReader& reader,
+                                           const Path& folder, const OnWritten& onWritten = {},
+                                           const std::stop_token& stop = {});
+
+  /// A text as a part of a file name: without "/" and ":", of at most 200 characters, never empty.
+  static std::string safeName(std::string_view text);
+  static std::string scriptFileName(std::string_view name, std::string_view contents);
+  /// A name that isn't used yet, in whatever case; enters it into the set. At most `longestFileName` bytes.
+  static std::string unique(const std::string& fileName, std::set<std::string>& used);
+};
+
+}  // namespace orvik
