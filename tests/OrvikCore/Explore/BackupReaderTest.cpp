@@ -54,14 +54,14 @@ TEST_F(BackupReaderTest, SectionsStandInCatalogOrderAndUnknownOnesBehindThem) {
       StoredBackups::first, {StoredBackups::section("zebra", {}), StoredBackups::section("webhooks", {}),
                              StoredBackups::section("apes", {}), StoredBackups::section("computers", {})});
   std::vector<std::string> ids;
-  std::vector<SectionDefinition::Group> groups;
+  std::vector<SectionDefinition::Group> found;
   for (const auto& section : reader.sections()) {
     ids.push_back(section.summary.id);
-    groups.push_back(section.group);
+    found.push_back(section.group);
   }
   EXPECT_THAT(ids, ElementsAre("computers", "webhooks", "zebra", "apes"));
   using enum SectionDefinition::Group;
-  EXPECT_THAT(groups, ElementsAre(devices, secondary, secondary, secondary));
+  EXPECT_THAT(found, ElementsAre(devices, secondary, secondary, secondary));
 }
 
 TEST_F(BackupReaderTest, EntriesAreSortedByNameWithNumbersByValueAndCaseFolded) {
