@@ -76,6 +76,9 @@ std::vector<char32_t> scalars(std::string_view text);
 /// Appends a Unicode scalar as UTF-8; U+FFFD for a number that is none.
 void appendUTF8(std::string& out, char32_t scalar);
 
+/// The beginning of a text, of at most so many bytes, cut between scalars.
+std::string_view beginning(std::string_view text, std::size_t mostBytes) noexcept;
+
 /// `text` without white space and line ends (Unicode property White_Space) at both ends.
 std::string_view trimmed(std::string_view text) noexcept;
 
