@@ -23,6 +23,11 @@ std::string iso8601(Date date);
 /// second (":60") counts as a time that does not exist.
 std::optional<Date> parseISO8601(std::string_view text);
 
+/// Reads that form with a fraction of any length behind a point or none, of which milliseconds count, and any
+/// zone: "Z" or an offset as "+01:00", "+0100" or "+01". Nothing for a day, time or offset that does not
+/// exist, nor for a text without a zone.
+std::optional<Date> parseZonedISO8601(std::string_view text);
+
 /// "2025-03-04T091500Z": the same second, sortable and free of characters that a file system refuses.
 std::string compactUTC(Date date);
 

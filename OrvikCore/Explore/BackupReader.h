@@ -74,7 +74,7 @@ struct BackupReader {
   std::optional<SectionIndex> index(std::string_view sectionID) const;
   /// The entries of a section by name, in the natural order of the user's locale.
   std::vector<Entry> entries(std::string_view sectionID) const;
-  /// The stored item with that ID, without building the others.
+  /// The stored item with that ID, or nothing, without building the others.
   std::optional<IndexItem> item(std::string_view sectionID, std::string_view id) const;
 
   /// Both throw what the store throws for an object that is missing or sealed without a key; `json` also
@@ -102,6 +102,11 @@ struct BackupReader {
 
   /// What differs between two versions of an object that this folder stores, for people.
   std::vector<FieldChange> changes(const IndexItem& from, const IndexItem& to) const;
+
+  /// The same; nothing when both hold the same, which their names in the store tell without reading, or else
+  /// their content, as that of an object before and after its folder was sealed. No changes: the two differ
+  /// in what `changes` passes over, such as the order of something.
+  std::optional<std::vector<FieldChange>> difference(const IndexItem& from, const IndexItem& to) const;
 };
 
 /// What was found, and where its text contains the query: "Path: …text…".

@@ -90,7 +90,10 @@ struct ObjectDescriber {
   static std::string fileStatus(const FileRef& file);
   /// A list's count, or "none"; nothing for any other value.
   static std::optional<std::string> summary(Value value);
-  /// The tree of a value that stands below `path`.
+  /// The tree of an object: a node for each variant, or what lies in the only one.
+  static std::vector<ObjectDescription::OutlineNode> outline(const std::vector<Variant>& variants);
+  /// What lies in a value that stands at `path`. An element of a list is labelled with its text, cut at 256
+  /// bytes, or with its position from 1 when it has none.
   static std::vector<ObjectDescription::OutlineNode> outline(
       Value value, const std::shared_ptr<const ObjectDescription::OutlinePath>& path);
 };

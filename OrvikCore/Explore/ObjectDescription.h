@@ -46,7 +46,8 @@ struct ObjectDescription {
     std::optional<std::string> value;
     std::optional<std::vector<OutlineNode>> children;  ///< none on leaves
 
-    /// The dotted path of the node, unique in the tree: "pro.general.name".
+    /// The dotted path of the node, unique in the tree: "pro.general.name". A dot or backslash within a key
+    /// has a backslash before it.
     std::string id() const;
   };
 

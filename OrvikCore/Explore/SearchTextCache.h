@@ -26,13 +26,13 @@ class SearchTextCache {
   /// The one of this process.
   static SearchTextCache& shared();
 
-  explicit SearchTextCache(std::size_t limit = defaultLimit) : limit(limit) {}
+  explicit SearchTextCache(std::size_t bytes = defaultLimit) : limit(bytes) {}
 
   /// The text of a key, made by `load` where it isn't known. Throws what `load` throws.
   Text text(std::string_view key, const std::function<std::string()>& load);
 
   /// Bytes of all texts that were taken.
-  std::size_t bytes() const;
+  std::size_t bytesHeld() const;
 
   const std::size_t limit;  ///< bytes
 

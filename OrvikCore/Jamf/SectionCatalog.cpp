@@ -1,5 +1,7 @@
 #include "OrvikCore/Jamf/SectionCatalog.h"
 
+#include <algorithm>
+
 namespace orvik::SectionCatalog {
 
 namespace {
@@ -114,9 +116,13 @@ std::span<const SectionDefinition> secondary() { return all().subspan(primaryCou
 std::span<const SectionDefinition> all() { return rows; }
 
 const SectionDefinition* definition(std::string_view id) {
-  for (const auto& row : all())
-    if (row.id == id) return &row;
-  return nullptr;
+  const auto place = position(id);
+  return place < all().size() ? &all()[place] : nullptr;
+}
+
+std::size_t position(std::string_view id) {
+  const auto row = std::ranges::find(all(), id, &SectionDefinition::id);
+  return static_cast<std::size_t>(row - all().begin());
 }
 
 }  // namespace orvik::SectionCatalog

@@ -85,6 +85,8 @@ std::span<const SectionDefinition> secondary();
 std::span<const SectionDefinition> all();
 /// The row with that id, or null.
 const SectionDefinition* definition(std::string_view id);
+/// The row's place in `all`; that behind the last for an id without a row.
+std::size_t position(std::string_view id);
 
 }  // namespace SectionCatalog
 

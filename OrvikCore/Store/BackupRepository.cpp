@@ -6,12 +6,14 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Files/Files.h"
+#include "Platform/JSON/Walk.h"
 #include "Platform/Locale/Text.h"
 #include "TuvCore/Error.h"
 
 namespace orvik {
 
 namespace files = platform::files;
+namespace json = platform::json;
 
 namespace {
 
@@ -43,16 +45,30 @@ std::optional<platform::Bytes> indexBytes(const std::filesystem::path& folder, s
   return files::tryRead(folder / BackupFormat::sectionPath(section), BackupFormat::indexLimit);
 }
 
-std::optional<SectionIndex> decodedIndex(const platform::Bytes& bytes,
-                                         const std::optional<BackupCipher>& cipher) {
-  const auto decoder = BackupFormat::makeDecoder();
-  if (!BackupCipher::isSealed(bytes)) return decoder.tryDecode<SectionIndex>(bytes);
+/// Nothing for sealed bytes that `cipher` doesn't open.
+std::optional<platform::Bytes> opened(platform::Bytes bytes, const std::optional<BackupCipher>& cipher) {
+  if (!BackupCipher::isSealed(bytes)) return bytes;
   if (!cipher) return std::nullopt;
   try {
-    return decoder.tryDecode<SectionIndex>(cipher->open(bytes));
+    return cipher->open(bytes);
   } catch (const tuv::Error&) {
     return std::nullopt;
   }
+}
+
+std::optional<SectionIndex> decodedIndex(const std::optional<platform::Bytes>& bytes) {
+  return bytes ? BackupFormat::makeDecoder().tryDecode<SectionIndex>(*bytes) : std::nullopt;
+}
+
+/// The element of a list of records that bears an ID; of several the first.
+template <class Record>
+std::optional<Record> recordWithID(const std::optional<json::View>& list, std::string_view id) {
+  if (!list) return std::nullopt;
+  for (const json::View element : list->elements()) {
+    const auto own = element["id"];
+    if (own && own->string() == id) return json::decodeValue<Record>(element);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -142,12 +158,37 @@ std::vector<std::string> BackupRepository::partialBackupIDs() const {
 
 std::optional<SectionIndex> BackupRepository::index(std::string_view backupID,
                                                     std::string_view section) const {
-  if (!isBackupName(backupID)) return std::nullopt;
-  const auto bytes = indexBytes(backupDirectory(backupID), section);
+  return isBackupName(backupID) ? indexIn(backupDirectory(backupID), section) : std::nullopt;
+}
+
+std::optional<SectionIndex> BackupRepository::indexIn(const Path& folder, std::string_view section) const {
+  return decodedIndex(plainIndex(folder, section));
+}
+
+std::optional<BackupRepository::Lookup> BackupRepository::lookUp(const Path& folder, std::string_view section,
+                                                                 std::string_view id) const {
+  const auto bytes = plainIndex(folder, section);
+  if (!bytes) return std::nullopt;
+  Lookup found;
+  try {
+    json::lookAt(*bytes, [&](json::View root) {
+      json::walkValue<SectionIndex>(root, [](const auto&, json::View) {});
+      found = {recordWithID<IndexItem>(root["items"], id), recordWithID<ItemError>(root["errors"], id),
+               recordWithID<RemovedItem>(root["removed"], id)};
+    });
+  } catch (const platform::Error&) {
+    return std::nullopt;
+  }
+  return found;
+}
+
+std::optional<platform::Bytes> BackupRepository::plainIndex(const Path& folder,
+                                                            std::string_view section) const {
+  auto bytes = indexBytes(folder, section);
   if (!bytes) return std::nullopt;
   // Asked for only when it is needed: getting a key may cost a look into the keychain.
   const auto opener = BackupCipher::isSealed(*bytes) ? cipher() : std::nullopt;
-  return decodedIndex(*bytes, opener);
+  return opened(std::move(*bytes), opener);
 }
 
 void BackupRepository::writeIndex(const SectionIndex& index, const Path& path,
@@ -161,8 +202,8 @@ void BackupRepository::writeIndex(const SectionIndex& index, const Path& path,
 
 std::optional<SectionIndex> BackupRepository::loadIndex(const Path& folder, std::string_view section,
                                                         const std::optional<BackupCipher>& cipher) {
-  const auto bytes = indexBytes(folder, section);
-  return bytes ? decodedIndex(*bytes, cipher) : std::nullopt;
+  auto bytes = indexBytes(folder, section);
+  return bytes ? decodedIndex(opened(std::move(*bytes), cipher)) : std::nullopt;
 }
 
 std::int64_t BackupRepository::diskUsage() const noexcept { return files::allocatedSize(instanceDirectory); }

@@ -73,6 +73,17 @@ struct BackupRepository {
   std::vector<std::string> partialBackupIDs() const;
 
   std::optional<SectionIndex> index(std::string_view backupID, std::string_view section) const;
+  /// The same below any backup's or run's folder.
+  std::optional<SectionIndex> indexIn(const Path& folder, std::string_view section) const;
+
+  /// What an index says of one object.
+  struct Lookup {
+    std::optional<IndexItem> item;
+    std::optional<ItemError> error;
+    std::optional<RemovedItem> removed;
+  };
+  /// Looks an ID up in an index without building its other items. Nothing where `indexIn` gives nothing.
+  std::optional<Lookup> lookUp(const Path& folder, std::string_view section, std::string_view id) const;
 
   /// Writes an index, sealed when there is a cipher. Throws `FileError` or the cipher's error.
   static void writeIndex(const SectionIndex& index, const Path& path,
@@ -118,6 +129,8 @@ struct BackupRepository {
  private:
   /// Ascending as bytes.
   std::vector<std::string> backupFolderNames() const;
+  /// An index in plain bytes; nothing when it isn't there or can't be opened.
+  std::optional<platform::Bytes> plainIndex(const Path& folder, std::string_view section) const;
 };
 
 }  // namespace orvik

@@ -1,5 +1,7 @@
 #include "Platform/JSON/View.h"
 
+#include <algorithm>
+
 #include "Platform/JSON/Tape.h"
 #include "Platform/JSON/Writer.h"
 
@@ -78,6 +80,20 @@ std::optional<double> View::number() const {
     default:
       return std::nullopt;
   }
+}
+
+std::vector<Member> View::sortedMembers() const {
+  std::vector<Member> sorted;
+  sorted.reserve(members().count());
+  for (const auto member : members()) sorted.push_back(member);
+  if (std::ranges::adjacent_find(sorted, std::ranges::greater_equal(), &Member::key) == sorted.end())
+    return sorted;
+  // The last of equal keys comes first, and stays.
+  std::ranges::reverse(sorted);
+  std::ranges::stable_sort(sorted, {}, &Member::key);
+  const auto repeated = std::ranges::unique(sorted, {}, &Member::key);
+  sorted.erase(repeated.begin(), repeated.end());
+  return sorted;
 }
 
 std::optional<View> View::operator[](std::string_view key) const {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Platform/Bytes.h"
 #include "Platform/Error.h"
@@ -30,6 +31,7 @@ enum class Kind { null, boolean, integer, unsignedInteger, number, string, array
 
 class Elements;
 class Members;
+struct Member;
 
 /// A look at one value of a `Document`: 16 bytes, copied freely, valid while its document lives. Immutable,
 /// so any thread may use it.
@@ -53,6 +55,9 @@ class View {
   Elements elements() const;
   /// The members of an object in the document's order; an empty range for anything else.
   Members members() const;
+  /// The members of an object, ascending by the bytes of their keys; of a repeated key the last alone. Takes
+  /// linear time where they stand so already, as in canonical text.
+  std::vector<Member> sortedMembers() const;
   /// The member of that name; where it is repeated, the last. Nothing for anything but an object.
   std::optional<View> operator[](std::string_view key) const;
 

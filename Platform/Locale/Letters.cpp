@@ -11,10 +11,29 @@ namespace platform::locale {
 
 namespace {
 
-/// ICU counts in 32 bits; a longer text is lowered in pieces.
+/// ICU counts in 32 bits; a longer text is taken in pieces.
 constexpr std::size_t longestPiece = std::size_t{1} << 28;
 
 char lowercasedASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+char uppercasedASCII(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
+
+std::string recased(std::string_view text, char (*recaseASCII)(char), void (*recase)(icu::UnicodeString&)) {
+  std::string out;
+  if (isASCII(text)) {
+    out.resize(text.size());
+    std::ranges::transform(text, out.begin(), recaseASCII);
+    return out;
+  }
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t length = sequenceBegin(text, std::min(text.size(), longestPiece));
+    auto wide = icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(length)});
+    recase(wide);
+    wide.toUTF8String(out);
+    text.remove_prefix(length);
+  }
+  return out;
+}
 
 }  // namespace
 
@@ -23,21 +42,21 @@ bool isAlphanumeric(char32_t scalar) {
   return (category & (U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK)) != 0;
 }
 
+LetterKind letterKind(char32_t scalar) {
+  const auto c = static_cast<UChar32>(scalar);
+  if (u_isULowercase(c)) return LetterKind::lowercase;
+  if (u_isUUppercase(c)) return LetterKind::uppercase;
+  return (U_GET_GC_MASK(c) & U_GC_N_MASK) != 0 ? LetterKind::number : LetterKind::other;
+}
+
 std::string lowercased(std::string_view text) {
-  std::string lower;
-  if (isASCII(text)) {
-    lower.resize(text.size());
-    std::ranges::transform(text, lower.begin(), lowercasedASCII);
-    return lower;
-  }
-  lower.reserve(text.size());
-  while (!text.empty()) {
-    const std::size_t length = sequenceBegin(text, std::min(text.size(), longestPiece));
-    auto wide = icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(length)});
-    wide.toLower(icu::Locale::getRoot()).toUTF8String(lower);
-    text.remove_prefix(length);
-  }
-  return lower;
+  return recased(text, lowercasedASCII,
+                 [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
+}
+
+std::string uppercased(std::string_view text) {
+  return recased(text, uppercasedASCII,
+                 [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
 }
 
 }  // namespace platform::locale

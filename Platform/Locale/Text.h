@@ -35,8 +35,14 @@ std::string sortKey(std::string_view text);
 /// Whether a Unicode scalar is a letter, a mark or a number.
 bool isAlphanumeric(char32_t scalar);
 
-/// Unicode lower case, independent of the locale; ASCII has a fast path. Invalid UTF-8 becomes U+FFFD.
+/// What a Unicode scalar is in a name of joined words; numbers are those of any script.
+enum class LetterKind { lowercase, uppercase, number, other };
+LetterKind letterKind(char32_t scalar);
+
+/// Unicode lower and upper case, independent of the locale; ASCII has a fast path. Invalid UTF-8 becomes
+/// U+FFFD.
 std::string lowercased(std::string_view text);
+std::string uppercased(std::string_view text);
 
 /// A part of a text, in bytes.
 struct Range {
@@ -69,6 +75,9 @@ std::vector<char32_t> scalars(std::string_view text);
 
 /// Appends a Unicode scalar as UTF-8; U+FFFD for a number that is none.
 void appendUTF8(std::string& out, char32_t scalar);
+
+/// The beginning of a text, of at most so many bytes, cut between scalars.
+std::string_view beginning(std::string_view text, std::size_t mostBytes) noexcept;
 
 /// `text` without white space and line ends (Unicode property White_Space) at both ends.
 std::string_view trimmed(std::string_view text) noexcept;

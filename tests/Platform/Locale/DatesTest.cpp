@@ -7,11 +7,13 @@
 #include <vector>
 
 #include "Platform/Locale/Text.h"
+#include "tests/Support/DateTexts.h"
 
 namespace platform::locale {
 namespace {
 
 using namespace std::chrono_literals;
+using orvik::test::withPlainBlanks;
 using std::chrono::sys_days;
 
 void useZone(const char* zone) {
@@ -23,14 +25,6 @@ void useLocale(const char* all, const char* time = "", const char* lang = "") {
   ::setenv("LC_ALL", all, 1);
   ::setenv("LC_TIME", time, 1);
   ::setenv("LANG", lang, 1);
-}
-
-/// The narrow blank that some locales put before AM and PM, as a plain one.
-std::string withPlainBlanks(std::string text) {
-  for (const std::string_view blank : {"\u202F", "\u00A0"}) {
-    for (std::size_t at; (at = text.find(blank)) != std::string::npos;) text.replace(at, blank.size(), " ");
-  }
-  return text;
 }
 
 const Date winter = sys_days(std::chrono::March / 4 / 2025) + 9h + 15min + 123ms;

@@ -38,6 +38,25 @@ TEST(Letters, LowerCaseDoesNotKnowTheLocale) {
   EXPECT_EQ(lowercased("I"), "i");
 }
 
+TEST(Letters, UpperCaseKnowsUnicodeAndNoLocale) {
+  ::setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  EXPECT_EQ(uppercased(""), "");
+  EXPECT_EQ(uppercased("jamf-01._@[`{zZ"), "JAMF-01._@[`{ZZ");
+  EXPECT_EQ(uppercased("äöü ß i"), "ÄÖÜ SS I");
+  EXPECT_EQ(uppercased("日本 x\xFF"), "日本 X\uFFFD");
+}
+
+TEST(Letters, AScalarHasAKind) {
+  for (const char32_t scalar : std::u32string_view(U"azßäжªʰ"))
+    EXPECT_EQ(letterKind(scalar), LetterKind::lowercase) << static_cast<std::uint32_t>(scalar);
+  for (const char32_t scalar : std::u32string_view(U"AZẞÄЖ𝒜"))
+    EXPECT_EQ(letterKind(scalar), LetterKind::uppercase) << static_cast<std::uint32_t>(scalar);
+  for (const char32_t scalar : std::u32string_view(U"09٣²½"))
+    EXPECT_EQ(letterKind(scalar), LetterKind::number) << static_cast<std::uint32_t>(scalar);
+  for (const char32_t scalar : std::u32string_view(U"_-. 日ǅ\u0301\uFFFD€"))
+    EXPECT_EQ(letterKind(scalar), LetterKind::other) << static_cast<std::uint32_t>(scalar);
+}
+
 TEST(Letters, InvalidBytesBecomeTheReplacement) {
   EXPECT_EQ(lowercased("A\xFFZ"), "a\uFFFDz");
   EXPECT_EQ(lowercased("\xE2\x82"), "\uFFFD");
