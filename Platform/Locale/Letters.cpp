@@ -17,7 +17,9 @@ constexpr std::size_t longestPiece = std::size_t{1} << 28;
 char lowercasedASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 char uppercasedASCII(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
 
-std::string recased(std::string_view text, char (*recaseASCII)(char), void (*recase)(icu::UnicodeString&)) {
+/// Inlines `recaseASCII`: the text of whole documents goes through here.
+template <class RecaseASCII, class Recase>
+std::string recased(std::string_view text, RecaseASCII recaseASCII, Recase recase) {
   std::string out;
   if (isASCII(text)) {
     out.resize(text.size());
@@ -50,13 +52,15 @@ LetterKind letterKind(char32_t scalar) {
 }
 
 std::string lowercased(std::string_view text) {
-  return recased(text, lowercasedASCII,
-                 [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
+  return recased(
+      text, [](char c) { return lowercasedASCII(c); },
+      [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
 }
 
 std::string uppercased(std::string_view text) {
-  return recased(text, uppercasedASCII,
-                 [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
+  return recased(
+      text, [](char c) { return uppercasedASCII(c); },
+      [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
 }
 
 }  // namespace platform::locale
