@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "Platform/Locale/Text.h"
+#include "Platform/Locale/UTF8.h"
 
 namespace platform::locale {
 
@@ -13,29 +14,21 @@ namespace {
 /// ICU counts in 32 bits; a longer text is taken in pieces.
 constexpr std::size_t longestPiece = std::size_t{1} << 28;
 
-bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
-bool continuesSequence(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 char lowercasedASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 char uppercasedASCII(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
 
-/// The end of the first piece: before a character, unless none begins in the last four bytes.
-std::size_t pieceLength(std::string_view text) {
-  if (text.size() <= longestPiece) return text.size();
-  std::size_t length = longestPiece;
-  for (int back = 0; back < 4 && continuesSequence(text[length]); ++back) --length;
-  return length;
-}
-
-std::string recased(std::string_view text, char (*recaseASCII)(char), void (*recase)(icu::UnicodeString&)) {
+/// Inlines `recaseASCII`: the text of whole documents goes through here.
+template <class RecaseASCII, class Recase>
+std::string recased(std::string_view text, RecaseASCII recaseASCII, Recase recase) {
   std::string out;
-  if (std::ranges::all_of(text, isASCII)) {
+  if (isASCII(text)) {
     out.resize(text.size());
     std::ranges::transform(text, out.begin(), recaseASCII);
     return out;
   }
   out.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t length = pieceLength(text);
+    const std::size_t length = sequenceBegin(text, std::min(text.size(), longestPiece));
     auto wide = icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(length)});
     recase(wide);
     wide.toUTF8String(out);
@@ -59,13 +52,15 @@ LetterKind letterKind(char32_t scalar) {
 }
 
 std::string lowercased(std::string_view text) {
-  return recased(text, lowercasedASCII,
-                 [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
+  return recased(
+      text, [](char c) { return lowercasedASCII(c); },
+      [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
 }
 
 std::string uppercased(std::string_view text) {
-  return recased(text, uppercasedASCII,
-                 [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
+  return recased(
+      text, [](char c) { return uppercasedASCII(c); },
+      [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
 }
 
 }  // namespace platform::locale

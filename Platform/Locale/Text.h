@@ -51,17 +51,20 @@ struct Range {
 };
 
 /// Where `needle` first stands in `text`, in whatever case: both are compared by Unicode case folding, with
-/// the dotless i of the Turkic locales. A match begins and ends between Unicode scalars of `text`. Nothing
-/// for an empty needle.
+/// the dotless i of the Turkic locales (LC_CTYPE); invalid UTF-8 is taken for U+FFFD. A match begins and ends
+/// between Unicode scalars of `text`, so that "s" is not found in "ß", but "ss" is. Nothing for an empty
+/// needle. Time and memory are linear, whatever stands in the two.
 std::optional<Range> findIgnoringCase(std::string_view text, std::string_view needle);
 
 /// A text in the composed normal form of Unicode (NFC), in which an accented letter is one scalar where there
-/// is one. ASCII has a fast path. Invalid UTF-8 becomes U+FFFD.
+/// is one. ASCII has a fast path. Invalid UTF-8 becomes U+FFFD. Of a thousand marks on one letter only those
+/// of one stretch are brought into order.
 std::string composed(std::string_view text);
 
 /// The offset of the beginning of the `count`th character before `offset`, or 0 where there are fewer.
 /// Characters are what people see as one (UAX #29, extended grapheme clusters); `offset` counts as the
-/// beginning of one. Takes time for the characters passed over alone.
+/// beginning of one, and one beyond the text is its end. A character of more than 65,536 bytes counts as
+/// several. Takes time for the characters passed over alone.
 std::size_t charactersBefore(std::string_view text, std::size_t offset, std::size_t count);
 /// The same in the other direction: the end of the `count`th character from `offset` on, or the text's end.
 std::size_t charactersAfter(std::string_view text, std::size_t offset, std::size_t count);

@@ -11,6 +11,7 @@
 #include "fuzz/JournalCheck.h"
 #include "fuzz/PEMCheck.h"
 #include "fuzz/PackIndexCheck.h"
+#include "fuzz/PropertyListCheck.h"
 #include "fuzz/SealedBlobCheck.h"
 #include "fuzz/SectionIndexCheck.h"
 
@@ -48,5 +49,6 @@ TEST(FuzzCorpus, EncryptionRecord) { replay("EncryptionRecord", orvik::fuzz::bro
 TEST(FuzzCorpus, PackIndex) { replay("PackIndex", orvik::fuzz::brokenPackIndexRule); }
 TEST(FuzzCorpus, ContentRange) { replay("ContentRange", orvik::fuzz::brokenContentRangeRule); }
 TEST(FuzzCorpus, PEM) { replay("PEM", orvik::fuzz::brokenPEMRule); }
+TEST(FuzzCorpus, PropertyList) { replay("PropertyList", orvik::fuzz::brokenPropertyListRule); }
 
 }  // namespace
