@@ -8,6 +8,7 @@
 #include "OrvikCore/Explore/BackupComparison.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
+#include "orvik/Explore/EntryText.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/InstanceFolder.h"
 #include "orvik/Report.h"
@@ -51,9 +52,7 @@ class DiffReport {
 
   void add(const BackupComparison::Section& section) {
     ++sections_;
-    if (!report_.isJSON())
-      report_.text(fmt::format("\n{} ({})", report_.paint()(Ink::strong, visibleLine(section.title)),
-                               visibleLine(section.id)));
+    report_.text("\n" + entryText::heading(section.title, section.id, report_.paint()));
     if (section.problem) {
       ++problems_;
       report_.text("  " + report_.paint()(Ink::bad, "can't be compared: " + oneLine(*section.problem)));
@@ -110,8 +109,7 @@ class DiffReport {
     const auto& paint = report_.paint();
     const auto& entry = difference.entry;
     auto line =
-        fmt::format("  {}  {}  {}", changeText::word(difference.kind, 7, paint),
-                    visibleLine(entry.displayName()), paint(Ink::faint, "#" + visibleLine(entry.item.id)));
+        fmt::format("  {}  {}", changeText::word(difference.kind, 7, paint), entryText::named(entry, paint));
     if (entry.error) line += ": " + oneLine(*entry.error);
     if (difference.kind != Kind::changed) return line;
     if (difference.changes.empty()) return line + "\n      only the order of something differs";

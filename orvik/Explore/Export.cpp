@@ -150,7 +150,8 @@ Entry exportableEntry(const BackupReader& backup, const ExportArguments& argumen
   throw tuv::Error(fmt::format("The backup {} does not hold \"{}\": {}. {}", idOf(backup),
                                entry.displayName(),
                                entry.error ? "it could not read it" : "it was no longer on the server",
-                               last ? "Its last version: --backup " + *last : "No earlier backup holds it."));
+                               last ? fmt::format("Its last version is in {0}: add --backup {0}", *last)
+                                    : "No earlier backup holds it."));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
+#include "orvik/Explore/EntryText.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
@@ -34,11 +35,13 @@ std::string idOfNamed(const BackupRepository& repository, const std::string& sec
                                repository.instanceDirectory.string()));
 }
 
-std::string nameIn(const std::vector<ObjectVersion>& versions) {
-  std::string name;
+/// What the object was called last.
+BackupReader::Entry lastEntry(const std::vector<ObjectVersion>& versions, const std::string& sectionID) {
+  BackupReader::Entry entry;
+  entry.sectionID = sectionID;
   for (const auto& version : versions)
-    if (version.item) name = BackupReader::Entry{"", *version.item, false, {}}.displayName();
-  return name;
+    if (version.item) entry.item = *version.item;
+  return entry;
 }
 
 std::string versionText(const ObjectVersion& version, const Paint& paint) {
@@ -81,16 +84,17 @@ ExitStatus history(const HistoryArguments& arguments, Results& results, const st
       versions = objectHistory(repository, section, id, stop);
     }
   }
-  const auto name = nameIn(versions);
-  report.text(fmt::format("{}  {}", report.paint()(Ink::strong, visibleLine(name)),
-                          report.paint()(Ink::faint, fmt::format("{} #{}", section, visibleLine(id)))));
+  const auto entry = lastEntry(versions, section);
+  const auto name = entry.displayName();
+  const auto& paint = report.paint();
+  report.text(fmt::format("{}  {}", entryText::named(entry, paint(Ink::strong, visibleLine(name)), paint),
+                          paint(Ink::faint, section)));
   for (const auto& version : versions) {
     report.record(versionJSON(version, section, id));
-    if (!report.isJSON()) report.text(versionText(version, report.paint()));
+    if (!report.isJSON()) report.text(versionText(version, paint));
   }
   const auto count = static_cast<std::int64_t>(versions.size());
-  report.finished(fmt::format("\n{}; the other backups changed nothing about it or don't have it.",
-                              wording::counted(count, "version")),
+  report.finished("\n" + wording::counted(count, "version") + ".",
                   Value::object({{"section", section}, {"id", id}, {"name", name}, {"versions", count}}));
   return ExitStatus::done;
 }

@@ -76,8 +76,9 @@ class PageText {
     line("");
     line(page_.entry.error ? "The backup could not read it: " + oneLine(*page_.entry.error)
                            : "It was no longer on the server.");
-    line(page_.lastVersion ? fmt::format("Its last version: --backup {}", visibleLine(*page_.lastVersion))
-                           : "No earlier backup holds it.");
+    line(page_.lastVersion
+             ? fmt::format("Its last version is in {0}: add --backup {0}", visibleLine(*page_.lastVersion))
+             : "No earlier backup holds it.");
   }
 
   void facts() {
@@ -128,7 +129,7 @@ class PageText {
   void node(const OutlineNode& node, std::size_t level) {
     std::string start(2 * std::min(level, deepestIndent), ' ');
     if (level > deepestIndent) start += fmt::format("[{}] ", level);
-    const auto label = visibleLine(node.label);
+    const auto label = node.label.empty() ? "\"\"" : visibleLine(node.label);
     if (node.children) {
       line(start + label + (node.value ? paint_(Ink::faint, fmt::format(" ({})", *node.value)) : ""));
       nodes(*node.children, level + 1);
@@ -217,6 +218,7 @@ Value ObjectPage::json() const {
                              {"id", entry.item.id},
                              {"name", entry.displayName()},
                              {"change", changeText::name(entry.change())}});
+  if (parentID) line.set("parent", *parentID);
   if (entry.error) line.set("message", *entry.error);
   if (lastVersion) line.set("lastVersion", *lastVersion);
   line.set("facts", std::move(facts))

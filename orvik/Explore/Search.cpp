@@ -10,6 +10,7 @@
 #include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
+#include "orvik/Explore/EntryText.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
@@ -50,10 +51,9 @@ std::vector<SearchHit> hitsInContents(const BackupReader& backup, const std::str
 }
 
 std::string hitText(const SearchHit& hit, std::string_view query, const Paint& paint) {
-  auto text = fmt::format("  {}  {}", highlighted(visibleLine(hit.entry.displayName()), query, paint),
-                          paint(Ink::faint, "#" + visibleLine(hit.entry.item.id)));
-  const auto kind = hit.entry.change();
-  if (!hit.entry.isStored()) text += "  " + changeText::word(kind, 0, paint);
+  const auto name = highlighted(visibleLine(hit.entry.displayName()), query, paint);
+  auto text = "  " + entryText::named(hit.entry, name, paint);
+  if (!hit.entry.isStored()) text += "  " + changeText::word(hit.entry.change(), 0, paint);
   for (const auto& excerpt : hit.excerpts)
     text += "\n      " + highlighted(visibleLine(excerpt), query, paint);
   return text;
@@ -79,8 +79,7 @@ std::size_t printHits(const BackupReader& backup, const std::vector<SearchHit>& 
   for (const auto& hit : hits) {
     const auto& id = hit.entry.sectionID;
     if (id != section) {
-      report.text(fmt::format("{}{} ({})", sections == 0 ? "" : "\n",
-                              report.paint()(Ink::strong, visibleLine(titles[id])), visibleLine(id)));
+      report.text((sections == 0 ? "" : "\n") + entryText::heading(titles[id], id, report.paint()));
       ++sections;
     }
     section = id;

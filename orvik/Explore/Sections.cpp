@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/InstanceFolder.h"
@@ -21,12 +22,14 @@ using Ink = Paint::Ink;
 using Section = BackupReader::Section;
 using Status = SectionSummary::Status;
 
-std::string headLine(const BackupReader& backup, const Paint& paint) {
+std::string headLines(const BackupReader& backup, const Paint& paint) {
   const auto& manifest = backup.manifest;
-  const auto title = fmt::format("{} of {}", titleOf(backup), manifest.instance.name);
-  return fmt::format(
-      "Backup {}, {}", paint(Ink::strong, visibleLine(title)),
-      manifest.parentBackupID ? "since " + visibleLine(*manifest.parentBackupID) : "without a parent");
+  const bool isComplete = manifest.status == BackupManifest::Status::complete;
+  return fmt::format("Backup {} of {}, {}{}\n{}", paint(Ink::strong, visibleLine(idOf(backup))),
+                     visibleLine(manifest.instance.name), platform::locale::dateText(manifest.finishedAt),
+                     isComplete ? "" : paint(Ink::warning, ", complete with warnings"),
+                     manifest.parentBackupID ? "Parent " + visibleLine(*manifest.parentBackupID)
+                                             : "Without a parent: everything is new");
 }
 
 Value headJSON(const BackupReader& backup) {
@@ -66,7 +69,7 @@ Value sectionJSON(const BackupReader& backup, const Section& section) {
 }
 
 void printText(const BackupReader& backup, const std::vector<Section>& all, const Report& report) {
-  report.text(headLine(backup, report.paint()));
+  report.text(headLines(backup, report.paint()));
   std::size_t width = 0, disabled = 0;
   for (const auto& section : all)
     if (section.summary.status != Status::disabled) width = std::max(width, section.summary.id.size());

@@ -58,9 +58,9 @@ void printList(const BackupReader& backup, const std::string& sectionID, const R
   if (report.isJSON()) return;
   const auto& sections = backup.manifest.sections;
   const auto summary = std::ranges::find(sections, sectionID, &SectionSummary::id);
-  report.text(fmt::format("{} in {}: {}{}", report.paint()(Paint::Ink::strong, visibleLine(summary->title)),
-                          visibleLine(titleOf(backup)), wording::counts(summary->counts),
-                          listText(entries, report.paint())));
+  report.text(fmt::format(
+      "{}\nBackup {}: {}\n{}", report.paint()(Paint::Ink::strong, visibleLine(summary->title)),
+      visibleLine(titleOf(backup)), wording::counts(summary->counts), listText(entries, report.paint())));
 }
 
 }  // namespace
