@@ -79,6 +79,8 @@ struct BackupReader {
   std::vector<Entry> entries(std::string_view sectionID) const;
   /// The stored item with that ID, or nothing, without building the others.
   std::optional<IndexItem> item(std::string_view sectionID, std::string_view id) const;
+  /// The same for any entry: the stored one, else one that could not be read, else one that was removed.
+  std::optional<Entry> entry(std::string_view sectionID, std::string_view id) const;
 
   /// Both throw what the store throws for an object that is missing or sealed without a key; `json` also
   /// `platform::json::ParseError` for one that is no JSON.
