@@ -70,7 +70,8 @@ void Builder::expectPlaceFor(std::string_view element) const {
   }
   const auto& key = open_.back().key;
   if (isKey && key) throw ParseError(fmt::format("the key \"{}\" has no value", shown(*key)));
-  if (!isKey && !key) throw ParseError(fmt::format("an element <{}> stands in a dictionary without a key", element));
+  if (!isKey && !key)
+    throw ParseError(fmt::format("an element <{}> stands in a dictionary without a key", element));
 }
 
 void Builder::text(std::string_view piece) {
