@@ -102,12 +102,28 @@ std::string ownTime(RecordContext& c, unsigned steps) {
   return timeText(number / 8 + steps, number % 5 == 0 ? 1000 : static_cast<unsigned>(number % 1000));
 }
 
-/// The member `argument` with the device's inventory date, and its comma; nothing where there is no date.
-void fillInventoryDate(Bytes& out, RecordContext& c, std::string_view argument) {
+/// The member `key` with the device's inventory date, and its comma; nothing where there is no date.
+void appendInventoryDate(Bytes& out, const RecordContext& c, std::string_view key, std::string_view date) {
   if (c.inventory.isSet && !c.inventory.text) return;
-  fmt::format_to(std::back_inserter(out), "\"{}\":", argument);
-  appendString(out, c.inventory.isSet ? *c.inventory.text : ownTime(c, c.revision + c.inventory.refreshes));
+  fmt::format_to(std::back_inserter(out), "\"{}\":", key);
+  appendString(out, date);
   out += ',';
+}
+
+std::string inventoryDate(RecordContext& c) {
+  if (c.inventory.isSet) return c.inventory.text.value_or("");
+  return ownTime(c, c.revision + c.inventory.refreshes);
+}
+
+void fillInventoryDate(Bytes& out, RecordContext& c, std::string_view argument) {
+  appendInventoryDate(out, c, argument, inventoryDate(c));
+}
+
+/// The same as Classic records have it beside the one in UTC: "2026-07-20 08:41:09", in the server's zone.
+void fillLocalInventoryDate(Bytes& out, RecordContext& c, std::string_view argument) {
+  std::string date = inventoryDate(c).substr(0, 19);
+  std::ranges::replace(date, 'T', ' ');
+  appendInventoryDate(out, c, argument, date);
 }
 
 struct Word {
@@ -166,6 +182,7 @@ constexpr Word words[] = {
     {"stamp",
      [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, ownTime(c, c.revision)); }},
     {"inventoryDate", fillInventoryDate},
+    {"localInventoryDate", fillLocalInventoryDate},
     {"package", appendPackageMembers},
     {"cloudFile", [](Bytes& out, RecordContext& c, std::string_view) { appendCloudFileMembers(out, c); }},
     {"httpShare", [](Bytes& out, RecordContext& c, std::string_view) { appendHTTPShareMembers(out, c); }},

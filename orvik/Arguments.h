@@ -64,18 +64,22 @@ struct SampleServerArguments {
   bool quiet = false;
 };
 
-/// What all commands share that write to an instance folder.
+/// What all commands share that open an instance folder.
 struct FolderArguments {
   std::string folder;
   std::optional<std::string> key;  ///< PEM file
-  double lockWait = 0;             ///< seconds
   bool json = false;
   bool quiet = false;
 };
 
+/// What those share that write to it.
+struct WriterArguments : FolderArguments {
+  double lockWait = 0;  ///< seconds
+};
+
 /// `orvik pack`.
 struct PackArguments {
-  FolderArguments at;
+  WriterArguments at;
 };
 
 /// What the commands share that delete: whether, and how they are told to.
@@ -87,13 +91,13 @@ struct DeletionArguments {
 
 /// `orvik gc`.
 struct CollectArguments {
-  FolderArguments at;
+  WriterArguments at;
   DeletionArguments deletion;
 };
 
 /// `orvik retention`.
 struct RetentionArguments {
-  FolderArguments at;
+  WriterArguments at;
   DeletionArguments deletion;
   RetentionPolicy keep;  ///< at least one limit
 };
@@ -115,13 +119,61 @@ struct UnlockArguments {
   bool quiet = false;
 };
 
+/// `orvik sections`. No backup is the newest one, here and below.
+struct SectionsArguments {
+  FolderArguments at;
+  std::optional<std::string> backup;
+};
+
+/// `orvik show`.
+struct ShowArguments {
+  FolderArguments at;
+  std::string section;
+  std::optional<std::string> item;  ///< ID or name; none lists the section
+  std::optional<std::string> backup;
+};
+
+/// `orvik diff`.
+struct DiffArguments {
+  FolderArguments at;
+  std::optional<std::string> from;  ///< none: the parent of `to`, or else the backup before it
+  std::optional<std::string> to;
+  std::optional<std::string> section;
+};
+
+/// `orvik search`.
+struct SearchArguments {
+  FolderArguments at;
+  std::string query;
+  bool contents = false;
+  std::optional<std::string> backup;
+  int limit = 200;
+};
+
+/// `orvik history`.
+struct HistoryArguments {
+  FolderArguments at;
+  std::string section;
+  std::string item;  ///< ID or name
+};
+
+/// `orvik export`.
+struct ExportArguments {
+  FolderArguments at;
+  std::string section;
+  std::optional<std::string> item;  ///< ID or name; none exports the section
+  std::string out;                  ///< folder
+  std::optional<std::string> backup;
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
 };
 
-using Invocation =
-    std::variant<PrintText, BackupArguments, SimulationArguments, DemoArguments, SampleServerArguments,
-                 PackArguments, CollectArguments, RetentionArguments, ShowLockArguments, UnlockArguments>;
+using Invocation = std::variant<PrintText, BackupArguments, SimulationArguments, DemoArguments,
+                                SampleServerArguments, PackArguments, CollectArguments, RetentionArguments,
+                                ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
+                                DiffArguments, SearchArguments, HistoryArguments, ExportArguments>;
 
 }  // namespace orvik::host

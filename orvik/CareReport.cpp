@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/RunState.h"
+#include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -106,15 +106,14 @@ std::string leftoverText(const StoreLeftovers::File& file) {
 Value leftoverJSON(const StoreLeftovers::File& file, bool isOld) {
   return Value::object({{"event", "leftover"},
                         {"kind", file.kind == LeftoverKind::temporary ? "temporary" : "packWithoutIndex"},
-                        {"path", oneLine(file.path)},
+                        {"path", file.path},
                         {"bytes", file.bytes},
                         {"modified", platform::iso8601(file.modified)},
                         {"stays", !isOld}});
 }
 
 Value looseJSON(std::string_view kind, const CollectionPlan::Loose& file) {
-  return Value::object(
-      {{"event", "garbage"}, {"kind", kind}, {"path", oneLine(file.path)}, {"bytes", file.bytes}});
+  return Value::object({{"event", "garbage"}, {"kind", kind}, {"path", file.path}, {"bytes", file.bytes}});
 }
 
 }  // namespace
@@ -160,7 +159,7 @@ careJSON::Lines careJSON::verdicts(const std::vector<RetentionVerdict>& verdicts
   Lines lines;
   for (const auto& verdict : verdicts)
     lines.push_back(Value::object({{"event", "verdict"},
-                                   {"backupID", oneLine(verdict.id)},
+                                   {"backupID", verdict.id},
                                    {"finishedAt", platform::iso8601(verdict.finishedAt)},
                                    {"stays", !verdict.goes()},
                                    {"reason", reasonName(verdict.reason)}}));
@@ -174,7 +173,7 @@ careJSON::Lines careJSON::collection(const CollectionPlan& plan) {
   for (const auto& pack : plan.packs)
     lines.push_back(Value::object({{"event", "garbage"},
                                    {"kind", "pack"},
-                                   {"pack", oneLine(pack.pack)},
+                                   {"pack", pack.pack},
                                    {"fate", fateName(pack.fate)},
                                    {"entries", pack.entries},
                                    {"live", pack.live},
@@ -188,33 +187,9 @@ careJSON::Lines careJSON::leftovers(const StoreLeftovers& leftovers) {
   for (const auto& file : leftovers.recent) lines.push_back(leftoverJSON(file, false));
   for (const auto& file : leftovers.needed) lines.push_back(leftoverJSON(file, false));
   for (const auto& name : leftovers.withoutManifest)
-    lines.push_back(Value::object({{"event", "leftover"},
-                                   {"kind", "folderWithoutManifest"},
-                                   {"path", oneLine(name)},
-                                   {"stays", true}}));
+    lines.push_back(Value::object(
+        {{"event", "leftover"}, {"kind", "folderWithoutManifest"}, {"path", name}, {"stays", true}}));
   return lines;
-}
-
-void CareReport::note(const std::string& text) const {
-  if (at_.quiet) return;
-  if (at_.json)
-    results_.line(Value::object({{"event", "note"}, {"text", oneLine(text)}}).text());
-  else
-    remarks::line(oneLine(text));
-}
-
-void CareReport::lines(const std::vector<std::string>& text, const careJSON::Lines& json) const {
-  if (at_.json)
-    for (const auto& line : json) results_.line(line.text());
-  else
-    for (const auto& line : text) results_.line(line);
-}
-
-void CareReport::finished(const std::string& text, Value json) const {
-  if (!at_.json) return results_.line(text);
-  auto line = Value::object({{"event", "finished"}});
-  for (auto& [name, value] : *json.object_()) line.set(name, std::move(value));
-  results_.line(line.text());
 }
 
 }  // namespace orvik::host

@@ -8,8 +8,6 @@
 #include "OrvikCore/Store/Retention.h"
 #include "OrvikCore/Store/StoreLeftovers.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Arguments.h"
-#include "orvik/Output.h"
 
 namespace orvik::host {
 
@@ -33,22 +31,5 @@ Lines collection(const CollectionPlan& plan);
 Lines leftovers(const StoreLeftovers& leftovers);
 
 }  // namespace careJSON
-
-/// Prints in the form that a command was asked for.
-class CareReport {
- public:
-  CareReport(const FolderArguments& at, Results& results) : at_(at), results_(results) {}
-
-  /// Something a person should know; on standard error, or a `note` line.
-  void note(const std::string& text) const;
-  /// Plans and findings.
-  void lines(const std::vector<std::string>& text, const careJSON::Lines& json) const;
-  /// The last line.
-  void finished(const std::string& text, platform::json::Value json) const;
-
- private:
-  const FolderArguments& at_;
-  Results& results_;
-};
 
 }  // namespace orvik::host

@@ -29,11 +29,14 @@ class CommandTable {
  public:
   CommandTable() : app_("Reads the configuration of Jamf Pro servers and keeps it in a folder.", "orvik") {
     app_.set_version_flag("--version", "orvik " ORVIK_VERSION);
+    // Behind a command's name stands no other: what looks like one is an argument, such as a text to search.
+    app_.require_subcommand(0, 1);
     app_.footer("orvik COMMAND --help explains a command with an example.");
     commandLine::addBackup(app_, commands_);
     commandLine::addSimulate(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
+    commandLine::addExplore(app_, commands_);
     commandLine::addSamples(app_, commands_);
   }
 
@@ -88,7 +91,10 @@ class CommandTable {
   /// The arguments with an option added for every variable that says what they don't.
   static std::vector<std::string> withEnvironment(const CLI::App& command,
                                                   std::vector<std::string> arguments) {
-    const std::vector<std::string> given = arguments;
+    // What stands behind "--" is no option, whatever it looks like.
+    const auto end = std::ranges::find(arguments, "--");
+    const std::vector<std::string> given(arguments.begin(), end);
+    std::vector<std::string> added;
     const auto isGiven = [&](const std::string& name) {
       const std::string option = "--" + name;
       return std::ranges::any_of(
@@ -104,10 +110,11 @@ class CommandTable {
         });
         if (!value || isSettled) continue;
         const bool isFlag = option->get_items_expected_max() == 0;
-        if (!isFlag) arguments.push_back(fmt::format("--{}={}", name, *value));
-        if (isFlag && environment::flag(name, *value)) arguments.push_back("--" + name);
+        if (!isFlag) added.push_back(fmt::format("--{}={}", name, *value));
+        if (isFlag && environment::flag(name, *value)) added.push_back("--" + name);
       }
     }
+    arguments.insert(end, added.begin(), added.end());
     return arguments;
   }
 
@@ -143,7 +150,8 @@ Invocation parseCommandLine(const std::vector<std::string>& arguments) {
 }
 
 bool asksForJSON(const std::vector<std::string>& arguments) {
-  if (std::ranges::find(arguments, "--json") != arguments.end()) return true;
+  const auto end = std::ranges::find(arguments, "--");
+  if (std::find(arguments.begin(), end, "--json") != end) return true;
   const auto value = environment::value("json");
   try {
     return value && environment::flag("json", *value);

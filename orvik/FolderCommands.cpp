@@ -12,6 +12,7 @@
 #include "orvik/InstanceFolder.h"
 #include "orvik/JSONRecord.h"
 #include "orvik/Question.h"
+#include "orvik/Report.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -22,23 +23,16 @@ using platform::json::Value;
 using platform::locale::byteCount;
 using wording::counted;
 
-/// A line in motion must not stand in the way of a result or a question, so each stretch of work has a view
-/// of its own.
-std::unique_ptr<ProgressView> viewOf(const FolderArguments& at, Results& results) {
-  return makeProgressView(at.json ? OutputForm::jsonLines : OutputForm::text,
-                          at.quiet ? Verbosity::quiet : Verbosity::normal, results);
-}
-
 /// A command that deletes: where, how it was told to, and what it holds.
 class Deletion {
  public:
-  Deletion(const FolderArguments& at, const DeletionArguments& how, Results& results,
+  Deletion(const WriterArguments& at, const DeletionArguments& how, const Report& report,
            const std::stop_token& stop)
-      : at_(at), how_(how), results_(results), stop_(stop), repository_(instanceFolder(at.folder)) {
+      : at_(at), how_(how), report_(report), stop_(stop), repository_(instanceFolder(at.folder)) {
     if (!how.dryRun && !how.yes && !question::canAsk())
       throw UsageError("Without a terminal, --yes is needed to delete; --dry-run shows what would go.");
     unlockFolder(repository_, at.key);
-    if (!how.dryRun) held_.emplace(repository_, at.lockWait, *viewOf(at, results), stop);
+    if (!how.dryRun) held_.emplace(repository_, at.lockWait, *report.view(), stop);
   }
 
   const BackupRepository& repository() const { return repository_; }
@@ -53,7 +47,7 @@ class Deletion {
   /// Work that may take long, under a line that says so.
   template <class Work>
   auto during(const std::string& step, const Work& work) const {
-    const auto view = viewOf(at_, results_);
+    const auto view = report_.view();
     view->step(step);
     return work();
   }
@@ -61,9 +55,9 @@ class Deletion {
   bool agreed(const std::string& question) const { return how_.yes || question::confirms(question, stop_); }
 
  private:
-  const FolderArguments& at_;
+  const WriterArguments& at_;
   const DeletionArguments& how_;
-  Results& results_;
+  const Report& report_;
   const std::stop_token& stop_;
   const BackupRepository repository_;
   std::optional<HeldFolder> held_;
@@ -87,11 +81,11 @@ std::optional<std::string> shortfall(std::int64_t expected, std::int64_t removed
 ExitStatus pack(const PackArguments& arguments, Results& results, const std::stop_token& stop) {
   const auto repository = instanceFolder(arguments.at.folder);
   unlockFolder(repository, arguments.at.key);
-  const CareReport report(arguments.at, results);
+  const Report report(arguments.at, results);
   BackupRepository::Packed packed;
   std::size_t left = 0;
   {
-    const auto view = viewOf(arguments.at, results);
+    const auto view = report.view();
     const HeldFolder held(repository, arguments.at.lockWait, *view, stop);
     view->step("Packing single object files");
     packed = repository.packLooseObjects(stop);
@@ -114,8 +108,8 @@ ExitStatus pack(const PackArguments& arguments, Results& results, const std::sto
 }
 
 ExitStatus collect(const CollectArguments& arguments, Results& results, const std::stop_token& stop) {
-  const CareReport report(arguments.at, results);
-  const Deletion deletion(arguments.at, arguments.deletion, results, stop);
+  const Report report(arguments.at, results);
+  const Deletion deletion(arguments.at, arguments.deletion, report, stop);
   const auto& repository = deletion.repository();
   const auto now = platform::now();
   const auto preflight = deletion.during("Looking at the backups", [&] {
@@ -159,8 +153,8 @@ ExitStatus collect(const CollectArguments& arguments, Results& results, const st
 }
 
 ExitStatus retain(const RetentionArguments& arguments, Results& results, const std::stop_token& stop) {
-  const CareReport report(arguments.at, results);
-  const Deletion deletion(arguments.at, arguments.deletion, results, stop);
+  const Report report(arguments.at, results);
+  const Deletion deletion(arguments.at, arguments.deletion, report, stop);
   const auto plan = deletion.during("Looking at the backups and what they refer to", [&] {
     return GuardedRetention::plan(deletion.repository(), arguments.keep, platform::now(),
                                   deletion.unfinished(), stop);

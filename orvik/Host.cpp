@@ -9,13 +9,14 @@
 #include "orvik/CommandTable.h"
 #include "orvik/DemoCommand.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/ExploreCommands.h"
 #include "orvik/FolderCommands.h"
 #include "orvik/JSONProgress.h"
 #include "orvik/LockCommands.h"
 #include "orvik/Output.h"
-#include "orvik/RunState.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/Secrets.h"
+#include "orvik/VisibleText.h"
 
 namespace orvik::host {
 
@@ -47,6 +48,14 @@ struct Dispatch {
   }
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
+  ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
+  ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }
+  ExitStatus operator()(const DiffArguments& arguments) const { return diff(arguments, results, stop); }
+  ExitStatus operator()(const SearchArguments& arguments) const { return search(arguments, results, stop); }
+  ExitStatus operator()(const HistoryArguments& arguments) const { return history(arguments, results, stop); }
+  ExitStatus operator()(const ExportArguments& arguments) const {
+    return exportObjects(arguments, results, stop);
+  }
 };
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {

@@ -1,7 +1,6 @@
 #include "orvik/JSONProgress.h"
 
 #include "Platform/JSON/Value.h"
-#include "Platform/Locale/Text.h"
 #include "orvik/JSONRecord.h"
 
 namespace orvik::host {
@@ -10,14 +9,6 @@ namespace {
 
 namespace json = platform::json;
 using json::Value;
-
-/// Texts from elsewhere may be no UTF-8; a line has to be.
-std::string valid(const std::string& text) {
-  if (platform::locale::isValidUTF8(text)) return text;
-  std::string mended;
-  for (const char32_t scalar : platform::locale::scalars(text)) platform::locale::appendUTF8(mended, scalar);
-  return mended;
-}
 
 Value eventNamed(std::string_view name) { return Value::object({{"event", name}}); }
 
@@ -62,7 +53,7 @@ Value valueOf(const BackupEvents::Retention& retention) {
   return eventNamed("retention").set("result", jsonOf(retention.result));
 }
 
-Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", valid(note.text)); }
+Value valueOf(const BackupEvents::Note& note) { return eventNamed("note").set("text", note.text); }
 
 Value finishedLine(const BackupManifest& manifest) {
   return eventNamed("finished")
@@ -74,20 +65,18 @@ Value finishedLine(const BackupManifest& manifest) {
 }  // namespace
 
 std::string JSONProgress::lineFor(const BackupEvent& event) {
-  return std::visit([](const auto& each) { return valueOf(each).text(); }, event);
+  return std::visit([](const auto& each) { return jsonLine(valueOf(each)); }, event);
 }
 
-std::string JSONProgress::lineFor(const BackupManifest& manifest) { return finishedLine(manifest).text(); }
+std::string JSONProgress::lineFor(const BackupManifest& manifest) { return jsonLine(finishedLine(manifest)); }
 
 std::string JSONProgress::lineFor(const SimulationOutcome& outcome) {
-  return finishedLine(outcome.manifest).set("bytesToDownload", outcome.bytesToDownload).text();
+  return jsonLine(finishedLine(outcome.manifest).set("bytesToDownload", outcome.bytesToDownload));
 }
 
 std::string JSONProgress::lineFor(const Failure& failure) {
-  return eventNamed("failed")
-      .set("message", valid(failure.message))
-      .set("exit", static_cast<int>(failure.status))
-      .text();
+  return jsonLine(
+      eventNamed("failed").set("message", failure.message).set("exit", static_cast<int>(failure.status)));
 }
 
 void JSONProgress::remark(const std::string& text) {

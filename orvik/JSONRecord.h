@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "Platform/JSON/Codable.h"
 #include "Platform/JSON/Value.h"
 
@@ -12,5 +14,9 @@ platform::json::Value jsonOf(const Record& record) {
   const auto document = json::Document::parse(json::Encoder(json::Rendering::compact).encode(record));
   return json::Value::from(document->root());
 }
+
+/// A value as a line of standard output, without its end. It reads back equal, but invalid UTF-8 is mended,
+/// and what could move something on a terminal is escaped.
+std::string jsonLine(const platform::json::Value& value);
 
 }  // namespace orvik::host

@@ -5,9 +5,10 @@
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "Platform/Files/Files.h"
 #include "orvik/InstanceFolder.h"
+#include "orvik/JSONRecord.h"
 #include "orvik/LockReport.h"
 #include "orvik/Question.h"
-#include "orvik/RunState.h"
+#include "orvik/VisibleText.h"
 
 namespace orvik::host {
 
@@ -110,7 +111,7 @@ class Unlocking {
   ExitStatus finish(bool removed, const std::string& text, ExitStatus status = ExitStatus::done) const {
     if (arguments_.json) {
       auto line = lockJSON(found_, platform::now());
-      results_.line(line.set("removed", removed).text());
+      results_.line(jsonLine(line.set("removed", removed)));
     } else {
       results_.line(text);
     }
@@ -130,7 +131,7 @@ ExitStatus showLock(const ShowLockArguments& arguments, Results& results) {
   const auto found = FoundLock::in(instanceFolder(arguments.folder).instanceDirectory);
   const auto now = platform::now();
   if (arguments.json) {
-    results.line(lockJSON(found, now).text());
+    results.line(jsonLine(lockJSON(found, now)));
   } else {
     for (const auto& line : lockText(found, now)) results.line(line);
   }

@@ -7,7 +7,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/RunState.h"
+#include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {

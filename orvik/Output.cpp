@@ -32,22 +32,23 @@ void line(std::string_view text) noexcept {
   write(whole);
 }
 
-Screen screen() {
-  if (!streams::errorIsTerminal()) return Screen::none;
-  const char* kind = std::getenv("TERM");
-  return kind == nullptr || *kind == '\0' || std::strcmp(kind, "dumb") == 0 ? Screen::dumb : Screen::terminal;
-}
-
 std::size_t width() {
   const auto columns = streams::errorWidth();
   return columns == 0 ? 80 : columns;
 }
 
-bool colours() {
-  const char* refusal = std::getenv("NO_COLOR");
-  return screen() == Screen::terminal && (refusal == nullptr || *refusal == '\0');
+}  // namespace remarks
+
+Screen screenBehind(Stream stream) {
+  if (!(stream == Stream::output ? streams::outputIsTerminal() : streams::errorIsTerminal()))
+    return Screen::none;
+  const char* kind = std::getenv("TERM");
+  return kind == nullptr || *kind == '\0' || std::strcmp(kind, "dumb") == 0 ? Screen::dumb : Screen::terminal;
 }
 
-}  // namespace remarks
+bool wantsColours(Stream stream) {
+  const char* refusal = std::getenv("NO_COLOR");
+  return screenBehind(stream) == Screen::terminal && (refusal == nullptr || *refusal == '\0');
+}
 
 }  // namespace orvik::host

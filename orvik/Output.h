@@ -27,14 +27,16 @@ namespace remarks {
 void write(std::string_view text) noexcept;
 void line(std::string_view text) noexcept;
 
-/// What standard error is. `dumb`: a terminal that knows no control sequences.
-enum class Screen { none, dumb, terminal };
-Screen screen();
 /// Columns of the terminal; 80 when it doesn't tell.
 std::size_t width();
-/// Whether colours are wanted: on a terminal, and NO_COLOR is not set.
-bool colours();
 
 }  // namespace remarks
+
+enum class Stream { output, error };
+/// What a stream leads to. `dumb`: a terminal that knows no control sequences.
+enum class Screen { none, dumb, terminal };
+Screen screenBehind(Stream stream);
+/// Whether colours are wanted there: on a terminal, and NO_COLOR is not set.
+bool wantsColours(Stream stream);
 
 }  // namespace orvik::host

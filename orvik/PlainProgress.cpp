@@ -1,5 +1,6 @@
 #include "orvik/PlainProgress.h"
 
+#include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -34,6 +35,10 @@ void PlainProgress::step(const std::string& text) {
 
 void PlainProgress::remark(const std::string& text) {
   state_.withLock([&](State& state) { say(state, oneLine(text)); });
+}
+
+void PlainProgress::progress(std::size_t done, std::size_t total) {
+  state_.withLock([&](State& state) { state.run.advance(done, total); });
 }
 
 void PlainProgress::event(const BackupEvent& event) {

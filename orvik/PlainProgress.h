@@ -15,6 +15,7 @@ class PlainProgress : public ProgressView {
 
   void step(const std::string& text) override;
   void remark(const std::string& text) override;
+  void progress(std::size_t done, std::size_t total) override;
   void event(const BackupEvent& event) override;
   void finished(const BackupOutcome& outcome) override;
   void finished(const SimulationOutcome& outcome) override;

@@ -9,7 +9,7 @@ namespace orvik::host {
 std::unique_ptr<ProgressView> makeProgressView(OutputForm form, Verbosity verbosity, Results& results) {
   if (form == OutputForm::jsonLines) return std::make_unique<JSONProgress>(verbosity, results);
   if (verbosity == Verbosity::quiet) return std::make_unique<ProgressView>();
-  if (remarks::screen() == remarks::Screen::terminal) return std::make_unique<TerminalProgress>(verbosity);
+  if (screenBehind(Stream::error) == Screen::terminal) return std::make_unique<TerminalProgress>(verbosity);
   return std::make_unique<PlainProgress>(verbosity);
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -36,6 +38,10 @@ class ProgressView {
   virtual void step(const std::string&) {}
   /// Something a person should know.
   virtual void remark(const std::string&) {}
+  /// How many of how many things of the step are done.
+  virtual void progress(std::size_t, std::size_t) {}
+  /// Prints results while no line in motion stands in their way.
+  virtual void aside(const std::function<void()>& print) { print(); }
   virtual void event(const BackupEvent&) {}
   virtual void finished(const BackupOutcome&) {}
   virtual void finished(const SimulationOutcome&) {}

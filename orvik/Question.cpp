@@ -4,7 +4,7 @@
 #include "Platform/Locale/Text.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/Output.h"
-#include "orvik/RunState.h"
+#include "orvik/VisibleText.h"
 
 namespace orvik::host::question {
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Platform/Locale/Text.h"
+#include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -57,6 +58,12 @@ void RunState::begin(std::string nextStep, platform::MonotonicTime now) {
   section.reset();
 }
 
+void RunState::advance(std::size_t done, std::size_t total) {
+  if (!section) section = Section{step, 0, 0, stepSince, bytes, 0, 0};
+  section->done = done;
+  section->total = total;
+}
+
 void RunState::apply(const BackupEvent& event, platform::MonotonicTime now) {
   if (const auto* started = std::get_if<BackupEvents::Started>(&event)) {
     sections = started->sections.size();
@@ -91,18 +98,5 @@ std::string progressLine(const RunState& state, platform::MonotonicTime now, std
             (state.section->bytes > 0 ? bytePace(*state.section, now) : pace(*state.section, now));
   return fitted(line, width);
 }
-
-std::string fitted(std::string_view text, std::size_t width) {
-  const auto scalars = platform::locale::scalars(text);
-  std::string line;
-  for (std::size_t i = 0; i < scalars.size() && i < width; ++i) {
-    const bool isCut = i + 1 == width && scalars.size() > width;
-    const bool isControl = scalars[i] < 0x20 || (scalars[i] >= 0x7F && scalars[i] < 0xA0);
-    platform::locale::appendUTF8(line, isCut ? U'\u2026' : isControl ? U' ' : scalars[i]);
-  }
-  return line;
-}
-
-std::string oneLine(std::string_view text) { return fitted(text, 2000); }
 
 }  // namespace orvik::host

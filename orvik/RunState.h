@@ -31,18 +31,13 @@ struct RunState {
   std::optional<Section> section;
 
   void begin(std::string nextStep, platform::MonotonicTime now);
+  /// So many things of a step that belongs to no section are done.
+  void advance(std::size_t done, std::size_t total);
   void apply(const BackupEvent& event, platform::MonotonicTime now);
 };
 
 /// One line of at most `width` columns: "[12/78] Policies  120 of 4000  35/s  2 min left", or a step with how
 /// long it has taken so far, once that is worth telling.
 std::string progressLine(const RunState& state, platform::MonotonicTime now, std::size_t width);
-
-/// The first `width` characters, the last of them an ellipsis when something was cut; control characters and
-/// invalid UTF-8 are replaced.
-std::string fitted(std::string_view text, std::size_t width);
-/// The same for a text from elsewhere that has to stay one line and can't be trusted to leave a terminal
-/// alone.
-std::string oneLine(std::string_view text);
 
 }  // namespace orvik::host

@@ -35,18 +35,6 @@ bool isNear(std::string_view wanted, std::string_view id) {
   return distance(typed, lower) <= 2 || (typed.size() >= 4 && lower.find(typed) != lower.npos);
 }
 
-[[noreturn]] void refuseUnknown(std::string_view id) {
-  // Longer ones are no slip of the finger, and not worth the comparison.
-  constexpr std::size_t longest = 64;
-  std::vector<std::string_view> near;
-  if (id.size() <= longest)
-    for (const auto& section : SectionCatalog::all())
-      if (near.size() < 5 && isNear(id, section.id)) near.push_back(section.id);
-  throw UsageError(near.empty()
-                       ? fmt::format("There is no section \"{}\".", id)
-                       : fmt::format("There is no section \"{}\"; near it: {}.", id, fmt::join(near, ", ")));
-}
-
 std::set<std::string> parse(const std::vector<std::string>& lists, std::string_view option) {
   std::set<std::string> ids;
   for (const std::string_view list : lists) {
@@ -57,7 +45,7 @@ std::set<std::string> parse(const std::vector<std::string>& lists, std::string_v
       while (id.starts_with(' ')) id.remove_prefix(1);
       while (id.ends_with(' ')) id.remove_suffix(1);
       if (id.empty()) continue;
-      if (!SectionCatalog::definition(id)) refuseUnknown(id);
+      if (!SectionCatalog::definition(id)) refuseUnknownSection(id);
       ids.emplace(id);
     }
   }
@@ -66,6 +54,18 @@ std::set<std::string> parse(const std::vector<std::string>& lists, std::string_v
 }
 
 }  // namespace
+
+void refuseUnknownSection(std::string_view id) {
+  // Longer ones are no slip of the finger, and not worth the comparison.
+  constexpr std::size_t longest = 64;
+  std::vector<std::string_view> near;
+  if (id.size() <= longest)
+    for (const auto& section : SectionCatalog::all())
+      if (near.size() < 5 && isNear(id, section.id)) near.push_back(section.id);
+  throw UsageError(near.empty()
+                       ? fmt::format("There is no section \"{}\".", id)
+                       : fmt::format("There is no section \"{}\"; near it: {}.", id, fmt::join(near, ", ")));
+}
 
 SectionSelection SectionSelection::make(const std::vector<std::string>& only,
                                         const std::vector<std::string>& disable) {

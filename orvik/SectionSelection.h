@@ -2,9 +2,13 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orvik::host {
+
+/// Throws `UsageError` for a section that doesn't exist, naming those that look like it.
+[[noreturn]] void refuseUnknownSection(std::string_view id);
 
 /// Which sections a run leaves out.
 struct SectionSelection {

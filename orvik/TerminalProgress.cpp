@@ -1,5 +1,7 @@
 #include "orvik/TerminalProgress.h"
 
+#include "orvik/Paint.h"
+#include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -41,6 +43,17 @@ void TerminalProgress::remark(const std::string& text) {
   state_.withLock([&](State& state) { say(state, oneLine(text) + "\n"); });
 }
 
+void TerminalProgress::progress(std::size_t done, std::size_t total) {
+  state_.withLock([&](State& state) { state.run.advance(done, total); });
+}
+
+void TerminalProgress::aside(const std::function<void()>& print) {
+  state_.withLock([&](State& state) {
+    wipe(state);
+    print();
+  });
+}
+
 void TerminalProgress::event(const BackupEvent& event) {
   state_.withLock([&](State& state) {
     state.run.apply(event, platform::MonotonicClock::now());
@@ -69,11 +82,11 @@ void TerminalProgress::finished(const BackupOutcome& outcome) {
     state.isOver = true;
     if (verbosity_ == Verbosity::brief) return wipe(state);
     std::string text = wording::summary(outcome);
-    if (remarks::colours()) {
-      const bool isComplete = outcome.manifest.status == BackupManifest::Status::complete;
-      text.insert(text.find(':'), "\x1b[0m");
-      text.insert(0, isComplete ? "\x1b[1;32m" : "\x1b[1;33m");
-    }
+    const bool isComplete = outcome.manifest.status == BackupManifest::Status::complete;
+    const auto status = text.find(':');
+    const Paint paint(wantsColours(Stream::error));
+    text.replace(0, status,
+                 paint(isComplete ? Paint::Ink::good : Paint::Ink::warning, text.substr(0, status)));
     say(state, text);
   });
 }

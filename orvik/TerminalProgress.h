@@ -18,6 +18,8 @@ class TerminalProgress : public ProgressView {
 
   void step(const std::string& text) override;
   void remark(const std::string& text) override;
+  void progress(std::size_t done, std::size_t total) override;
+  void aside(const std::function<void()>& print) override;
   void event(const BackupEvent& event) override;
   void finished(const BackupOutcome& outcome) override;
   void finished(const SimulationOutcome& outcome) override;

@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/RunState.h"
+#include "orvik/VisibleText.h"
 
 namespace orvik::host::wording {
 
@@ -33,18 +33,12 @@ std::string_view word(Status status) {
       return "not available on this server";
     case Status::failed:
       return "failed";
-    case Status::complete:
     case Status::disabled:
+      return "switched off";
+    case Status::complete:
       break;
   }
   return "";
-}
-
-/// A message stays one line.
-std::string because(const SectionSummary& summary) {
-  std::string text(word(summary.status));
-  if (!summary.message) return text;
-  return text + ": " + oneLine(*summary.message);
 }
 
 bool isWarning(Status status) {
@@ -83,15 +77,27 @@ std::string ago(platform::Date date, platform::Date now) {
 }
 
 std::string counts(const ChangeCounts& counts) {
-  std::string text = counted(counts.total, "object");
+  const auto text = counted(counts.total, "object");
+  const auto what = changes(counts);
+  return what.empty() ? text : text + ", " + what;
+}
+
+std::string changes(const ChangeCounts& counts) {
+  std::vector<std::string> parts;
   const auto add = [&](int count, std::string_view what) {
-    if (count != 0) text += fmt::format(", {} {}", grouped(count), what);
+    if (count != 0) parts.push_back(fmt::format("{} {}", grouped(count), what));
   };
   add(counts.new_, "new");
   add(counts.changed, "changed");
   add(counts.removed, "removed");
   add(counts.failed, "failed");
-  return text;
+  return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+std::string because(const SectionSummary& summary) {
+  std::string text(word(summary.status));
+  if (!summary.message) return text;
+  return text + ": " + oneLine(*summary.message);
 }
 
 std::string shellWord(const std::string& text) {

@@ -30,6 +30,10 @@ std::string shellWord(const std::string& text);
 
 /// "42 objects, 3 new, 1 changed": only what isn't zero.
 std::string counts(const ChangeCounts& counts);
+/// "3 new, 1 changed": the same without the number of all; empty when nothing happened.
+std::string changes(const ChangeCounts& counts);
+/// Why a section was not read, or not all of it: "not permitted: MESSAGE".
+std::string because(const SectionSummary& summary);
 /// One line for a section that is finished: ID, and counts or why there are none. Empty for a disabled one.
 std::string section(const SectionSummary& summary);
 

@@ -36,13 +36,23 @@ BackupManifest readManifest(const BackupRepository& repository, std::string_view
   }
 }
 
-/// An entry of something that has no stored objects.
-BackupReader::Entry entryWithoutObjects(std::string_view sectionID, std::string id,
-                                        std::optional<std::string> name) {
+// Entries of something that has no stored objects.
+
+BackupReader::Entry entryOf(std::string_view sectionID, RemovedItem removed) {
   BackupReader::Entry entry;
   entry.sectionID = sectionID;
-  entry.item.id = std::move(id);
-  entry.item.name = std::move(name);
+  entry.item.id = std::move(removed.id);
+  entry.item.name = std::move(removed.name);
+  entry.removed = true;
+  return entry;
+}
+
+BackupReader::Entry entryOf(std::string_view sectionID, ItemError error) {
+  BackupReader::Entry entry;
+  entry.sectionID = sectionID;
+  entry.item.id = std::move(error.id);
+  entry.item.name = std::move(error.name);
+  entry.error = std::move(error.message);
   return entry;
 }
 
@@ -107,7 +117,7 @@ std::string BackupReader::Entry::id() const {
   return fmt::format("{}:{}{}", sectionID, removed ? "removed:" : error ? "error:" : "", item.id);
 }
 
-std::string BackupReader::Entry::displayName() const {
+std::string BackupReader::Entry::displayNameOf(const IndexItem& item) {
   if (item.name && !item.name->empty()) return *item.name;
   return item.id == "settings" ? "Settings" : "#" + item.id;
 }
@@ -162,20 +172,24 @@ std::vector<BackupReader::Entry> BackupReader::entries(std::string_view sectionI
   std::vector<Entry> entries;
   entries.reserve(found->items.size() + found->removed.size() + found->errors.size());
   for (auto& item : found->items) entries.push_back({std::string(sectionID), std::move(item), false, {}});
-  for (auto& removed : found->removed) {
-    entries.push_back(entryWithoutObjects(sectionID, std::move(removed.id), std::move(removed.name)));
-    entries.back().removed = true;
-  }
-  for (auto& error : found->errors) {
-    entries.push_back(entryWithoutObjects(sectionID, std::move(error.id), std::move(error.name)));
-    entries.back().error = std::move(error.message);
-  }
+  for (auto& removed : found->removed) entries.push_back(entryOf(sectionID, std::move(removed)));
+  for (auto& error : found->errors) entries.push_back(entryOf(sectionID, std::move(error)));
   return inNaturalOrder(std::move(entries), &Entry::displayName);
 }
 
 std::optional<IndexItem> BackupReader::item(std::string_view sectionID, std::string_view id) const {
   const auto found = repository.lookUp(directory(), sectionID, id);
   return found ? found->item : std::nullopt;
+}
+
+std::optional<BackupReader::Entry> BackupReader::entry(std::string_view sectionID,
+                                                       std::string_view id) const {
+  auto found = repository.lookUp(directory(), sectionID, id);
+  if (!found) return std::nullopt;
+  if (found->item) return Entry{std::string(sectionID), std::move(*found->item), false, {}};
+  if (found->error) return entryOf(sectionID, std::move(*found->error));
+  if (found->removed) return entryOf(sectionID, std::move(*found->removed));
+  return std::nullopt;
 }
 
 JSONTree BackupReader::json(std::string_view hash) const {

@@ -41,25 +41,26 @@ std::optional<std::string> listText(json::View list) {
   return joined ? joined : std::to_string(list.elements().count()) + " items";
 }
 
-/// The character of a key that begins at `at`; empty at its end.
-std::string_view characterAt(std::string_view key, std::size_t at) {
-  if (at == key.size()) return {};
-  std::size_t end = at + 1;
-  while (end < key.size() && (static_cast<unsigned char>(key[end]) & 0xC0) == 0x80) ++end;
-  return key.substr(at, end - at);
+bool isASCII(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+/// The end of the character of a key that begins at `at`.
+std::size_t characterEnd(std::string_view key, std::size_t at) {
+  if (at == key.size() || isASCII(key[at++])) return at;
+  while (at < key.size() && (static_cast<unsigned char>(key[at]) & 0xC0) == 0x80) ++at;
+  return at;
 }
 
-LetterKind kindOf(std::string_view character) {
-  if (character.empty()) return LetterKind::other;
-  const char c = character.front();
+LetterKind kindAt(std::string_view key, std::size_t at) {
+  if (at == key.size()) return LetterKind::other;
+  const char c = key[at];
   if (c >= 'a' && c <= 'z') return LetterKind::lowercase;
   if (c >= 'A' && c <= 'Z') return LetterKind::uppercase;
   if (c >= '0' && c <= '9') return LetterKind::number;
-  return static_cast<unsigned char>(c) < 0x80 ? LetterKind::other
-                                              : locale::letterKind(locale::scalars(character).front());
+  if (isASCII(c)) return LetterKind::other;
+  return locale::letterKind(locale::scalars(key.substr(at, characterEnd(key, at) - at)).front());
 }
 
-bool endsWord(std::string_view character) { return character == "_" || character == "-" || character == " "; }
+bool endsWord(char c) { return c == '_' || c == '-' || c == ' '; }
 
 bool startsWord(LetterKind before, LetterKind kind, LetterKind after) {
   if (kind != LetterKind::uppercase) return false;
@@ -67,20 +68,29 @@ bool startsWord(LetterKind before, LetterKind kind, LetterKind after) {
   return before == LetterKind::lowercase || before == LetterKind::number;
 }
 
+/// Whether a word equals its own upper-case form.
+bool isUppercase(std::string_view word) {
+  for (const char c : word) {
+    if (c >= 'a' && c <= 'z') return false;
+    if (!isASCII(c)) return locale::uppercased(word) == word;
+  }
+  return true;
+}
+
 /// Appends a word of a label: an acronym as it is, any other in lower case, the first with a capital.
 void appendWord(std::string& label, std::string_view word) {
   if (word.empty()) return;
   const bool isFirst = label.empty();
   if (!isFirst) label += ' ';
-  const bool isLong = characterAt(word, 0).size() < word.size();
-  if (isLong && locale::uppercased(word) == word) {
+  const bool isLong = characterEnd(word, 0) < word.size();
+  if (isLong && isUppercase(word)) {
     label += word;
     return;
   }
   std::string lowered = locale::lowercased(word);
   if (isFirst) {
-    const auto initial = characterAt(lowered, 0);
-    lowered.replace(0, initial.size(), locale::uppercased(initial));
+    const auto end = characterEnd(lowered, 0);
+    lowered.replace(0, end, locale::uppercased(lowered.substr(0, end)));
   }
   label += lowered;
 }
@@ -145,19 +155,21 @@ std::string ObjectDescriber::label(std::string_view key) {
   std::string label;
   label.reserve(key.size() + 8);
   std::size_t wordStart = 0;
+  const auto endWord = [&](std::size_t end, std::size_t next) {
+    appendWord(label, key.substr(wordStart, end - wordStart));
+    wordStart = next;
+  };
   auto before = LetterKind::other;
+  auto kind = kindAt(key, 0);
   for (std::size_t at = 0; at < key.size();) {
-    const auto character = characterAt(key, at);
-    const auto end = at + character.size();
-    const auto kind = kindOf(character);
-    if (endsWord(character)) {
-      appendWord(label, key.substr(wordStart, at - wordStart));
-      wordStart = end;
-    } else if (startsWord(before, kind, kindOf(characterAt(key, end)))) {
-      appendWord(label, key.substr(wordStart, at - wordStart));
-      wordStart = at;
-    }
+    const auto end = characterEnd(key, at);
+    const auto after = kindAt(key, end);
+    if (endsWord(key[at]))
+      endWord(at, end);
+    else if (startsWord(before, kind, after))
+      endWord(at, at);
     before = kind;
+    kind = after;
     at = end;
   }
   appendWord(label, key.substr(wordStart));

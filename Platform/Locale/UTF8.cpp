@@ -87,9 +87,14 @@ void appendUTF8(std::string& out, char32_t scalar) {
 
 std::string_view beginning(std::string_view text, std::size_t mostBytes) noexcept {
   if (text.size() <= mostBytes) return text;
-  std::size_t end = mostBytes;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  return text.substr(0, end);
+  return text.substr(0, sequenceBegin(text, mostBytes));
+}
+
+std::string wellFormed(std::string_view text) {
+  std::string repaired;
+  repaired.reserve(text.size());
+  for (const char32_t scalar : scalars(text)) appendUTF8(repaired, scalar);
+  return repaired;
 }
 
 bool isValidUTF8(std::string_view text) noexcept {

@@ -29,6 +29,7 @@ int writeError(std::string_view text) noexcept { return writeAll(STDERR_FILENO, 
 int input() noexcept { return STDIN_FILENO; }
 
 bool inputIsTerminal() noexcept { return ::isatty(STDIN_FILENO) != 0; }
+bool outputIsTerminal() noexcept { return ::isatty(STDOUT_FILENO) != 0; }
 bool errorIsTerminal() noexcept { return ::isatty(STDERR_FILENO) != 0; }
 
 std::size_t errorWidth() noexcept {

@@ -14,6 +14,7 @@ int writeError(std::string_view text) noexcept;
 int input() noexcept;
 
 bool inputIsTerminal() noexcept;
+bool outputIsTerminal() noexcept;
 bool errorIsTerminal() noexcept;
 /// Columns of the terminal behind standard error; nothing known is 0.
 std::size_t errorWidth() noexcept;

@@ -9,7 +9,7 @@ namespace orvik::host::commandLine {
 
 namespace {
 
-void addAccess(CLI::App& command, FolderArguments& at) {
+void addAccess(CLI::App& command, WriterArguments& at) {
   addFolder(command, at.folder);
   addKey(command, at.key);
   addLockWait(command, at.lockWait);

@@ -95,6 +95,15 @@ TEST_F(SampleDevices, ADateCanBeSetToAnyTextAndTakenAway) {
   EXPECT_TRUE((*(*list->root()["results"]->elements().begin())["general"])["displayName"]);
 }
 
+TEST_F(SampleDevices, AClassicRecordHasTheDateInTwoForms) {
+  ASSERT_TRUE(server_.setInventoryDate("mobileDevices", "1", "2026-07-20T06:41:09.512Z"));
+  const std::string record = client_.get("JSSResource/mobiledevices/id/1").body;
+  EXPECT_NE(record.find(R"("last_inventory_update":"2026-07-20 06:41:09")"), std::string::npos);
+  EXPECT_NE(record.find(R"("last_inventory_update_utc":"2026-07-20T06:41:09.512Z")"), std::string::npos);
+  ASSERT_TRUE(server_.setInventoryDate("mobileDevices", "1", std::nullopt));
+  EXPECT_EQ(client_.get("JSSResource/mobiledevices/id/1").body.find("inventory_update"), std::string::npos);
+}
+
 TEST_F(SampleDevices, OnlyDevicesHaveADate) {
   EXPECT_FALSE(server_.refresh("policies", "1"));
   EXPECT_FALSE(server_.refresh("computers", "10"));

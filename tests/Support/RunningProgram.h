@@ -38,7 +38,7 @@ struct ProgramEnd {
 
 /// How to start a program.
 struct ProgramStart {
-  enum class Output { pipe, closedPipe, closed };
+  enum class Output { pipe, closedPipe, closed, terminal };
   enum class Error { pipe, terminal };
   enum class Input { pipe, terminal };
 
@@ -55,12 +55,8 @@ class RunningProgram {
  public:
   explicit RunningProgram(const ProgramStart& start) {
     auto input = pipeEnds(), output = pipeEnds(), error = pipeEnds();
-    if (start.error == ProgramStart::Error::terminal) {
-      close(error);
-      winsize size{24, 60, 0, 0};
-      if (::openpty(&error[0], &error[1], nullptr, nullptr, &size) != 0) std::abort();
-      for (const int each : error) ::fcntl(each, F_SETFD, FD_CLOEXEC);
-    }
+    if (start.error == ProgramStart::Error::terminal) replaceByTerminal(error);
+    if (start.output == ProgramStart::Output::terminal) replaceByTerminal(output);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     const bool isTyped = start.inputKind == ProgramStart::Input::terminal;
@@ -132,6 +128,12 @@ class RunningProgram {
     Ends ends;
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) std::abort();
     return ends;
+  }
+  static void replaceByTerminal(Ends& ends) {
+    close(ends);
+    winsize size{24, 60, 0, 0};
+    if (::openpty(&ends[0], &ends[1], nullptr, nullptr, &size) != 0) std::abort();
+    for (const int each : ends) ::fcntl(each, F_SETFD, FD_CLOEXEC);
   }
   static void close(const Ends& ends) {
     for (const int each : ends) ::close(each);

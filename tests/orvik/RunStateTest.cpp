@@ -70,16 +70,15 @@ TEST_F(RunStateTest, TheLastSectionIsFollowedByPublishing) {
   EXPECT_EQ(lineAt(0ms), "[3/3] Publishing");
 }
 
-TEST(Fitted, CutsBetweenCharacters) {
-  EXPECT_EQ(fitted("Gebäude", 7), "Gebäude");
-  EXPECT_EQ(fitted("Gebäude", 5), "Gebä…");
-  EXPECT_EQ(fitted("Gebäude", 4), "Geb…");
-  EXPECT_EQ(fitted("Gebäude", 0), "");
-}
-
-TEST(Fitted, TakesControlOverATerminalOutOfATextFromElsewhere) {
-  EXPECT_EQ(oneLine("a\x1b[2Jb\nc\xc2\x9b"), "a [2Jb c ");
-  EXPECT_EQ(oneLine("\xff"), "\xEF\xBF\xBD");
+TEST(ProgressLine, AStepWithoutASectionCountsToo) {
+  RunState state;
+  const auto begin = platform::MonotonicClock::now();
+  state.begin("Searching", begin);
+  state.advance(200, 1000);
+  EXPECT_EQ(progressLine(state, begin + std::chrono::seconds(2), 80),
+            "Searching  200 of 1000  100/s  8 s left");
+  state.begin("Writing", begin);
+  EXPECT_EQ(progressLine(state, begin, 80), "Writing");
 }
 
 }  // namespace

@@ -98,9 +98,9 @@ TEST_F(ContentSearch, ObjectsAreFoundByTheirTextInWhateverCase) {
        StoredBackups::section("policies",
                               {stored.item("9", "z", {{"classic", R"({"p":{"q":"The Thing!"}})"}})})});
   const auto hits = reader.searchContents(" The THING ", 10);
-  EXPECT_THAT(namesOf(hits), ElementsAre("z", "a", "b"));
-  EXPECT_THAT(hits[0].excerpts, ElementsAre("P › Q: The Thing!"));
-  EXPECT_EQ(hits[0].id(), "policies:9");
+  EXPECT_THAT(namesOf(hits), ElementsAre("a", "b", "z"));
+  EXPECT_THAT(hits[2].excerpts, ElementsAre("P › Q: The Thing!"));
+  EXPECT_EQ(hits[2].id(), "policies:9");
 }
 
 TEST_F(ContentSearch, AHitByNameHasNoExcerpts) {
@@ -184,7 +184,9 @@ TEST_F(ContentSearch, ASecondSearchReadsNothing) {
   const auto reader = publishMany(10);
   ASSERT_THAT(reader.searchContents("common word 7x", 10), SizeIs(1));
   std::filesystem::remove_all(stored.folder / "store");
-  EXPECT_THAT(namesOf(reader.searchContents("common word 7x", 10)), IsEmpty()) << "its excerpt can't be read";
+  const auto again = reader.searchContents("common word 7x", 10);
+  ASSERT_THAT(again, SizeIs(1));
+  EXPECT_THAT(again[0].excerpts, IsEmpty()) << "it can't be read again";
   EXPECT_THAT(reader.searchContents("nowhere", 10), IsEmpty());
 }
 

@@ -106,6 +106,21 @@ TEST(ViewTest, OfARepeatedKeyTheLastCounts) {
   EXPECT_FALSE(document->root()["c"]);
 }
 
+TEST(ViewTest, SortedMembersAscendByBytesAndOfARepeatedKeyTheLastStays) {
+  const auto keysOf = [](std::string_view bytes) {
+    const auto document = Document::parse(bytes);
+    std::string text;
+    for (const auto& [key, value] : document->root().sortedMembers())
+      text += std::string(key) + "=" + value.serialized() + " ";
+    return text;
+  };
+  EXPECT_EQ(keysOf(R"({"a":1,"b":2})"), "a=1 b=2 ");
+  EXPECT_EQ(keysOf(R"({"b":1,"ä":2,"":3,"B":4,"ab":5,"a":6})"), "=3 B=4 a=6 ab=5 b=1 ä=2 ");
+  EXPECT_EQ(keysOf(R"({"a":1,"a":2})"), "a=2 ");
+  EXPECT_EQ(keysOf(R"({"b":1,"a":2,"b":3,"c":4,"a":5,"b":6})"), "a=5 b=6 c=4 ");
+  for (const auto* other : {"{}", "[1]", "1", "null"}) EXPECT_EQ(keysOf(other), "");
+}
+
 TEST(ViewTest, ElementsStepOverNestedContainers) {
   const auto document = Document::parse(R"([[1,[2]],{"a":[3]},"x",1.5,18446744073709551615,-1,true,null])");
   const Elements elements = document->root().elements();

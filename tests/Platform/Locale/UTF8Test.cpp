@@ -53,6 +53,17 @@ TEST(UTF8, BordersOfTheRangesAreValid) {
   }
 }
 
+TEST(UTF8, ABeginningEndsBetweenScalars) {
+  EXPECT_EQ(beginning("", 3), "");
+  EXPECT_EQ(beginning("abc", 3), "abc");
+  EXPECT_EQ(beginning("abc", 2), "ab");
+  EXPECT_EQ(beginning("abc", 0), "");
+  const std::string text = "aß€😀";
+  for (const auto& [bytes, expected] : std::vector<std::pair<std::size_t, std::string>>{
+           {1, "a"}, {2, "a"}, {3, "aß"}, {5, "aß"}, {6, "aß€"}, {9, "aß€"}, {10, text}, {99, text}})
+    EXPECT_EQ(beginning(text, bytes), expected) << bytes;
+}
+
 TEST(UTF8, WhatIsNoScalarIsAppendedAsTheReplacement) {
   for (const char32_t number : {0xD800u, 0xDFFFu, 0x110000u, 0xFFFFFFFFu}) {
     std::string text = "x";

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "OrvikCore/Explore/BackupReader.h"
+#include "orvik/Arguments.h"
+
+/// What the commands that read a backup are told to read.
+namespace orvik::host {
+
+/// A finished backup by its ID, or the newest. Throws `NotFoundError` when there is none, and `tuv::Error`
+/// for one whose manifest can't be read.
+BackupReader chosenBackup(const BackupRepository& repository, const std::optional<std::string>& id);
+
+/// The folder and in it the backup, opened with the folder's key. Throws what `instanceFolder`,
+/// `chosenBackup` and `unlockFolder` throw, and `CredentialError` for a sealed backup that nothing opens.
+BackupReader openedBackup(const FolderArguments& at, const std::optional<std::string>& id);
+
+/// The ID, which is the name of the backup's folder.
+std::string idOf(const BackupReader& backup);
+/// "2025-03-05T091500Z, 5 Mar 2025, 09:15".
+std::string titleOf(const BackupReader& backup);
+
+/// Throws `UsageError` for a section that neither the catalog nor the backup knows.
+void requireSection(const BackupReader& backup, const std::string& sectionID);
+/// Whether the backup read the section.
+bool readsSection(const BackupReader& backup, std::string_view sectionID);
+/// Throws as `requireSection`, and `tuv::Error` for a section that the backup did not read: why.
+void requireReadSection(const BackupReader& backup, const std::string& sectionID);
+
+/// The entries of a section that was read. Throws `tuv::Error` when its index can't be read.
+std::vector<BackupReader::Entry> readEntries(const BackupReader& backup, const std::string& sectionID);
+
+/// The entry with that ID, or else with that name; when none has it, in whatever case. Of several with the
+/// name those that the backup still has count. Nothing when there is none, or the index can't be read. Throws
+/// `tuv::Error` when there are several, with their IDs.
+std::optional<BackupReader::Entry> foundEntry(const BackupReader& backup, const std::string& sectionID,
+                                              const std::string& item);
+/// The same, and throws `tuv::Error` when there is none or the index can't be read.
+BackupReader::Entry requiredEntry(const BackupReader& backup, const std::string& sectionID,
+                                  const std::string& item);
+
+/// The newest backup before this one that holds the object.
+std::optional<std::string> lastVersionBefore(const BackupReader& backup, const BackupReader::Entry& entry);
+
+}  // namespace orvik::host

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/JSON/Value.h"
+#include "orvik/Arguments.h"
+#include "orvik/Output.h"
+#include "orvik/Paint.h"
+#include "orvik/ProgressView.h"
+
+namespace orvik::host {
+
+/// Prints what a command on a folder found, in the form that it was asked for. Of a pair of text and JSON
+/// only one is printed. Arguments and results must outlive it.
+class Report {
+ public:
+  Report(const FolderArguments& at, Results& results);
+
+  bool isJSON() const { return at_.json; }
+  /// The emphasis of texts on standard output.
+  const Paint& paint() const { return paint_; }
+
+  /// Something a person should know; on standard error, or a `note` line. Not when quiet.
+  void note(const std::string& text) const;
+  /// A line of text, or several. The text is safe for a terminal.
+  void text(const std::string& lines) const;
+  void record(const platform::json::Value& json) const;
+  void lines(const std::vector<std::string>& text, const std::vector<platform::json::Value>& json) const;
+  /// The last line.
+  void finished(const std::string& text, platform::json::Value json) const;
+
+  /// Throws `tuv::Error` when nobody can read the results any more; a long work ends with it.
+  void requireReader() const { results_.requireWritten(); }
+
+  /// How a stretch of work is shown. A line in motion must not stand in the way of a result or a question:
+  /// the view goes before either, or lets it pass with `aside`.
+  std::unique_ptr<ProgressView> view(Verbosity verbosity = Verbosity::normal) const;
+
+ private:
+  const FolderArguments& at_;
+  Results& results_;
+  const Paint paint_;
+};
+
+}  // namespace orvik::host
