@@ -163,6 +163,7 @@ std::vector<std::string> lines(const FieldChange& change, const Paint& paint) {
 }
 
 std::string lines(const std::vector<FieldChange>& changes, const std::string& indent, const Paint& paint) {
+  if (changes.empty()) return indent + "only the order of something differs";
   std::string text;
   for (const auto& change : changes)
     for (const auto& line : lines(change, paint)) text += (text.empty() ? "" : "\n") + indent + line;

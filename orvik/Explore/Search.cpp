@@ -115,6 +115,7 @@ ExitStatus search(const SearchArguments& arguments, Results& results, const std:
   report.finished(text, Value::object({{"backup", idOf(backup)},
                                        {"hits", static_cast<std::int64_t>(hits.size())},
                                        {"limited", isLimited}}));
+  report.requireReader();
   return ExitStatus::done;
 }
 

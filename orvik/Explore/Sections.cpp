@@ -97,6 +97,7 @@ ExitStatus sections(const SectionsArguments& arguments, Results& results) {
   report.record(headJSON(backup));
   for (const auto& section : all) report.record(sectionJSON(backup, section));
   if (!report.isJSON()) printText(backup, all, report);
+  report.requireReader();
   return ExitStatus::done;
 }
 
