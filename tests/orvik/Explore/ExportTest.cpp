@@ -50,7 +50,7 @@ TEST_F(Export, OneObjectIsWrittenInEveryForm) {
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_EQ(end.output, (out / "Hello.sh").string() + "\n" + (out / "Hello.json").string() + "\n");
   const auto document = platform::json::Document::parse(written("Hello.json"));
-  EXPECT_EQ(document.root()["scriptContents"]->string(), "#!/bin/sh\necho two\nexit 0\n");
+  EXPECT_EQ(document->root()["scriptContents"]->string(), "#!/bin/sh\necho two\nexit 0\n");
 }
 
 TEST_F(Export, FormsOfOneNameGetNamesOfTheirOwn) {

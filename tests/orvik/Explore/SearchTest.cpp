@@ -39,7 +39,7 @@ TEST_F(Search, ContentsGiveExcerpts) {
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_THAT(end.output, StartsWith("Scripts  scripts\n"
                                      "  Hello  #5\n"
-                                     "      Script contents: #!/bin/sh ⏎ echo two ⏎ exit 0\n"
+                                     "      Script contents: #!/bin/sh ⏎ echo two ⏎ exit 0 ⏎\n"
                                      "\n"
                                      "1 hit in 1 section of "));
   EXPECT_EQ(end.error, "");
@@ -77,7 +77,7 @@ TEST_F(Search, AHitIsALineOfJSON) {
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].text(), R"({"event":"hit","backup":"2025-03-05T091500Z","section":"scripts","id":"5",)"
                              R"("name":"Hello","change":"changed",)"
-                             R"("excerpts":["Script contents: #!/bin/sh ⏎ echo two ⏎ exit 0"]})");
+                             R"("excerpts":["Script contents: #!/bin/sh ⏎ echo two ⏎ exit 0 ⏎"]})");
 }
 
 TEST_F(Search, MatchesAreHighlightedOnATerminal) {

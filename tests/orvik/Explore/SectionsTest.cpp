@@ -26,13 +26,13 @@ TEST_F(Sections, StandBelowTheHeadingsOfTheirGroupsInTheOrderOfTheCatalog) {
   EXPECT_THAT(end.output, HasSubstr("\nParent 2025-03-05T091500Z\n"));
   EXPECT_THAT(end.output, HasSubstr("\n\n"
                                     "Devices & users\n"
-                                    "      1  computers   Computers  1 new, 1 removed\n"
+                                    "     1  computers   Computers  1 new, 1 removed\n"
                                     "\n"
                                     "Configuration\n"
-                                    "      0  policies    Policies\n"
+                                    "     0  policies    Policies\n"
                                     "\n"
                                     "Other settings\n"
-                                    "      1  categories  Categories\n"));
+                                    "     1  categories  Categories\n"));
 }
 
 TEST_F(Sections, OneThatIsIncompleteSaysWhy) {
@@ -47,12 +47,12 @@ TEST_F(Sections, OneThatIsIncompleteSaysWhy) {
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_THAT(end.output, HasSubstr("\nWithout a parent: everything is new\n"));
   EXPECT_THAT(end.output,
-              HasSubstr("  policies          Policies  1 failed\n         not all could be read\n"));
+              HasSubstr("  policies          Policies  1 failed\n        not all could be read\n"));
   EXPECT_THAT(end.output,
-              HasSubstr("      –  scripts           Scripts\n         not permitted: HTTP 403␛[2J\n"));
+              HasSubstr("     –  scripts           Scripts\n        not permitted: HTTP 403␛[2J\n"));
   EXPECT_THAT(
       end.output,
-      HasSubstr("Other settings\n      –  noCatalogKnowsIt  noCatalogKnowsIt\n         failed: gone\n"));
+      HasSubstr("Other settings\n     –  noCatalogKnowsIt  noCatalogKnowsIt\n        failed: gone\n"));
   EXPECT_THAT(end.output, HasSubstr("\nSwitched off: 1 section.\n"));
   EXPECT_THAT(end.output, Not(HasSubstr("users")));
 }
@@ -61,7 +61,7 @@ TEST_F(Sections, OfABackupThatIsNamed) {
   const auto end = command("sections", {first});
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_THAT(end.output, StartsWith("Backup 2025-03-03T091500Z of North, "));
-  EXPECT_THAT(end.output, HasSubstr("      2  policies  Policies  2 new\n"));
+  EXPECT_THAT(end.output, HasSubstr("     2  policies  Policies  2 new\n"));
 }
 
 TEST_F(Sections, AreALineOfJSONEach) {
@@ -86,7 +86,7 @@ TEST_F(Sections, AreALineOfJSONEach) {
 TEST_F(Sections, OfAFolderThatIsNoneOrHasNoSuchBackupAreNotFound) {
   EXPECT_EQ(run({"sections", (home.path() / "none").string()}).status, 10);
   EXPECT_EQ(run({"sections", home.path().string()}).status, 10);
-  for (const std::string id : {"2025-01-01T000000Z", "../" + std::string(first), ".."}) {
+  for (const std::string& id : Arguments{"2025-01-01T000000Z", "../" + std::string(first), ".."}) {
     const auto end = command("sections", {id});
     EXPECT_EQ(end.status, 10) << id;
     EXPECT_THAT(end.error, HasSubstr("There is no backup " + id)) << id;

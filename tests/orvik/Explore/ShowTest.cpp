@@ -1,5 +1,6 @@
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/InMemoryKeyProvider.h"
+#include "Platform/Locale/Text.h"
 #include "tests/Support/ExploreHost.h"
 #include "tests/Support/OrganisationFiles.h"
 
@@ -322,7 +323,7 @@ TEST_F(ShowSealed, SectionsNeedNoKey) { EXPECT_EQ(command("sections").status, 0)
 
 TEST_F(ShowSealed, WithoutItsKeyRecordTheFolderIsNotTakenForAnEmptyOne) {
   files::remove(root.path() / BackupFormat::encryptionFile);
-  expectRefusal(12, BackupFormat::encryptionFile, {"scripts", "--key", key});
+  expectRefusal(12, std::string(BackupFormat::encryptionFile), {"scripts", "--key", key});
 }
 
 }  // namespace
