@@ -76,6 +76,10 @@ class Demo {
     runTool("list");
     runTool("verify");
     heading("The backups stay in " + root_.string());
+    heading("To try next:");
+    const auto folder = wording::shellWord((root_ / slug()).string());
+    results_.line(fmt::format("  orvik diff {}", folder));
+    results_.line(fmt::format("  orvik search {} wifi --contents", folder));
     const auto complete = BackupManifest::Status::complete;
     const bool areComplete = first.manifest.status == complete && second.manifest.status == complete;
     return areComplete ? ExitStatus::done : ExitStatus::warnings;

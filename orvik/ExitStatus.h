@@ -37,7 +37,13 @@ class CredentialError : public tuv::Error {
   using Error::Error;
 };
 
-/// How a command failed: the status, and the sentence for standard error.
+/// Who read what a command prints has left, as a pager does when it is closed. Nobody waits for a sentence.
+class ReaderLeft : public tuv::Error {
+ public:
+  ReaderLeft() : Error("") {}
+};
+
+/// How a command failed: the status, and the sentence for standard error, empty for none.
 struct Failure {
   ExitStatus status = ExitStatus::failed;
   std::string message;

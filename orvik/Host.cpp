@@ -77,7 +77,7 @@ int run(const std::vector<std::string>& arguments) {
   } catch (...) {
     const auto failure = describe(std::current_exception());
     if (asksForJSON(arguments)) results.line(JSONProgress::lineFor(failure));
-    remarks::line("orvik: " + oneLine(failure.message));
+    if (!failure.message.empty()) remarks::line("orvik: " + oneLine(failure.message));
     return static_cast<int>(failure.status);
   }
 }

@@ -1,5 +1,6 @@
 #include "orvik/Output.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,6 +22,8 @@ void Results::requireWritten() const {
   if (const int number = errorNumber_.value())
     throw tuv::Error(std::string("Can't write to standard output: ") + std::strerror(number));
 }
+
+bool Results::readerLeft() const { return errorNumber_.value() == EPIPE; }
 
 namespace remarks {
 

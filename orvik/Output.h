@@ -17,6 +17,9 @@ class Results {
   /// Throws `tuv::Error` when a line did not get out: results that nobody can read are no success.
   void requireWritten() const;
 
+  /// Whether that was because nobody reads any more.
+  bool readerLeft() const;
+
  private:
   tuv::Locked<int> errorNumber_{0};  ///< of the first failure; the lock also keeps lines whole
 };

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "orvik/ExitStatus.h"
 #include "orvik/JSONRecord.h"
 #include "orvik/VisibleText.h"
 
@@ -38,6 +39,10 @@ void Report::finished(const std::string& text, Value json) const {
   auto line = Value::object({{"event", "finished"}});
   for (auto& [name, value] : *json.object_()) line.set(name, std::move(value));
   record(line);
+}
+
+void Report::requireReader() const {
+  if (results_.readerLeft()) throw ReaderLeft();
 }
 
 std::unique_ptr<ProgressView> Report::view(Verbosity verbosity) const {

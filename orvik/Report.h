@@ -31,8 +31,8 @@ class Report {
   /// The last line.
   void finished(const std::string& text, platform::json::Value json) const;
 
-  /// Throws `tuv::Error` when nobody can read the results any more; a long work ends with it.
-  void requireReader() const { results_.requireWritten(); }
+  /// For commands that do nothing but tell: throws `ReaderLeft` when nobody reads any more.
+  void requireReader() const;
 
   /// How a stretch of work is shown. A line in motion must not stand in the way of a result or a question:
   /// the view goes before either, or lets it pass with `aside`.

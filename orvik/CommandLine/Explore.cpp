@@ -23,7 +23,7 @@ void addPositional(CLI::App& command, const char* name, Text& value, const char*
   command.add_option(name, value, text)->type_name("");
 }
 
-void addBackup(CLI::App& command, std::optional<std::string>& id) {
+void addBackupID(CLI::App& command, std::optional<std::string>& id) {
   command.add_option("--backup", id, "A backup by its ID (default: the newest)")->type_name("ID");
 }
 
@@ -73,7 +73,7 @@ void addShow(CLI::App& program, Commands& commands) {
   addFolder(command, a->at.folder);
   addPositional(command, "SECTION", a->section, "Its ID, as orvik sections lists it");
   addPositional(command, "ITEM", a->item, "The object's ID or its name (default: list all)");
-  addBackup(command, a->backup);
+  addBackupID(command, a->backup);
   addReading(command, a->at);
   command.footer(
       "A name may be typed in any case where only one object has it.\n\n"
@@ -102,7 +102,7 @@ void addSearch(CLI::App& program, Commands& commands) {
   addFolder(command, a->at.folder);
   addPositional(command, "QUERY", a->query, "Part of a name, in any case, or an ID");
   command.add_flag("--contents", a->contents, "Look into the objects too, scripts and profiles included");
-  addBackup(command, a->backup);
+  addBackupID(command, a->backup);
   addNumber(command, "--limit", a->limit, 1, 1000000, "Hits at most");
   addReading(command, a->at);
   command.footer(
@@ -129,7 +129,7 @@ void addExport(CLI::App& program, Commands& commands) {
   addPositional(command, "SECTION", a->section, "Its ID, as orvik sections lists it");
   addPositional(command, "ITEM", a->item, "The object's ID or its name (default: all of the section)");
   command.add_option("--out", a->out, "Folder for the files; made when it is missing")->type_name("DIR");
-  addBackup(command, a->backup);
+  addBackupID(command, a->backup);
   addReading(command, a->at);
   command.footer(
       "Profiles become .mobileconfig files, scripts executable files, packages what they were, all else "

@@ -151,4 +151,9 @@ std::optional<std::string> lastVersionBefore(const BackupReader& backup, const E
   return std::nullopt;
 }
 
+std::string lastVersionText(const std::optional<std::string>& backupID) {
+  return backupID ? fmt::format("Its last version is in {0}: add --backup {0}", *backupID)
+                  : "No earlier backup holds it.";
+}
+
 }  // namespace orvik::host

@@ -44,5 +44,7 @@ BackupReader::Entry requiredEntry(const BackupReader& backup, const std::string&
 
 /// The newest backup before this one that holds the object.
 std::optional<std::string> lastVersionBefore(const BackupReader& backup, const BackupReader::Entry& entry);
+/// The sentence that says where to look instead.
+std::string lastVersionText(const std::optional<std::string>& backupID);
 
 }  // namespace orvik::host

@@ -19,7 +19,9 @@ using platform::json::Value;
 using Ink = Paint::Ink;
 using Lines = std::vector<std::string_view>;
 
-/// A value that is shown whole, in characters.
+/// Path and values that stand in one line, in characters.
+constexpr std::size_t longestSentence = 66;
+/// A value that is shown whole.
 constexpr std::size_t longestValue = 60;
 /// Of a longer one that much stands before the first difference.
 constexpr std::size_t contextBefore = 20;
@@ -28,6 +30,8 @@ constexpr std::size_t longestLine = 100;
 constexpr std::size_t longestPath = 200;
 /// So many lines of either side are shown.
 constexpr std::size_t shownLines = 5;
+
+std::size_t scalarCount(std::string_view text) { return locale::scalars(text).size(); }
 
 bool hasSeveralLines(const std::optional<std::string>& text) {
   return text && text->find('\n') != text->npos;
@@ -158,11 +162,14 @@ std::vector<std::string> lines(const FieldChange& change, const Paint& paint) {
   const auto path = fitted(visibleLine(change.path), longestPath);
   if (hasSeveralLines(change.old) || hasSeveralLines(change.new_)) return severalLines(change, path, paint);
   const auto start = change.old && change.new_ ? commonStart(*change.old, *change.new_) : 0;
-  return {fmt::format("{}: {} -> {}", path, paint(Ink::bad, valueText(change.old, start)),
-                      paint(Ink::good, valueText(change.new_, start)))};
+  const auto old = valueText(change.old, start), now = valueText(change.new_, start);
+  if (scalarCount(path) + scalarCount(old) + scalarCount(now) <= longestSentence)
+    return {fmt::format("{}: {} -> {}", path, paint(Ink::bad, old), paint(Ink::good, now))};
+  return {path + ":", paint(Ink::bad, "  - " + old), paint(Ink::good, "  + " + now)};
 }
 
 std::string lines(const std::vector<FieldChange>& changes, const std::string& indent, const Paint& paint) {
+  if (changes.empty()) return indent + "only the order of something differs";
   std::string text;
   for (const auto& change : changes)
     for (const auto& line : lines(change, paint)) text += (text.empty() ? "" : "\n") + indent + line;

@@ -21,10 +21,10 @@ std::string word(Kind kind);
 /// The same in the colour of what it means, in `width` columns at least.
 std::string word(Kind kind, std::size_t width, const Paint& paint);
 
-/// One field: "path: old -> new". Long values show the stretch that differs, values of several lines the
-/// first lines that do, so that it stays short. Safe for a terminal.
+/// One field: "path: old -> new", or a line for each of the three. Long values show the stretch that differs,
+/// values of several lines the first lines that do, so that it stays short. Safe for a terminal.
 std::vector<std::string> lines(const FieldChange& change, const Paint& paint);
-/// All fields, each line behind `indent`.
+/// All fields of a changed object, each line behind `indent`; says so when none differs.
 std::string lines(const std::vector<FieldChange>& changes, const std::string& indent, const Paint& paint);
 
 /// `[{"path":…,"old":…,"new":…}]`, whole values.

@@ -112,7 +112,7 @@ class DiffReport {
         fmt::format("  {}  {}", changeText::word(difference.kind, 7, paint), entryText::named(entry, paint));
     if (entry.error) line += ": " + oneLine(*entry.error);
     if (difference.kind != Kind::changed) return line;
-    if (difference.changes.empty()) return line + "\n      only the order of something differs";
+
     return line + "\n" + changeText::lines(difference.changes, "      ", paint);
   }
 
@@ -142,6 +142,7 @@ ExitStatus diff(const DiffArguments& arguments, Results& results, const std::sto
         [&](BackupComparison::Section section) { view->aside([&] { differences.add(section); }); }, stop);
   }
   differences.end();
+  report.requireReader();
   return ExitStatus::done;
 }
 

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -117,7 +119,6 @@ class ExportRun {
                                     {"name", entry.displayName()},
                                     {"path", path.string()}}));
     });
-    report_.requireReader();
   }
 
   void skip(const Entry& entry, const std::string& reason) {
@@ -146,12 +147,11 @@ class ExportRun {
 Entry exportableEntry(const BackupReader& backup, const ExportArguments& arguments) {
   auto entry = requiredEntry(backup, arguments.section, *arguments.item);
   if (entry.isStored()) return entry;
-  const auto last = lastVersionBefore(backup, entry);
+
   throw tuv::Error(fmt::format("The backup {} does not hold \"{}\": {}. {}", idOf(backup),
                                entry.displayName(),
                                entry.error ? "it could not read it" : "it was no longer on the server",
-                               last ? fmt::format("Its last version is in {0}: add --backup {0}", *last)
-                                    : "No earlier backup holds it."));
+                               lastVersionText(lastVersionBefore(backup, entry))));
 }
 
 }  // namespace

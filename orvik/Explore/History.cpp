@@ -49,7 +49,7 @@ std::string versionText(const ObjectVersion& version, const Paint& paint) {
       fmt::format("\n{}  {}  {}", paint(Ink::strong, visibleLine(version.backupID)),
                   platform::locale::dateText(version.finishedAt), changeText::word(version.kind, 0, paint));
   if (version.kind != Kind::changed) return text;
-  if (version.changes.empty()) return text + "\n    only the order of something differs";
+
   return text + "\n" + changeText::lines(version.changes, "    ", paint);
 }
 
@@ -96,6 +96,7 @@ ExitStatus history(const HistoryArguments& arguments, Results& results, const st
   const auto count = static_cast<std::int64_t>(versions.size());
   report.finished("\n" + wording::counted(count, "version") + ".",
                   Value::object({{"section", section}, {"id", id}, {"name", name}, {"versions", count}}));
+  report.requireReader();
   return ExitStatus::done;
 }
 

@@ -76,9 +76,7 @@ class PageText {
     line("");
     line(page_.entry.error ? "The backup could not read it: " + oneLine(*page_.entry.error)
                            : "It was no longer on the server.");
-    line(page_.lastVersion
-             ? fmt::format("Its last version is in {0}: add --backup {0}", visibleLine(*page_.lastVersion))
-             : "No earlier backup holds it.");
+    line(visibleLine(lastVersionText(page_.lastVersion)));
   }
 
   void facts() {

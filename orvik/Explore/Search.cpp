@@ -50,12 +50,21 @@ std::vector<SearchHit> hitsInContents(const BackupReader& backup, const std::str
       [&](std::size_t position, std::size_t total) { view->progress(position, total); });
 }
 
+/// In two lines where one would be too long to read.
+std::string excerptLines(std::string_view excerpt, std::string_view query, const Paint& paint) {
+  constexpr std::size_t longest = 72;
+  const auto end = excerpt.find(": ");
+  if (end == excerpt.npos || locale::scalars(excerpt).size() <= longest)
+    return "\n      " + highlighted(excerpt, query, paint);
+  return fmt::format("\n      {}\n        {}", excerpt.substr(0, end + 1),
+                     highlighted(excerpt.substr(end + 2), query, paint));
+}
+
 std::string hitText(const SearchHit& hit, std::string_view query, const Paint& paint) {
   const auto name = highlighted(visibleLine(hit.entry.displayName()), query, paint);
   auto text = "  " + entryText::named(hit.entry, name, paint);
   if (!hit.entry.isStored()) text += "  " + changeText::word(hit.entry.change(), 0, paint);
-  for (const auto& excerpt : hit.excerpts)
-    text += "\n      " + highlighted(visibleLine(excerpt), query, paint);
+  for (const auto& excerpt : hit.excerpts) text += excerptLines(visibleLine(excerpt), query, paint);
   return text;
 }
 
@@ -115,6 +124,7 @@ ExitStatus search(const SearchArguments& arguments, Results& results, const std:
   report.finished(text, Value::object({{"backup", idOf(backup)},
                                        {"hits", static_cast<std::int64_t>(hits.size())},
                                        {"limited", isLimited}}));
+  report.requireReader();
   return ExitStatus::done;
 }
 

@@ -47,12 +47,12 @@ Value headJSON(const BackupReader& backup) {
 /// Number, ID and title, since what is of any length stands last; why it is incomplete below.
 std::string sectionLines(const SectionSummary& summary, std::size_t width, const Paint& paint) {
   const bool isRead = summary.index.has_value();
-  auto text = fmt::format("{:>7}  {:<{}}  {}", isRead ? std::to_string(summary.counts.total) : "–",
+  auto text = fmt::format("{:>6}  {:<{}}  {}", isRead ? std::to_string(summary.counts.total) : "–",
                           visibleLine(summary.id), width, visibleLine(summary.title));
   if (const auto changes = wording::changes(summary.counts); isRead && !changes.empty())
     text += "  " + paint(Ink::warning, changes);
   if (summary.status != Status::complete)
-    text += fmt::format("\n{:9}{}", "", paint(Ink::bad, wording::because(summary)));
+    text += fmt::format("\n{:8}{}", "", paint(Ink::bad, wording::because(summary)));
   return text;
 }
 
@@ -97,6 +97,7 @@ ExitStatus sections(const SectionsArguments& arguments, Results& results) {
   report.record(headJSON(backup));
   for (const auto& section : all) report.record(sectionJSON(backup, section));
   if (!report.isJSON()) printText(backup, all, report);
+  report.requireReader();
   return ExitStatus::done;
 }
 

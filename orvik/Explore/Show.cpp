@@ -71,6 +71,7 @@ ExitStatus show(const ShowArguments& arguments, Results& results) {
   requireReadSection(backup, arguments.section);
   if (!arguments.item) {
     printList(backup, arguments.section, report);
+    report.requireReader();
     return ExitStatus::done;
   }
   const auto page = ObjectPage::of(backup, requiredEntry(backup, arguments.section, *arguments.item));
@@ -78,6 +79,7 @@ ExitStatus show(const ShowArguments& arguments, Results& results) {
     report.record(page.json());
   else
     report.text(page.text(report.paint()));
+  report.requireReader();
   const auto& objects = page.entry.item.objects;
   return !objects.empty() && page.problems.size() == objects.size() ? ExitStatus::failed : ExitStatus::done;
 }

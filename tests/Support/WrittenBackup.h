@@ -26,15 +26,13 @@ class WrittenBackup {
 
   WrittenBackup& section(const std::string& sectionID) {
     indexes_.push_back(emptyIndex(sectionID));
-    manifest_.sections.push_back(summaryOf(sectionID));
-    if (const auto* known = SectionCatalog::definition(sectionID))
-      manifest_.sections.back().title = std::string(known->title);
+    addSummary(sectionID, true);
     return *this;
   }
   /// A section that was not read.
   WrittenBackup& unread(const std::string& sectionID, SectionSummary::Status status,
                         const std::string& message) {
-    manifest_.sections.push_back(summaryOf(sectionID, false));
+    addSummary(sectionID, false);
     manifest_.sections.back().status = status;
     manifest_.sections.back().message = message;
     return *this;
@@ -81,6 +79,11 @@ class WrittenBackup {
   }
 
  private:
+  void addSummary(const std::string& sectionID, bool withIndex) {
+    manifest_.sections.push_back(summaryOf(sectionID, withIndex));
+    if (const auto* known = SectionCatalog::definition(sectionID))
+      manifest_.sections.back().title = std::string(known->title);
+  }
   const BackupRepository repository_;
   const std::optional<BackupCipher> cipher_;
   BackupManifest manifest_;

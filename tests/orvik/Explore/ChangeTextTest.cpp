@@ -7,8 +7,7 @@ namespace orvik::host {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
-using testing::StartsWith;
+
 using Text = std::optional<std::string>;
 
 std::vector<std::string> linesOf(const Text& old, const Text& now) {
@@ -25,17 +24,16 @@ TEST(ChangeText, AShortChangeIsOneLine) {
 TEST(ChangeText, ALongValueShowsTheStretchThatDiffers) {
   const std::string start(300, 'a'), end(300, 'z');
   const auto lines = linesOf(start + "X" + end, start + "Y" + end);
-  ASSERT_EQ(lines.size(), 1u);
   const std::string before = "…" + std::string(20, 'a'), behind = std::string(38, 'z') + "…";
-  EXPECT_EQ(lines[0], "Path: " + before + "X" + behind + " -> " + before + "Y" + behind);
+  EXPECT_THAT(lines, ElementsAre("Path:", "  - " + before + "X" + behind, "  + " + before + "Y" + behind));
 }
 
 TEST(ChangeText, AStretchBeginsBetweenCharacters) {
   std::string start;
   for (int i = 0; i < 80; ++i) start += "ä";
   // ä and ö begin with the same byte.
-  EXPECT_THAT(linesOf(start + "ä", start + "ö").at(0), EndsWith("ö"));
-  EXPECT_THAT(linesOf(start + "ä", start + "ö").at(0), StartsWith("Path: …ää"));
+  EXPECT_EQ(linesOf(start + "ä", start + "ö").at(0),
+            "Path: …" + start.substr(0, 40) + "ä -> …" + start.substr(0, 40) + "ö");
 }
 
 TEST(ChangeText, OfSeveralLinesThoseAreShownThatDiffer) {
@@ -56,7 +54,8 @@ TEST(ChangeText, NoValueIsShownWithoutEnd) {
   ASSERT_EQ(lines.size(), 13u);
   EXPECT_EQ(lines[6], "  - … 995 more lines");
   for (const auto& line : lines) EXPECT_LT(line.size(), 110u);
-  EXPECT_LT(linesOf(std::string(1'000'000, 'a'), std::string(1'000'000, 'b')).at(0).size(), 200u);
+  for (const auto& line : linesOf(std::string(1'000'000, 'a'), std::string(1'000'000, 'b')))
+    EXPECT_LT(line.size(), 200u);
   EXPECT_LT(changeText::lines({std::string(10'000, 'p'), "a", "b"}, Paint(false)).at(0).size(), 250u);
 }
 
