@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Explore/BackupReader.h"
 #include "bench/Measure.h"
 #include "bench/RunOfServer.h"
@@ -75,9 +76,14 @@ int main(int count, char** arguments) {
   const auto root = parent / fmt::format("orvik-reader-{}", getpid());
   {
     bench::ServerProcess server(sample::FleetSize::enterprise);
-    bench::run(server, root, 16);
+    const auto run = [&] {
+      auto job = bench::jobFor(server, root, 16);
+      job.options.disabledSections = {"packageFiles"};
+      return BackupEngine(job).run(ResumeInterrupted::no, {});
+    };
+    run();
     server.mutate(1000);
-    const auto manifest = bench::run(server, root, 16);
+    const auto manifest = run();
     fmt::print("{} objects, {} of them new or changed\n", manifest.totals.objects,
                manifest.totals.newOrChangedObjects);
   }
@@ -91,5 +97,5 @@ int main(int count, char** arguments) {
   measure("show a policy", {program, "show", root, "policies", policy.id});
   measure("show a computer", {program, "show", root, "computers", computers->items.back().id});
   measure("diff", {program, "diff", root});
-  std::filesystem::remove_all(root);
+  if (!std::getenv("KEEP")) std::filesystem::remove_all(root);
 }

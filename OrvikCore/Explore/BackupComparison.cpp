@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "OrvikCore/Explore/IndexView.h"
 #include "OrvikCore/Explore/NaturalOrder.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Concurrency/Cancellation.h"
@@ -36,7 +37,7 @@ std::vector<std::string> sectionsOf(const BackupReader& from, const BackupReader
 
 /// One section's index in one of the backups, or why there is none.
 struct Side {
-  std::optional<SectionIndex> index;
+  std::optional<IndexView> index;
   std::optional<std::string> problem;
 };
 
@@ -49,41 +50,71 @@ Side sideOf(const BackupReader& reader, std::string_view sectionID) {
     const auto why = summary->message ? ": " + *summary->message : std::string(".");
     return {{}, fmt::format("{} didn't read it ({}){}", folder, status, why)};
   }
-  Side side{reader.index(sectionID), {}};
+  Side side{IndexView::of(reader, sectionID), {}};
   if (!side.index) side.problem = fmt::format("Its index in {} can't be read.", folder);
   return side;
 }
 
+/// Finds the items of an index by ID, in one step as long as they are asked for in their order.
+class ItemsByID {
+ public:
+  explicit ItemsByID(const std::vector<IndexView::Item>& items) : items_(items), wasMet_(items.size()) {}
+
+  /// Null for an ID that isn't there or was asked for before.
+  const IndexView::Item* take(std::string_view id) {
+    auto place = next_;
+    if (place >= items_.size() || items_[place].id != id || wasMet_[place]) {
+      if (places_.empty())
+        for (std::size_t i = 0; i < items_.size(); ++i) places_.try_emplace(items_[i].id, i);
+      const auto found = places_.find(id);
+      if (found == places_.end() || wasMet_[found->second]) return nullptr;
+      place = found->second;
+    }
+    wasMet_[place] = true;
+    next_ = place + 1;
+    return &items_[place];
+  }
+
+  bool wasMet(std::size_t place) const { return wasMet_[place]; }
+
+ private:
+  const std::vector<IndexView::Item>& items_;
+  std::vector<bool> wasMet_;
+  std::size_t next_ = 0;
+  std::unordered_map<std::string_view, std::size_t> places_;  ///< made when it is needed
+};
+
 /// What two versions of a section have in common is passed over by the names of their objects.
 class SectionDifferences {
  public:
-  SectionDifferences(const BackupReader& from, SectionIndex old, const BackupReader& to, SectionIndex now)
-      : from_(from), to_(to), old_(std::move(old)), now_(std::move(now)) {
-    for (const auto& item : old_.items) oldItems_.emplace(item.id, &item);
-    for (const auto& error : old_.errors) oldErrors_.emplace(error.id, &error);
-    for (const auto& error : now_.errors) newErrors_.emplace(error.id, &error);
+  SectionDifferences(const BackupReader& from, IndexView old, const BackupReader& to, IndexView now,
+                     std::string sectionID)
+      : from_(from), to_(to), old_(std::move(old)), now_(std::move(now)), sectionID_(std::move(sectionID)) {
+    for (const auto& error : old_.errors()) oldErrors_.emplace(error.id, &error);
+    for (const auto& error : now_.errors()) newErrors_.emplace(error.id, &error);
   }
 
+  /// Throws `platform::json::DecodingError` for an item that differs and is no record.
   std::vector<Difference> find(const std::stop_token& stop) {
-    for (const auto& item : now_.items) {
+    ItemsByID oldItems(old_.items());
+    for (const auto& item : now_.items()) {
       platform::throwIfCancelled(stop);
-      const auto known = oldItems_.find(item.id);
-      if (known != oldItems_.end()) {
-        const auto* old = known->second;
-        oldItems_.erase(known);
-        compare(*old, item);
+      if (const auto* old = oldItems.take(item.id)) {
+        if (!IndexView::refersToTheSame(*old, item))
+          compare(IndexView::record(*old), IndexView::record(item));
       } else if (const auto error = oldErrors_.find(item.id); error != oldErrors_.end()) {
         addUnreadable(*error->second, from_);
       } else {
-        add(ChangeKind::new_, item);
+        add(ChangeKind::new_, IndexView::record(item));
       }
     }
-    for (const auto& item : old_.items) {
-      if (!oldItems_.contains(item.id)) continue;
+    for (std::size_t i = 0; i < old_.items().size(); ++i) {
+      const auto& item = old_.items()[i];
+      if (oldItems.wasMet(i)) continue;
       if (const auto error = newErrors_.find(item.id); error != newErrors_.end())
         addUnreadable(*error->second, to_);
       else
-        add(ChangeKind::removed, item);
+        add(ChangeKind::removed, IndexView::record(item));
     }
     return inNaturalOrder(std::move(found_), [](const Difference& each) { return each.entry.displayName(); });
   }
@@ -99,7 +130,7 @@ class SectionDifferences {
   void add(ChangeKind kind, const IndexItem& item) {
     Difference difference;
     difference.kind = kind;
-    difference.entry.sectionID = now_.sectionID;
+    difference.entry.sectionID = sectionID_;
     difference.entry.item = item;
     difference.entry.removed = kind == ChangeKind::removed;
     found_.push_back(std::move(difference));
@@ -116,9 +147,9 @@ class SectionDifferences {
 
   const BackupReader& from_;
   const BackupReader& to_;
-  const SectionIndex old_;
-  const SectionIndex now_;
-  std::unordered_map<std::string_view, const IndexItem*> oldItems_;  ///< those not met yet
+  const IndexView old_;
+  const IndexView now_;
+  const std::string sectionID_;
   std::unordered_map<std::string_view, const ItemError*> oldErrors_;
   std::unordered_map<std::string_view, const ItemError*> newErrors_;
   std::vector<Difference> found_;
@@ -145,11 +176,14 @@ void BackupComparison::compare(const BackupReader& from, const BackupReader& to,
     Section section{id, titleOf(from, to, id), {}, {}};
     auto old = sideOf(from, id);
     auto now = sideOf(to, id);
-    if (old.index && now.index)
-      section.differences =
-          SectionDifferences(from, std::move(*old.index), to, std::move(*now.index)).find(stop);
-    else
-      section.problem = old.problem ? old.problem : now.problem;
+    section.problem = old.problem ? old.problem : now.problem;
+    try {
+      if (!section.problem)
+        section.differences =
+            SectionDifferences(from, std::move(*old.index), to, std::move(*now.index), id).find(stop);
+    } catch (const platform::json::DecodingError& error) {
+      section.problem = "An index can't be read: " + error.description();
+    }
     if (section.problem || !section.differences.empty()) onSection(std::move(section));
   }
 }

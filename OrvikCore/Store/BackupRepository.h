@@ -76,6 +76,9 @@ struct BackupRepository {
   /// The same below any backup's or run's folder.
   std::optional<SectionIndex> indexIn(const Path& folder, std::string_view section) const;
 
+  /// An index in plain bytes, not looked at; nothing when it isn't there or can't be opened.
+  std::optional<platform::Bytes> plainIndex(const Path& folder, std::string_view section) const;
+
   /// What an index says of one object.
   struct Lookup {
     std::optional<IndexItem> item;
@@ -129,8 +132,6 @@ struct BackupRepository {
  private:
   /// Ascending as bytes.
   std::vector<std::string> backupFolderNames() const;
-  /// An index in plain bytes; nothing when it isn't there or can't be opened.
-  std::optional<platform::Bytes> plainIndex(const Path& folder, std::string_view section) const;
 };
 
 }  // namespace orvik
