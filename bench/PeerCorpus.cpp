@@ -57,6 +57,12 @@ bool isObjectSection(const sample::SectionRow& row) {
   return row.kind != sample::SectionKind::devices && row.kind != sample::SectionKind::files;
 }
 
+/// The file of an object whose ID is the path of a package, too.
+std::string fileNameOf(std::string id) {
+  std::ranges::replace(id, '/', '-');
+  return id + ".json";
+}
+
 std::string textOf(std::string_view view) { return std::string(view); }
 
 }  // namespace
@@ -81,7 +87,7 @@ std::size_t writeCorpus(const std::filesystem::path& tree, std::size_t count, st
       if (generation > 0 && number % 100 != generation) continue;
       if (generation > 0 && !fleet.change(section, id)) throw std::runtime_error("no such object");
       const auto text = indented(fleet.record(section, id).value());
-      files::atomicWrite(text, tree / textOf(rows[section].id) / (id + ".json"));
+      files::atomicWrite(text, tree / textOf(rows[section].id) / fileNameOf(id));
       bytes += text.size();
     }
   }

@@ -117,7 +117,7 @@ std::string BackupReader::Entry::id() const {
   return fmt::format("{}:{}{}", sectionID, removed ? "removed:" : error ? "error:" : "", item.id);
 }
 
-std::string BackupReader::Entry::displayName() const {
+std::string BackupReader::Entry::displayNameOf(const IndexItem& item) {
   if (item.name && !item.name->empty()) return *item.name;
   return item.id == "settings" ? "Settings" : "#" + item.id;
 }

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,8 +25,9 @@ struct SearchHit;
 
 /// Reads one stored backup: its sections, its objects with what happened to them, and searches in it.
 ///
-/// An immutable value without an open handle; any thread may call. Reading is forgiving: an index, an object
-/// or a parent that can't be read leaves the entry out or the comparison empty. What throws says so.
+/// An immutable value without an open handle; any thread may call. It remembers the order of what it
+/// searched, so keep one for searches that follow each other. Reading is forgiving: an index, an object or a
+/// parent that can't be read leaves the entry out or the comparison empty. What throws says so.
 struct BackupReader {
   using Path = std::filesystem::path;
 
@@ -48,7 +50,8 @@ struct BackupReader {
     /// Unique in a backup, also for an object that is there and counts as removed.
     std::string id() const;
     /// The name, "Settings" for a section's only record, or "#" and the ID.
-    std::string displayName() const;
+    std::string displayName() const { return displayNameOf(item); }
+    static std::string displayNameOf(const IndexItem& item);
     ChangeKind change() const;
     /// Whether a stored object stands behind it.
     bool isStored() const { return !removed && !error; }
@@ -109,6 +112,12 @@ struct BackupReader {
   /// their content, as that of an object before and after its folder was sealed. No changes: the two differ
   /// in what `changes` passes over, such as the order of something.
   std::optional<std::vector<FieldChange>> difference(const IndexItem& from, const IndexItem& to) const;
+
+ private:
+  class Searched;
+  static std::shared_ptr<Searched> newSearched();
+
+  std::shared_ptr<Searched> searched_ = newSearched();  ///< shared by copies; synchronises itself
 };
 
 /// What was found, and where its text contains the query: "Path: …text…".

@@ -1,15 +1,23 @@
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 #include <map>
+#include <memory>
+#include <set>
+#include <span>
 #include <stop_token>
 #include <thread>
 #include <utility>
 
 #include "OrvikCore/Explore/BackupReader.h"
+#include "OrvikCore/Explore/Haystack.h"
 #include "OrvikCore/Explore/SearchText.h"
 #include "OrvikCore/Explore/SearchTextCache.h"
+#include "OrvikCore/Store/Shelves.h"
 #include "Platform/Concurrency/TaskGroup.h"
 #include "Platform/Locale/Text.h"
 #include "TuvCore/Error.h"
+#include "TuvCore/Locked.h"
 
 namespace orvik {
 
@@ -22,55 +30,92 @@ using Entry = BackupReader::Entry;
 /// Entries between two looks at the callbacks, which are also what one worker takes at a time.
 constexpr std::size_t blockSize = 200;
 
-bool isSearched(const SectionSummary& section) {
-  return section.index && section.counts.total + section.counts.removed > 0;
-}
-
-/// Whether a text contains a folded needle, both of any length.
-bool contains(std::string_view text, std::string_view needle) { return text.find(needle) != text.npos; }
-
-/// Looks at one entry after another for a text. Any thread may call.
+/// Looks at one object after another for a text. Any thread may call.
 class Matcher {
  public:
-  Matcher(const BackupReader& reader, std::string needle) : reader_(reader), needle_(std::move(needle)) {}
+  /// The needle is folded.
+  Matcher(const BackupReader& reader, std::string needle)
+      : reader_(reader), shelves_(storeOf(reader)), needle_(std::move(needle)) {}
 
-  /// The entries of a block that match, in their order.
-  std::vector<SearchHit> hits(const std::vector<Entry>& entries, std::size_t block,
+  /// The hits of a block, in its order.
+  std::vector<SearchHit> hits(const std::vector<Haystack::Straw>& straws, std::size_t block,
                               const std::stop_token& stop) const {
+    const auto begin = straws.begin() + static_cast<std::ptrdiff_t>(block * blockSize);
+    const auto end = straws.end() - begin > static_cast<std::ptrdiff_t>(blockSize)
+                         ? begin + static_cast<std::ptrdiff_t>(blockSize)
+                         : straws.end();
+    std::vector<std::string_view> hashes;
+    for (auto straw = begin; straw != end; ++straw)
+      for (const auto& object : straw->item->objects) hashes.push_back(object.second);
+    const auto known = SearchTextCache::shared().held(hashes);
+
     std::vector<SearchHit> found;
-    const auto end = std::min((block + 1) * blockSize, entries.size());
-    for (auto i = block * blockSize; i < end && !stop.stop_requested(); ++i)
-      if (auto excerpts = match(entries[i])) found.push_back({entries[i], std::move(*excerpts)});
+    auto text = known.begin();
+    for (auto straw = begin; straw != end && !stop.stop_requested(); ++straw) {
+      const auto texts = std::span(text, straw->item->objects.size());
+      if (auto excerpts = match(*straw, texts))
+        found.push_back({{straw->section->sectionID, *straw->item, false, {}}, std::move(*excerpts)});
+      text += static_cast<std::ptrdiff_t>(texts.size());
+    }
     return found;
   }
 
  private:
-  /// The excerpts of an entry that matches, of which one that matches by its name has none.
-  std::optional<std::vector<std::string>> match(const Entry& entry) const {
-    std::vector<std::string> hashes;
-    for (const auto& object : entry.item.objects) hashes.push_back(object.second);
-    std::ranges::sort(hashes);
-    std::vector<std::string> excerpts;
-    bool matches = false;
-    for (const auto& hash : hashes) {
-      try {
-        const auto text =
-            SearchTextCache::shared().text(hash, [&] { return searchText::of(reader_.rawJSON(hash)); });
-        if (!contains(*text, needle_)) continue;
-        matches = true;
-        std::ranges::move(searchText::excerpts(reader_.json(hash).raw().value(), needle_),
-                          std::back_inserter(excerpts));
-      } catch (const tuv::Error&) {
-        // What can't be read has no text.
-      }
+  static ObjectStore storeOf(const BackupReader& reader) {
+    auto store = reader.repository.store();
+    store.cipher = reader.repository.cipher();
+    return store;
+  }
+
+  /// The excerpts of an object that matches, of which one that matches by its name has none. `known` are the
+  /// texts of its variants, null where the cache hasn't got one.
+  std::optional<std::vector<std::string>> match(const Haystack::Straw& straw,
+                                                std::span<const SearchTextCache::Text> known) const {
+    std::set<std::string_view> matching;  // in the order in which their excerpts stand
+    std::size_t variant = 0;
+    for (const auto& object : straw.item->objects) {
+      const auto& hash = object.second;
+      const auto& held = known[variant++];
+      if (held ? contains(*held) : isInText(hash)) matching.insert(hash);
     }
-    if (!matches && entry.item.id != needle_ && !contains(searchText::folded(entry.displayName()), needle_))
-      return std::nullopt;
+    if (matching.empty() && straw.item->id != needle_ && !contains(straw.name)) return std::nullopt;
+    std::vector<std::string> excerpts;
+    for (const auto hash : matching) addExcerpts(hash, excerpts);
     if (excerpts.size() > searchText::mostExcerpts) excerpts.resize(searchText::mostExcerpts);
     return excerpts;
   }
 
+  /// What can't be read has no text.
+  bool isInText(const std::string& hash) const try {
+    return contains(*SearchTextCache::shared().text(hash, [&] { return textOf(hash); }));
+  } catch (const tuv::Error&) {
+    return false;
+  }
+
+  void addExcerpts(std::string_view hash, std::vector<std::string>& excerpts) const try {
+    std::ranges::move(searchText::excerpts(reader_.json(hash).raw().value(), needle_),
+                      std::back_inserter(excerpts));
+  } catch (const tuv::Error&) {
+    // It was there when its text was taken.
+  }
+
+  std::string textOf(const std::string& hash) const {
+    // Kept, so that a search takes memory for the texts alone.
+    thread_local platform::Bytes stored;
+    thread_local platform::Bytes plain;
+    if (!shelves_.read(hash, stored)) throw tuv::Error("The object " + hash + " is missing.");
+    if (!BackupCipher::isSealed(stored)) return searchText::of(stored);
+    if (!shelves_.store().cipher) throw tuv::Error("The object " + hash + " is sealed.");
+    shelves_.store().cipher->open(stored, plain);
+    return searchText::of(plain);
+  }
+
+  bool contains(const std::string& text) const {
+    return ::memmem(text.data(), text.size(), needle_.data(), needle_.size()) != nullptr;
+  }
+
   const BackupReader& reader_;
+  const Shelves shelves_;
   const std::string needle_;
 };
 
@@ -140,25 +185,40 @@ std::vector<Entry> BackupReader::search(std::string_view query, std::size_t limi
   return hits;
 }
 
+/// What the searches of one reader go through. A published backup doesn't change, so its haystack is made
+/// once; but for a key that is taken away, without which nothing is found.
+class BackupReader::Searched {
+ public:
+  std::shared_ptr<const Haystack> of(const BackupReader& reader) {
+    const bool isKept = !reader.overrideDirectory && !reader.isLocked();
+    if (auto known = haystack_.value(); known && isKept) return known;
+    auto made = std::make_shared<const Haystack>(reader);
+    if (isKept && made->isComplete()) haystack_.setValue(made);
+    return made;
+  }
+
+ private:
+  tuv::Locked<std::shared_ptr<const Haystack>> haystack_;
+};
+
+std::shared_ptr<BackupReader::Searched> BackupReader::newSearched() { return std::make_shared<Searched>(); }
+
 std::vector<SearchHit> BackupReader::searchContents(std::string_view query, std::size_t limit,
                                                     const IsCancelled& isCancelled,
                                                     const SearchProgress& progress) const {
-  const Matcher matcher(*this, searchText::folded(locale::trimmed(query)));
-  if (locale::trimmed(query).empty() || limit == 0) return {};
-  std::vector<Entry> wanted;
-  for (const auto& section : sections()) {
-    if (!isSearched(section.summary)) continue;
-    for (auto& entry : entries(section.summary.id))
-      if (entry.isStored()) wanted.push_back(std::move(entry));
-  }
-  if (wanted.empty()) return {};
+  auto needle = searchText::folded(locale::trimmed(query));
+  if (needle.empty() || limit == 0) return {};
+  const auto haystack = searched_->of(*this);
+  const auto& straws = haystack->straws();
+  if (straws.empty()) return {};
 
-  HitList hits(wanted.size(), limit, isCancelled, progress);
+  const Matcher matcher(*this, std::move(needle));
+  HitList hits(straws.size(), limit, isCancelled, progress);
   if (hits.isComplete()) return {};
   std::stop_source enough;
   platform::TaskGroup<std::vector<SearchHit>>::run(
-      (wanted.size() + blockSize - 1) / blockSize, std::thread::hardware_concurrency(), enough.get_token(),
-      [&](std::size_t block, const std::stop_token& stop) { return matcher.hits(wanted, block, stop); },
+      (straws.size() + blockSize - 1) / blockSize, std::thread::hardware_concurrency(), enough.get_token(),
+      [&](std::size_t block, const std::stop_token& stop) { return matcher.hits(straws, block, stop); },
       [&](std::size_t block, std::vector<SearchHit> found) {
         hits.take(block, std::move(found));
         if (hits.isComplete()) enough.request_stop();

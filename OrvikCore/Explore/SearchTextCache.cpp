@@ -25,6 +25,18 @@ SearchTextCache::Text SearchTextCache::text(std::string_view key, const std::fun
   return made;
 }
 
+std::vector<SearchTextCache::Text> SearchTextCache::held(const std::vector<std::string_view>& keys) const {
+  std::vector<Text> texts;
+  texts.reserve(keys.size());
+  state_.withLock([&](const State& state) {
+    for (const auto key : keys) {
+      const auto found = state.texts.find(key);
+      texts.push_back(found != state.texts.end() ? found->second : nullptr);
+    }
+  });
+  return texts;
+}
+
 std::size_t SearchTextCache::bytesHeld() const {
   return state_.withLock([](const State& state) { return state.bytes; });
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "TuvCore/Locked.h"
 
@@ -31,6 +32,9 @@ class SearchTextCache {
   /// The text of a key, made by `load` where it isn't known. Throws what `load` throws.
   Text text(std::string_view key, const std::function<std::string()>& load);
 
+  /// The texts of many keys under one lock; null for those that aren't known.
+  std::vector<Text> held(const std::vector<std::string_view>& keys) const;
+
   /// Bytes of all texts that were taken.
   std::size_t bytesHeld() const;
 
@@ -39,7 +43,10 @@ class SearchTextCache {
  private:
   struct Hash {
     using is_transparent = void;
-    std::size_t operator()(std::string_view key) const noexcept { return std::hash<std::string_view>()(key); }
+    /// Keys are digests, or as good as: their beginning tells them apart.
+    std::size_t operator()(std::string_view key) const noexcept {
+      return std::hash<std::string_view>()(key.substr(0, 16));
+    }
   };
   struct State {
     std::unordered_map<std::string, Text, Hash, std::equal_to<>> texts;

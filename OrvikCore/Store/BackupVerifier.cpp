@@ -8,7 +8,6 @@
 #include <exception>
 #include <optional>
 #include <thread>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -18,6 +17,7 @@
 #include "OrvikCore/Store/ObjectStore.h"
 #include "OrvikCore/Store/PackCache.h"
 #include "OrvikCore/Store/PackStore.h"
+#include "OrvikCore/Store/Shelves.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Hex.h"
@@ -47,38 +47,6 @@ std::vector<Check> checksOf(const SectionIndex& index) {
   }
   return checks;
 }
-
-/// Where the bytes of one backup are looked for: single files, then packs.
-class Shelves {
- public:
-  explicit Shelves(ObjectStore store) : store_(std::move(store)) {
-    const auto names = platform::files::visibleNames(store_.instanceDirectory / BackupFormat::storeFolder /
-                                                     BackupFormat::objectsFolder);
-    shards_.insert(names.begin(), names.end());
-  }
-
-  const ObjectStore& store() const noexcept { return store_; }
-  const std::filesystem::path& packs() const noexcept { return packs_; }
-
-  bool read(const std::string& hash, platform::Bytes& buffer) const {
-    if (!platform::isLowerHex64(hash)) return false;
-    // In a packed folder most shards are gone, and asking each object of them would cost more than its hash.
-    // One that appears meanwhile is found behind the packs.
-    const bool hasShard = shards_.contains(hash.substr(0, 2));
-    return (hasShard && readLoose(hash, buffer)) || PackCache::shared().read(hash, packs_, buffer) ||
-           (!hasShard && readLoose(hash, buffer));
-  }
-
- private:
-  bool readLoose(const std::string& hash, platform::Bytes& buffer) const {
-    return loose_.tryRead(BackupFormat::objectPathText(hash), buffer, BackupFormat::objectLimit);
-  }
-
-  ObjectStore store_;
-  platform::files::FolderReader loose_{store_.instanceDirectory};
-  std::filesystem::path packs_ = store_.packsDirectory();
-  std::unordered_set<std::string> shards_;
-};
 
 Finding look(const Check& check, const Shelves& shelves, platform::Bytes& buffer) noexcept {
   const auto& store = shelves.store();

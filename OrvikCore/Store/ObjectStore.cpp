@@ -74,11 +74,15 @@ void ObjectStore::readStored(std::string_view hash, Bytes& buffer) const {
       return;
     }
   }
-  try {
-    files::read(objectURL(hash), buffer, BackupFormat::objectLimit);
-  } catch (const files::FileError&) {
-    if (!PackCache::shared().read(hash, packsDirectory(), buffer)) throw;
+  const auto loose = objectURL(hash);
+  if (auto bytes = files::tryRead(loose, BackupFormat::objectLimit)) {
+    buffer = std::move(*bytes);
+    return;
   }
+  // The loose file's failure counts when the object is nowhere; looking again gives it, or what came
+  // meanwhile.
+  if (!PackCache::shared().read(hash, packsDirectory(), buffer))
+    files::read(loose, buffer, BackupFormat::objectLimit);
 }
 
 const BackupCipher* ObjectStore::anyCipher(std::optional<BackupCipher>& found) const noexcept {

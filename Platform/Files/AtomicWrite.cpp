@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,6 +57,13 @@ int renamePlain(const Path& from, const Path& to) {
   return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+/// File systems that keep no modes count as done; of a file that we made they alone say "not permitted".
+int setMode(int descriptor, std::filesystem::perms mode) {
+  if (const int code = passFaultSeam()) return code;
+  if (fchmod(descriptor, static_cast<mode_t>(mode)) == 0) return 0;
+  return errno == EPERM || errno == ENOTSUP || errno == ENOSYS ? 0 : errno;
+}
+
 // Whether a refused rename means that another writer's file stands there. "Exists" says so; the others are
 // what network file systems answer while somebody has the target open, and count only when nothing is lost.
 bool wasWrittenByAnother(int code, std::string_view data, const Path& path) {
@@ -74,7 +82,8 @@ bool wasWrittenByAnother(int code, std::string_view data, const Path& path) {
 
 }  // namespace
 
-void atomicWrite(std::string_view data, const Path& path, Flush flush) {
+void atomicWrite(std::string_view data, const Path& path, Flush flush,
+                 std::optional<std::filesystem::perms> mode) {
   const Path temporary = temporarySibling(path);
   Descriptor file;
   int code = openNew(temporary, file);
@@ -85,6 +94,7 @@ void atomicWrite(std::string_view data, const Path& path, Flush flush) {
   if (code != 0) throwFileError("write", path, code);
 
   code = writeFully(file.number(), data);
+  if (code == 0 && mode) code = setMode(file.number(), *mode);
   if (code == 0 && flush == Flush::yes) code = syncOpen(file.number());
   const int closed = file.close();
   if (code == 0) code = closed;
@@ -92,7 +102,7 @@ void atomicWrite(std::string_view data, const Path& path, Flush flush) {
   if (code == 0) {
     code = renamePlain(temporary, path);
     if (code == 0) return;
-    done = wasWrittenByAnother(code, data, path);
+    done = !mode && wasWrittenByAnother(code, data, path);
   }
   tryRemove(temporary);
   if (!done) throwFileError("write", path, code);
@@ -143,12 +153,25 @@ void StagedFile::writeGathered() {
   gathered_.clear();
 }
 
+void StagedFile::finish() {
+  require(syncOpen(descriptor_));
+  require(Descriptor(std::exchange(descriptor_, -1)).close());
+}
+
 void StagedFile::publish() {
   require(0);
   writeGathered();
-  require(syncOpen(descriptor_));
-  require(Descriptor(std::exchange(descriptor_, -1)).close());
+  finish();
   renameWithoutReplacing(temporary_, target_);
+  temporary_.clear();
+}
+
+void StagedFile::publishReplacing(std::filesystem::perms mode) {
+  require(0);
+  writeGathered();
+  require(setMode(descriptor_, mode));
+  finish();
+  require(renamePlain(temporary_, target_));
   temporary_.clear();
 }
 

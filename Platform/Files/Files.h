@@ -96,10 +96,12 @@ enum class Flush { no, yes };
 /// Writes a whole file in one step: the data goes to a sibling named "." + name + "." + an upper-case UUID +
 /// ".tmp", which is then renamed over the target; missing folders are made. Readers see the old content or
 /// the new one, never a part. Where the file system refuses to replace a file that another writer put there
-/// meanwhile, that writer got there first and the call succeeds. The mode is 0644 less the umask. Throws
-/// `FileError`, also for a name so long (over 213 bytes) that the sibling's is not allowed; the temporary
-/// file is gone after a failure.
-void atomicWrite(std::string_view data, const Path& path, Flush flush = Flush::no);
+/// meanwhile, that writer got there first and the call succeeds. The mode is 0644 less the umask, or exactly
+/// `mode` when one is given, from the moment on in which the file has its name. Throws `FileError`, also for
+/// a name so long (over 213 bytes) that the sibling's is not allowed; the temporary file is gone after a
+/// failure.
+void atomicWrite(std::string_view data, const Path& path, Flush flush = Flush::no,
+                 std::optional<std::filesystem::perms> mode = {});
 
 /// Whether a file of that name is the sibling of an `atomicWrite`: "." + name + "." + an upper-case UUID +
 /// ".tmp". Such a file that nobody writes any more is what a crash left.
@@ -115,6 +117,9 @@ void renameWithoutReplacing(const Path& from, const Path& to);
 /// Copies a regular file in pieces: the copy is flushed to stable storage and appears whole, under a name
 /// that must be free. Throws `FileError`, and `CancellationError` on a stop; nothing has appeared then.
 void copyFile(const Path& from, const Path& to, const std::stop_token& stop = {});
+/// The same in place of what file is there, which stays until the copy is whole. The mode is exactly `mode`.
+void copyReplacing(const Path& from, const Path& to, std::filesystem::perms mode,
+                   const std::stop_token& stop = {});
 /// Gives a file another name; from one file system to another it is copied first. An existing file at `to`
 /// is replaced or, by the copy, an error. Throws as `rename` and `copyFile`; the file is still there then.
 void move(const Path& from, const Path& to, const std::stop_token& stop = {});
@@ -242,9 +247,12 @@ class StagedFile {
   /// Writes what is gathered, flushes it to stable storage, closes the file and gives it its name. Never
   /// replaces anything. Throws `FileError`.
   void publish();
+  /// The same in place of what file has the name, with exactly that mode.
+  void publishReplacing(std::filesystem::perms mode);
 
  private:
   void require(int code);
+  void finish();
   void writeGathered();
 
   Path target_;

@@ -1,6 +1,7 @@
 #include "Platform/JSON/View.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "Platform/JSON/Tape.h"
 #include "Platform/JSON/Writer.h"
@@ -91,8 +92,8 @@ std::vector<Member> View::sortedMembers() const {
   // The last of equal keys comes first, and stays.
   std::ranges::reverse(sorted);
   std::ranges::stable_sort(sorted, {}, &Member::key);
-  const auto repeated = std::ranges::unique(sorted, {}, &Member::key);
-  sorted.erase(repeated.begin(), repeated.end());
+  const auto isSame = [](const Member& a, const Member& b) { return a.key == b.key; };
+  sorted.erase(std::unique(sorted.begin(), sorted.end(), isSame), sorted.end());
   return sorted;
 }
 

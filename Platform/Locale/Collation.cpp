@@ -23,7 +23,10 @@ const icu::Collator* userCollator() {
   // The empty name would mean the process's default locale, not the root.
   const icu::Locale locale = wanted.empty() ? icu::Locale::getRoot() : icu::Locale(wanted.c_str());
   collator.reset(icu::Collator::createInstance(locale, status));
-  if (collator) collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+  if (collator) {
+    collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+    collator->setAttribute(UCOL_CASE_FIRST, UCOL_UPPER_FIRST, status);
+  }
   if (U_FAILURE(status)) collator.reset();
   name = std::move(wanted);
   return collator.get();

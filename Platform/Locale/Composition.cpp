@@ -1,5 +1,5 @@
+#include <unicode/bytestream.h>
 #include <unicode/normalizer2.h>
-#include <unicode/unistr.h>
 
 #include <algorithm>
 
@@ -31,14 +31,15 @@ std::size_t pieceLength(std::string_view text, const icu::Normalizer2& form) {
 
 std::string composed(std::string_view text) {
   if (isASCII(text)) return std::string(text);
+  if (!isValidUTF8(text)) return composed(wellFormed(text));
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* form = icu::Normalizer2::getNFCInstance(status);
   std::string whole;
   whole.reserve(text.size());
+  icu::StringByteSink<std::string> sink(&whole);
   while (U_SUCCESS(status) && !text.empty()) {
     const std::size_t length = pieceLength(text, *form);
-    const auto wide = icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(length)});
-    form->normalize(wide, status).toUTF8String(whole);
+    form->normalizeUTF8(0, {text.data(), static_cast<std::int32_t>(length)}, sink, nullptr, status);
     text.remove_prefix(length);
   }
   if (U_FAILURE(status)) throw Error(std::string("A text can't be composed: ") + u_errorName(status));

@@ -1,9 +1,10 @@
-#include <unicode/locid.h>
+#include <unicode/bytestream.h>
+#include <unicode/casemap.h>
 #include <unicode/uchar.h>
-#include <unicode/unistr.h>
 
 #include <algorithm>
 
+#include "Platform/Error.h"
 #include "Platform/Locale/Text.h"
 #include "Platform/Locale/UTF8.h"
 
@@ -26,12 +27,15 @@ std::string recased(std::string_view text, RecaseASCII recaseASCII, Recase recas
     std::ranges::transform(text, out.begin(), recaseASCII);
     return out;
   }
+  if (!isValidUTF8(text)) return recased(wellFormed(text), recaseASCII, recase);
   out.reserve(text.size());
+  icu::StringByteSink<std::string> sink(&out);
   while (!text.empty()) {
     const std::size_t length = sequenceBegin(text, std::min(text.size(), longestPiece));
-    auto wide = icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(length)});
-    recase(wide);
-    wide.toUTF8String(out);
+    UErrorCode status = U_ZERO_ERROR;
+    recase(icu::StringPiece(text.data(), static_cast<std::int32_t>(length)), sink, status);
+    if (U_FAILURE(status))
+      throw Error(std::string("A text can't be written in another case: ") + u_errorName(status));
     text.remove_prefix(length);
   }
   return out;
@@ -54,13 +58,17 @@ LetterKind letterKind(char32_t scalar) {
 std::string lowercased(std::string_view text) {
   return recased(
       text, [](char c) { return lowercasedASCII(c); },
-      [](icu::UnicodeString& wide) { wide.toLower(icu::Locale::getRoot()); });
+      [](icu::StringPiece piece, icu::ByteSink& sink, UErrorCode& status) {
+        icu::CaseMap::utf8ToLower("", 0, piece, sink, nullptr, status);
+      });
 }
 
 std::string uppercased(std::string_view text) {
   return recased(
       text, [](char c) { return uppercasedASCII(c); },
-      [](icu::UnicodeString& wide) { wide.toUpper(icu::Locale::getRoot()); });
+      [](icu::StringPiece piece, icu::ByteSink& sink, UErrorCode& status) {
+        icu::CaseMap::utf8ToUpper("", 0, piece, sink, nullptr, status);
+      });
 }
 
 }  // namespace platform::locale

@@ -28,8 +28,9 @@ std::string dateText(Date date);
 /// zone. An offset is shown in whole minutes, and the time with it, so that the text always names `date`.
 std::string zonedISO8601(Date date);
 
-/// A key that sorts by the user's locale with numbers compared by value: compare keys as bytes. Only the
-/// first 65,536 bytes of a text count. Names without a language (C, POSIX) sort by Unicode's root order.
+/// A key that sorts by the user's locale with numbers compared by value and, of texts that differ in case
+/// alone, the upper case first: compare keys as bytes. Only the first 65,536 bytes of a text count. Names
+/// without a language (C, POSIX) sort by Unicode's root order.
 std::string sortKey(std::string_view text);
 
 /// Whether a Unicode scalar is a letter, a mark or a number.

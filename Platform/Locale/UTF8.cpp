@@ -90,6 +90,13 @@ std::string_view beginning(std::string_view text, std::size_t mostBytes) noexcep
   return text.substr(0, sequenceBegin(text, mostBytes));
 }
 
+std::string wellFormed(std::string_view text) {
+  std::string repaired;
+  repaired.reserve(text.size());
+  for (const char32_t scalar : scalars(text)) appendUTF8(repaired, scalar);
+  return repaired;
+}
+
 bool isValidUTF8(std::string_view text) noexcept {
   for (std::size_t at = 0; at < text.size();) {
     while (text.size() - at >= 8 && isASCIIWord(text.data() + at)) at += 8;

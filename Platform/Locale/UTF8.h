@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 /// How the files of this folder walk through UTF-8.
@@ -17,5 +18,8 @@ bool isASCII(std::string_view text) noexcept;
 
 /// `offset` or, inside a sequence, its beginning; stays where it is among bytes that are no UTF-8.
 std::size_t sequenceBegin(std::string_view text, std::size_t offset) noexcept;
+
+/// A text with U+FFFD in place of what is no UTF-8.
+std::string wellFormed(std::string_view text);
 
 }  // namespace platform::locale

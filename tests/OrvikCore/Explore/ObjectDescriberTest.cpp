@@ -180,6 +180,37 @@ TEST(ObjectDescriberTest, CodeIsShownAsItIsStored) {
   EXPECT_THAT(described("scripts", R"({"scriptContents":null,"x":1})").texts, IsEmpty());
 }
 
+/// The Classic record of a profile with that payload, which needs no escapes.
+std::string profile(const std::string& payload) {
+  return R"({"configuration_profile":{"general":{"payloads":")" + payload + R"("},"scope":{}}})";
+}
+
+TEST(ObjectDescriberTest, AProfileShowsItsPayloadsAndItsXML) {
+  const std::string xml =
+      "<plist><dict><key>PayloadContent</key><array><dict><key>PayloadType</key><string>wifi</string></dict>"
+      "<dict><key>PayloadType</key><string>dock</string></dict><dict/></array></dict></plist>";
+  for (const auto* section : {"computerConfigurationProfiles", "mobileConfigurationProfiles"}) {
+    const auto description = described(section, {{"classic", profile(xml)}});
+    EXPECT_EQ(listLines(description), (Lines{"Payloads (2): wifi", "Payloads (2): dock"}));
+    EXPECT_THAT(description.texts, ElementsAre(ObjectDescription::Text{"Profile XML", xml, true}));
+  }
+  EXPECT_THAT(described("policies", {{"classic", profile(xml)}}).texts, IsEmpty());
+}
+
+TEST(ObjectDescriberTest, AProfileWithoutPayloadsShowsNeitherThemNorItsXML) {
+  for (const auto* payload :
+       {"", "no property list", "<plist><dict/></plist>",
+        "<plist><dict><key>PayloadContent</key><array/></dict></plist>",
+        "<plist><dict><key>PayloadContent</key><string>wifi</string></dict></plist>",
+        "<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><dict><key>PayloadContent</key><array><dict>"
+        "<key>PayloadType</key><string>&a;</string></dict></array></dict></plist>"}) {
+    const auto description = described("mobileConfigurationProfiles", {{"classic", profile(payload)}});
+    EXPECT_THAT(listLines(description), IsEmpty()) << payload;
+    EXPECT_THAT(description.texts, IsEmpty()) << payload;
+    EXPECT_EQ(description.outline[0].children->at(0).value, payload);
+  }
+}
+
 TEST(ObjectDescriberTest, ASpecsTextsAreToBeHadAlone) {
   const auto classic = JSONTree::parse(R"({"input_type":{"script":"echo"},"x":1})");
   const auto other = JSONTree::parse(R"({"input_type":{"script":""},"x":1})");

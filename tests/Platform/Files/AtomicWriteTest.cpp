@@ -86,6 +86,34 @@ TEST_F(AtomicWriteTest, TheModeIs0644LessTheUmask) {
   EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
+TEST_F(AtomicWriteTest, AModeThatIsGivenCountsWhateverTheUmask) {
+  const auto modeOf = [&] { return std::filesystem::status(folder / "file").permissions(); };
+  const auto before = umask(0077);
+  atomicWrite("x", folder / "file", Flush::no, std::filesystem::perms{0755});
+  EXPECT_EQ(modeOf(), std::filesystem::perms{0755});
+  atomicWrite("y", folder / "file", Flush::yes, std::filesystem::perms{0640});
+  EXPECT_EQ(modeOf(), std::filesystem::perms{0640});
+  umask(before);
+  EXPECT_EQ(read(folder / "file"), "y");
+}
+
+TEST_F(AtomicWriteTest, NoFileAppearsWithAnotherModeThanTheOneGiven) {
+  atomicWrite("old", folder / "file");
+  armFaultSeam(1'000, FaultAction::fail);
+  atomicWrite("new", folder / "file", Flush::no, std::filesystem::perms{0755});
+  const auto operations = operationsSinceArmed();
+  disarmFaultSeam();
+  for (std::uint64_t n = 1; n <= operations; ++n) {
+    atomicWrite("old", folder / "file");
+    armFaultSeam(n, FaultAction::fail, EACCES);
+    EXPECT_THROW(atomicWrite("old", folder / "file", Flush::no, std::filesystem::perms{0755}), FileError)
+        << n;
+    disarmFaultSeam();
+    EXPECT_NE(std::filesystem::status(folder / "file").permissions(), std::filesystem::perms{0755}) << n;
+    EXPECT_THAT(names(), ElementsAre("file")) << n;
+  }
+}
+
 TEST_F(AtomicWriteTest, TakesAnyNameAndAPathWithoutAFolder) {
   for (const auto* name : {"with blanks ", "two\nlines", "\xc3\xa9t\xc3\xa9", ".hidden", "...", "-rf"}) {
     atomicWrite(name, folder / name);

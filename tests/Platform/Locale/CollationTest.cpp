@@ -30,7 +30,8 @@ TEST(Collation, NumbersInNamesCompareByValue) {
 
 TEST(Collation, CaseAndAccentsDecideLast) {
   useLocale("en_US.UTF-8");
-  EXPECT_EQ(sorted({"b", "B", "a", "Z", "ä", "A"}), (Names{"a", "A", "ä", "b", "B", "Z"}));
+  EXPECT_EQ(sorted({"b", "B", "a", "Z", "ä", "A"}), (Names{"A", "a", "ä", "B", "b", "Z"}));
+  EXPECT_EQ(sorted({"report", "Report", "report 2"}), (Names{"Report", "report", "report 2"}));
 }
 
 TEST(Collation, WithoutALanguageTheRootOrderCounts) {
