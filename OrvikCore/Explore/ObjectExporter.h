@@ -66,19 +66,21 @@ struct ObjectExporter {
   /// What can be made of an entry, the native form first. What can't be read is left out.
   static std::vector<ObjectExport> exports(const BackupReader::Entry& entry, const BackupReader& reader);
 
-  /// The binary of an entry of `packages` or `packageFiles`; `roots` are further folders that hold package
-  /// files as the store does, "<xx>/<sha256>". Nothing for an entry without a file name.
+  /// The binary of an entry of `packages` or `packageFiles`; `roots` are further folders in the shape of an
+  /// instance folder whose stores may hold it. Nothing for an entry without a file name.
   static std::optional<ObjectExport> packageFile(const BackupReader::Entry& entry, const BackupReader& reader,
                                                  const std::vector<Path>& roots = {});
 
-  /// Writes a file in one step, over one that is there. Throws `platform::files::FileError`, `DownloadError`
-  /// for what the backup doesn't hold, and `platform::CancellationError`.
+  /// Writes a file in one step, over one that is there, with the folders that are missing. A script may be
+  /// executed from the moment on in which it has its name. Throws `platform::files::FileError`,
+  /// `DownloadError` for what the backup doesn't hold, and `platform::CancellationError`.
   static void write(const ObjectExport& object, const Path& destination, const std::stop_token& stop = {});
 
   /// Called for each file that was written.
   using OnWritten = std::function<void(const BackupReader::Entry& entry, const Path& path)>;
   /// Writes the first form of every stored object of a section into a folder, which is made. Throws as
-  /// `write` at the first that fails; what was written stays.
+  /// `write` at the first that fails, what was written stays; and `BackupEncryptionError` when the section
+  /// can't be read for lack of a key.
   static SectionExportResult exportSection(std::string_view sectionID, const BackupReader& reader,
                                            const Path& folder, const OnWritten& onWritten = {},
                                            const std::stop_token& stop = {});
@@ -86,8 +88,13 @@ struct ObjectExporter {
   /// A text as a part of a file name: without "/" and ":", of at most 200 characters, never empty.
   static std::string safeName(std::string_view text);
   static std::string scriptFileName(std::string_view name, std::string_view contents);
-  /// A name that isn't used yet, in whatever case; enters it into the set. At most `longestFileName` bytes.
-  static std::string unique(const std::string& fileName, std::set<std::string>& used);
+
+  /// A text as the name of one file that can be made and seen: "-" stands for "/", for control characters,
+  /// those that turn the direction of text among them, and for dots at its beginning. Cut before the
+  /// extension, at the end of a character, to `longestFileName` bytes. Never empty.
+  static std::string fileName(std::string_view text);
+  /// The same, and a name that isn't used yet, in whatever case; enters it into the set, in lower case.
+  static std::string unique(std::string_view name, std::set<std::string>& used);
 };
 
 }  // namespace orvik
