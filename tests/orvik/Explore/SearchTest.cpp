@@ -63,7 +63,7 @@ TEST_F(Search, ALimitThatIsReachedIsSaid) {
     EXPECT_THAT(search(arguments("2")).output, Not(HasSubstr("There are more")));
     const auto end = search(arguments("1"));
     EXPECT_THAT(end.output, HasSubstr("\n1 hit in 1 section of "));
-    EXPECT_THAT(end.output, EndsWith(" There are more; --limit 2 shows twice as many.\n"));
+    EXPECT_THAT(end.output, EndsWith("\nThere are more; --limit 2 shows twice as many.\n"));
     EXPECT_THAT(end.output, Not(HasSubstr("Wi-Fi")));
     auto asJSON = arguments("1");
     asJSON.push_back("--json");
