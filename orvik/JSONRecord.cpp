@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "Platform/Locale/ControlCharacters.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/VisibleText.h"
 
 namespace orvik::host {
 
@@ -17,7 +17,7 @@ std::string jsonLine(const platform::json::Value& value) {
   line.reserve(text.size());
   // Only texts hold such scalars, and none of them is beyond the basic plane.
   for (const char32_t scalar : platform::locale::scalars(text)) {
-    if (isControl(scalar))
+    if (platform::locale::isControl(scalar))
       line += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(scalar));
     else
       platform::locale::appendUTF8(line, scalar);

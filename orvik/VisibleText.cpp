@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "Platform/Locale/ControlCharacters.h"
 #include "Platform/Locale/Text.h"
 
 namespace orvik::host {
@@ -16,7 +17,7 @@ namespace locale = platform::locale;
 enum class Layout { kept, shown, blank };
 
 void append(std::string& out, char32_t scalar) {
-  if (!isControl(scalar)) return locale::appendUTF8(out, scalar);
+  if (!locale::isControl(scalar)) return locale::appendUTF8(out, scalar);
   // The Control Pictures of Unicode stand in the order of what they show.
   if (scalar < 0x20) return locale::appendUTF8(out, 0x2400 + scalar);
   if (scalar == 0x7F) return locale::appendUTF8(out, 0x2421);
@@ -37,13 +38,6 @@ std::string shown(std::string_view text, Layout layout) {
 }
 
 }  // namespace
-
-bool isControl(char32_t scalar) {
-  const auto isWithin = [scalar](char32_t first, char32_t last) { return scalar >= first && scalar <= last; };
-  // C0, DEL and C1; separators of lines and paragraphs; the bidirectional controls (UAX #9, 2).
-  return scalar < 0x20 || isWithin(0x7F, 0x9F) || isWithin(0x2028, 0x202E) || isWithin(0x2066, 0x2069) ||
-         isWithin(0x200E, 0x200F) || scalar == 0x061C;
-}
 
 std::string visible(std::string_view text) { return shown(text, Layout::kept); }
 

@@ -8,9 +8,6 @@
 /// character, a mark that turns the direction of writing, or invalid UTF-8.
 namespace orvik::host {
 
-/// Whether a Unicode scalar moves or changes something on a terminal instead of standing on it.
-bool isControl(char32_t scalar);
-
 /// A text of several lines: line feeds and tabs stay, what else controls is shown: "␛", "<U+202E>".
 std::string visible(std::string_view text);
 /// A name: line feeds and tabs are shown too, "␊".

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "OrvikCore/Explore/ObjectExporter.h"
+#include "Platform/Locale/ControlCharacters.h"
 #include "Platform/Locale/Text.h"
 
 namespace orvik {
@@ -39,20 +40,13 @@ std::string_view extensionFor(std::string_view contents) {
   return "sh";
 }
 
-/// Control characters of ASCII and Unicode, line and paragraph separator, and those that turn the direction
-/// of the text behind them, which make a name read as another.
-bool isControl(char32_t scalar) {
-  return scalar < 0x20 || (scalar >= 0x7F && scalar <= 0x9F) || (scalar >= 0x2028 && scalar <= 0x202E) ||
-         (scalar >= 0x2066 && scalar <= 0x2069);
-}
-
 std::string withoutSnares(std::string_view text) {
   if (text.empty()) return std::string(nameless);
   const std::string_view base = FileNameParts::of(text).base;
   const std::size_t dots = std::min(base.find_first_not_of('.'), base.size());
   std::string name(dots, '-');
   for (const char32_t scalar : locale::scalars(text.substr(dots)))
-    locale::appendUTF8(name, scalar == U'/' || isControl(scalar) ? U'-' : scalar);
+    locale::appendUTF8(name, scalar == U'/' || locale::isControl(scalar) ? U'-' : scalar);
   return name;
 }
 

@@ -89,12 +89,8 @@ class FlatTable {
   }
 
   void flattenObject(Value value, std::uint32_t path, Side side) {
-    std::vector<platform::json::Member> members;
-    for (const auto& member : value.members()) members.push_back(member);
-    // What the store keeps is in order already.
-    if (!std::ranges::is_sorted(members, {}, &platform::json::Member::key))
-      std::ranges::stable_sort(members, {}, &platform::json::Member::key);
-    for (const auto& [key, member] : members) flatten(member, below(path, ObjectDescriber::label(key)), side);
+    for (const auto& [key, member] : value.sortedMembers())
+      flatten(member, below(path, ObjectDescriber::label(key)), side);
   }
 
   void flattenList(Value value, std::uint32_t path, Side side) {
@@ -106,10 +102,13 @@ class FlatTable {
     }
   }
 
-  /// What tells an element from its neighbours, wherever it stands.
+  /// What tells an element from its neighbours, wherever it stands: a plain value, since the text of a list
+  /// is that of all that lies in it.
   static std::optional<std::string> usableName(Value element) {
     for (const std::string_view key : {"name", "id"}) {
-      auto name = ObjectDescriber::text(element[key]);
+      const auto value = element[key];
+      if (!value || value->isObject() || value->isArray()) continue;
+      auto name = ObjectDescriber::text(value);
       if (name && !name->empty()) return name;
     }
     return std::nullopt;

@@ -21,10 +21,6 @@ TEST(VisibleText, WhatControlsATerminalIsShown) {
 
 TEST(VisibleText, MarksThatTurnTheDirectionOfWritingAreShown) {
   EXPECT_EQ(visible(std::string("a") + override_ + "b"), "a<U+202E>b");
-  for (const char32_t mark : {0x061Cu, 0x200Eu, 0x200Fu, 0x202Au, 0x2029u, 0x2066u, 0x2069u})
-    EXPECT_TRUE(isControl(mark)) << std::hex << static_cast<unsigned>(mark);
-  // Joiners are part of words and of emoji.
-  EXPECT_FALSE(isControl(0x200D));
 }
 
 TEST(VisibleText, ANameIsOneLine) { EXPECT_EQ(visibleLine("a\nb\tc"), "a␊b␉c"); }
