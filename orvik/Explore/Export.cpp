@@ -42,7 +42,7 @@ std::vector<std::string> shortfalls(const BackupReader& backup, const Entry& ent
       reasons.push_back(notInBackup(*file));
   for (const auto& [variant, hash] : entry.item.objects) {
     try {
-      backup.rawJSON(hash);
+      backup.json(hash);
     } catch (const tuv::Error& error) {
       reasons.push_back(error.description());
     }

@@ -120,7 +120,7 @@ ExitStatus search(const SearchArguments& arguments, Results& results, const std:
     text = fmt::format("No {} of {} has \"{}\" in it{}.", arguments.contents ? "object" : "name",
                        visibleLine(titleOf(backup)), visibleLine(query),
                        arguments.contents ? "" : "; --contents looks into the objects too");
-  if (isLimited) text += fmt::format(" There are more; --limit {} shows twice as many.", 2 * limit);
+  if (isLimited) text += fmt::format("\nThere are more; --limit {} shows twice as many.", 2 * limit);
   report.finished(text, Value::object({{"backup", idOf(backup)},
                                        {"hits", static_cast<std::int64_t>(hits.size())},
                                        {"limited", isLimited}}));

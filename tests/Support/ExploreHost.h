@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "OrvikCore/Store/BackupRepository.h"
 #include "tests/Support/ProgramHost.h"
 #include "tests/Support/WrittenBackup.h"
 
@@ -19,14 +18,14 @@ class ExploreHost : public ProgramHost {
 
   ExploreHost() {
     repository.writeDescriptor(instanceNamed("North"));
-    WrittenBackup(repository, first)
+    WrittenBackup(stored, first)
         .section("policies")
         .item("1", "Install Office", policy("Install Office", true, "Once per computer"), Change::new_)
         .item("2", "Old policy", policy("Old policy", false, "Ongoing"), Change::new_)
         .section("scripts")
         .item("5", "Hello", script("#!/bin/sh\necho one\nexit 0\n"), Change::new_)
         .publish();
-    WrittenBackup(repository, second)
+    WrittenBackup(stored, second)
         .section("policies")
         .item("1", "Install Office", policy("Install Office", false, "Once per computer"), Change::changed)
         .item("3", "Install Wi-Fi", policy("Install Wi-Fi", true, "Ongoing"), Change::new_)
@@ -34,7 +33,7 @@ class ExploreHost : public ProgramHost {
         .section("scripts")
         .item("5", "Hello", script("#!/bin/sh\necho one\nexit 0\n"))
         .publish(first);
-    WrittenBackup(repository, third)
+    WrittenBackup(stored, third)
         .section("policies")
         .item("1", "Install Office", policy("Install Office", false, "Ongoing"), Change::changed)
         .item("3", "Install Wi-Fi", policy("Install Wi-Fi", true, "Ongoing"))
@@ -68,13 +67,13 @@ class ExploreHost : public ProgramHost {
     return platform::json::Value::object({{"name", "Hello"}, {"scriptContents", contents}}).text();
   }
 
-  std::string folder() const { return root.path().string(); }
+  std::string folder() const { return stored.folder.path().string(); }
   Path indexOf(const std::string& id, const std::string& section) const {
     return repository.backupDirectory(id) / BackupFormat::sectionPath(section);
   }
 
-  platform::files::TempFolder root{"orvik-folder"};
-  const BackupRepository repository{root.path()};
+  StoredBackups stored;
+  const BackupRepository& repository = stored.repository;
 };
 
 }  // namespace orvik::test

@@ -8,6 +8,7 @@
 
 #include "OrvikCore/Explore/BackupReader.h"
 #include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Jamf/SectionCatalog.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/Folders.h"
@@ -46,9 +47,16 @@ struct StoredBackups {
 
   static SectionSummary summary(const SectionIndex& index) {
     auto summary = summaryOf(index.sectionID);
-    summary.counts.total = static_cast<int>(index.items.size());
-    summary.counts.removed = static_cast<int>(index.removed.size());
-    summary.counts.failed = static_cast<int>(index.errors.size());
+    if (const auto* known = SectionCatalog::definition(index.sectionID)) summary.title = known->title;
+    auto& counts = summary.counts;
+    counts.total = static_cast<int>(index.items.size());
+    for (const auto& item : index.items)
+      ++(item.change == IndexItem::Change::new_      ? counts.new_
+         : item.change == IndexItem::Change::changed ? counts.changed
+                                                     : counts.unchanged);
+    counts.removed = static_cast<int>(index.removed.size());
+    counts.failed = static_cast<int>(index.errors.size());
+    if (counts.failed != 0) summary.status = SectionSummary::Status::partial;
     return summary;
   }
 
@@ -59,6 +67,8 @@ struct StoredBackups {
                        const std::vector<SectionSummary>& unread = {}) const {
     auto manifest = plainManifest(id);
     manifest.parentBackupID = parent;
+    if (const auto time = timeOf(id)) manifest.startedAt = manifest.finishedAt = *time;
+    if (cipher) manifest.encryption = BackupManifest::EncryptionRef{"test", {}};
     for (const auto& index : sections) {
       BackupRepository::writeIndex(
           index, repository.backupDirectory(id) / BackupFormat::sectionPath(index.sectionID), cipher);
@@ -68,6 +78,12 @@ struct StoredBackups {
     write(repository.backupDirectory(id) / BackupFormat::manifestFile,
           BackupFormat::makeEncoder().encode(manifest));
     return {repository, id};
+  }
+
+  /// What an ID such as "2025-03-04T091500Z" states.
+  static std::optional<platform::Date> timeOf(const std::string& id) {
+    if (id.size() != 18) return std::nullopt;
+    return platform::parseISO8601(id.substr(0, 13) + ":" + id.substr(13, 2) + ":" + id.substr(15));
   }
 
   static constexpr const char* first = "2025-03-04T091500Z";

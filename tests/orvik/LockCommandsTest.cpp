@@ -137,7 +137,7 @@ TEST_F(LockCommands, NamesOfAForeignLockCannotMoveTheCursor) {
   place(lock);
   const auto end = show();
   EXPECT_THAT(end.output, Not(HasSubstr("\x1b")));
-  EXPECT_THAT(end.output, HasSubstr("Held by some [2Jbody  on another host"));
+  EXPECT_THAT(end.output, HasSubstr("Held by some␛[2Jbody  on another host"));
 }
 
 TEST_F(LockCommands, UnlockTakesAStaleLockWithYes) {

@@ -61,9 +61,9 @@ TEST_F(Diff, WithoutTheSecondTheNewestIsMeant) {
 }
 
 TEST_F(Diff, WhereTheParentIsGoneTheBackupBeforeIsMeant) {
-  test::WrittenBackup(repository, fourth).section("policies").publish("2025-03-05T120000Z");
+  test::WrittenBackup(stored, fourth).section("policies").publish("2025-03-05T120000Z");
   EXPECT_THAT(diff().output, StartsWith("From 2025-03-05T091500Z, "));
-  test::WrittenBackup(repository, "2025-03-07T091500Z").section("policies").publish(first);
+  test::WrittenBackup(stored, "2025-03-07T091500Z").section("policies").publish(first);
   EXPECT_THAT(diff().output, StartsWith("From 2025-03-03T091500Z, "));
 }
 
@@ -96,7 +96,7 @@ TEST_F(Diff, OneSectionAlone) {
 }
 
 TEST_F(Diff, ASectionThatCannotBeComparedSaysWhy) {
-  test::WrittenBackup(repository, fourth)
+  test::WrittenBackup(stored, fourth)
       .section("policies")
       .unread("scripts", SectionSummary::Status::notPermitted, "HTTP 403")
       .publish(third);
@@ -117,7 +117,7 @@ TEST_F(Diff, ASectionThatCannotBeComparedSaysWhy) {
 }
 
 TEST_F(Diff, AnObjectThatOneBackupCouldNotReadIsNeitherNewNorRemoved) {
-  test::WrittenBackup(repository, fourth)
+  test::WrittenBackup(stored, fourth)
       .section("policies")
       .failed("1", "Install Office", "HTTP 500")
       .item("3", "Install Wi-Fi", policy("Install Wi-Fi", true, "Ongoing"))

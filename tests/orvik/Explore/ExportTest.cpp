@@ -54,7 +54,7 @@ TEST_F(Export, OneObjectIsWrittenInEveryForm) {
 }
 
 TEST_F(Export, FormsOfOneNameGetNamesOfTheirOwn) {
-  test::WrittenBackup(repository, fourth)
+  test::WrittenBackup(stored, fourth)
       .section("policies")
       .item("1", "Report", "{\"id\":1}")
       .item("2", "report", "{\"id\":2}")
@@ -69,7 +69,7 @@ TEST_F(Export, WhatTheBackupDoesNotHoldIsSaid) {
   item.objects = {{"pro", repository.store().put(R"({"fileName":"Tool.pkg","packageName":"Tool"})")}};
   auto file = test::itemWithID("Tool.pkg");
   file.file = FileRef{"Tool.pkg", {}, 1'200'000, {}, FileRef::Status::unavailable, {}, {}, "no source"};
-  test::WrittenBackup(repository, fourth)
+  test::WrittenBackup(stored, fourth)
       .section("packages")
       .add(item)
       .section("packageFiles")
@@ -101,7 +101,7 @@ TEST_F(Export, APackageIsWhatItWas) {
   test::write(repository.store().fileURL(digest), "the package");
   auto file = test::itemWithID("Tool.pkg");
   file.file = FileRef{"Tool.pkg", digest, 11, {}, FileRef::Status::downloaded, {}, {}, {}};
-  test::WrittenBackup(repository, fourth).section("packageFiles").add(file).publish();
+  test::WrittenBackup(stored, fourth).section("packageFiles").add(file).publish();
   const auto end = exporting({"packageFiles"});
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_EQ(written("Tool.pkg"), "the package");
@@ -138,14 +138,14 @@ TEST_F(Export, AFileIsALineOfJSON) {
   EXPECT_EQ(member(lines[1], "written"), "1");
 }
 
-TEST_F(Export, NamesFromTheServerCannotControlATerminal) {
-  test::WrittenBackup(repository, fourth).section("policies").item("1", "x\x1b[2J\ny", "{}").publish();
-  const auto end = exporting({"policies"});
+TEST_F(Export, PathsCannotControlATerminal) {
+  const auto strange = (home.path() / "x\x1b[2J\xE2\x80\xAE").string();
+  const auto end = command("export", {"scripts", "--out", strange});
   EXPECT_EQ(end.status, 0) << end.error;
-  EXPECT_THAT(end.output, HasSubstr("x␛[2J␊y.json\n"));
-  EXPECT_THAT(end.output, Not(HasSubstr("\x1b")));
-  EXPECT_EQ(member(linesOf(exporting({"policies", "--json"})).at(0), "path"),
-            (out / "x\x1b[2J\ny.json").string());
+  EXPECT_THAT(end.output, HasSubstr("/x␛[2J<U+202E>/Hello.sh\n"));
+  EXPECT_THAT(end.output + end.error, Not(HasSubstr("\x1b")));
+  const auto lines = linesOf(command("export", {"scripts", "--out", strange, "--json"}));
+  EXPECT_EQ(member(lines.at(0), "path"), strange + "/Hello.sh");
 }
 
 TEST_F(Export, AFolderThatCannotBeMadeIsAFailureThatNamesIt) {

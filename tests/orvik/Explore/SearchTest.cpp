@@ -63,7 +63,7 @@ TEST_F(Search, ALimitThatIsReachedIsSaid) {
     EXPECT_THAT(search(arguments("2")).output, Not(HasSubstr("There are more")));
     const auto end = search(arguments("1"));
     EXPECT_THAT(end.output, HasSubstr("\n1 hit in 1 section of "));
-    EXPECT_THAT(end.output, EndsWith(" There are more; --limit 2 shows twice as many.\n"));
+    EXPECT_THAT(end.output, EndsWith("\nThere are more; --limit 2 shows twice as many.\n"));
     EXPECT_THAT(end.output, Not(HasSubstr("Wi-Fi")));
     auto asJSON = arguments("1");
     asJSON.push_back("--json");
@@ -89,7 +89,7 @@ TEST_F(Search, MatchesAreHighlightedOnATerminal) {
 TEST_F(Search, AQueryMayLookLikeACommandOrAnOption) {
   EXPECT_EQ(search({"backup"}).status, 0);
   EXPECT_EQ(search({"show"}).status, 0);
-  test::WrittenBackup(repository, fourth).section("policies").item("1", "--json", "{}").publish();
+  test::WrittenBackup(stored, fourth).section("policies").item("1", "--json", "{}").publish();
   auto start = starting("search", {"--", "--json"});
   start.environment["ORVIK_LIMIT"] = "5";
   const auto end = runToEnd(start);
@@ -103,7 +103,7 @@ TEST_F(Search, ABlankQueryIsAUsageError) {
 }
 
 TEST_F(Search, HitsCannotControlATerminal) {
-  test::WrittenBackup(repository, fourth)
+  test::WrittenBackup(stored, fourth)
       .section("scripts")
       .item("1", "x\x1b[2J", script("needle \x1b[2J \xE2\x80\xAE"))
       .publish();
@@ -124,7 +124,7 @@ TEST_F(Search, ASignalEndsASearchOfContentsAndWhatWasFoundIsPrinted) {
   words.append("needle");
   auto item = test::itemWithID("");
   item.objects = {{"classic", repository.store().put(Value::object({{"words", words}}).text())}};
-  test::WrittenBackup backup(repository, fourth);
+  test::WrittenBackup backup(stored, fourth);
   backup.section("policies");
   for (int i = 0; i < count; ++i) {
     item.id = std::to_string(i);

@@ -12,7 +12,7 @@ using Status = SectionSummary::Status;
 class Sections : public test::ExploreHost {};
 
 TEST_F(Sections, StandBelowTheHeadingsOfTheirGroupsInTheOrderOfTheCatalog) {
-  test::WrittenBackup(repository, "2025-03-06T091500Z")
+  test::WrittenBackup(stored, "2025-03-06T091500Z")
       .section("categories")
       .item("1", "Tools", "{}")
       .section("policies")
@@ -36,7 +36,7 @@ TEST_F(Sections, StandBelowTheHeadingsOfTheirGroupsInTheOrderOfTheCatalog) {
 }
 
 TEST_F(Sections, OneThatIsIncompleteSaysWhy) {
-  test::WrittenBackup(repository, "2025-03-06T091500Z")
+  test::WrittenBackup(stored, "2025-03-06T091500Z")
       .section("policies")
       .failed("1", "Broken", "timed out")
       .unread("scripts", Status::notPermitted, "HTTP 403\x1b[2J")
@@ -65,7 +65,7 @@ TEST_F(Sections, OfABackupThatIsNamed) {
 }
 
 TEST_F(Sections, AreALineOfJSONEach) {
-  test::WrittenBackup(repository, "2025-03-06T091500Z")
+  test::WrittenBackup(stored, "2025-03-06T091500Z")
       .section("policies")
       .unread("scripts", Status::notPermitted, "HTTP 403")
       .publish(third);

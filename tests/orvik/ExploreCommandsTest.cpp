@@ -49,7 +49,7 @@ TEST_F(ExploreCommands, TellWhatChangedOnAServerBetweenTwoBackups) {
 
   const auto shown = command("show", {"scripts", script});
   EXPECT_THAT(shown.output, HasSubstr(", changed\nBackup " + after));
-  EXPECT_THAT(shown.output, HasSubstr("\nChanged since " + before + "\n  Script contents: from line "));
+  EXPECT_THAT(shown.output, HasSubstr("\nChanged since " + before + "\n  Info"));
   EXPECT_THAT(command("show", {"buildings", building}).output, HasSubstr("add --backup " + before));
 
   const auto differences = jsonLines(command("diff", {"--json"}).output);
@@ -65,7 +65,7 @@ TEST_F(ExploreCommands, TellWhatChangedOnAServerBetweenTwoBackups) {
   EXPECT_EQ(member(differences.back(), "changed"), "2");
 
   EXPECT_THAT(command("search", {"wholly NEW"}).output, HasSubstr("  Wholly new name  #"));
-  EXPECT_THAT(command("search", {"revision 1", "--contents"}).output, HasSubstr("  #" + script + "\n"));
+  EXPECT_THAT(command("search", {"changed 1 TIME(s)", "--contents"}).output, HasSubstr("  #" + script + "\n"));
 
   const auto history = jsonLines(command("history", {"policies", "Wholly new name", "--json"}).output);
   ASSERT_EQ(history.size(), 3u);
