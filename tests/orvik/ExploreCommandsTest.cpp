@@ -65,7 +65,8 @@ TEST_F(ExploreCommands, TellWhatChangedOnAServerBetweenTwoBackups) {
   EXPECT_EQ(member(differences.back(), "changed"), "2");
 
   EXPECT_THAT(command("search", {"wholly NEW"}).output, HasSubstr("  Wholly new name  #"));
-  EXPECT_THAT(command("search", {"changed 1 TIME(s)", "--contents"}).output, HasSubstr("  #" + script + "\n"));
+  EXPECT_THAT(command("search", {"changed 1 TIME(s)", "--contents"}).output,
+              HasSubstr("  #" + script + "\n"));
 
   const auto history = jsonLines(command("history", {"policies", "Wholly new name", "--json"}).output);
   ASSERT_EQ(history.size(), 3u);
