@@ -11,6 +11,7 @@
 
 #include "OrvikCore/Explore/BackupReader.h"
 #include "OrvikCore/Explore/Haystack.h"
+#include "OrvikCore/Explore/ObjectDescriber.h"
 #include "OrvikCore/Explore/SearchText.h"
 #include "OrvikCore/Explore/SearchTextCache.h"
 #include "OrvikCore/Store/Shelves.h"
@@ -93,7 +94,8 @@ class Matcher {
   }
 
   void addExcerpts(std::string_view hash, std::vector<std::string>& excerpts) const try {
-    std::ranges::move(searchText::excerpts(reader_.json(hash).raw().value(), needle_),
+    const auto tree = reader_.json(hash);
+    std::ranges::move(searchText::excerpts(ObjectDescriber::unwrap(tree.raw().value()), needle_),
                       std::back_inserter(excerpts));
   } catch (const tuv::Error&) {
     // It was there when its text was taken.

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/Concurrency/Cancellation.h"
@@ -148,6 +150,55 @@ TEST_F(BackupComparisonTest, TheSameContentUnderASealedNameIsNoDifference) {
                      {StoredBackups::section("scripts", {stored.item("1", "x", {{"pro", R"({"a":1})"}})})});
   ASSERT_NE(from.item("scripts", "1")->objects, to.item("scripts", "1")->objects);
   EXPECT_THAT(compared(from, to), IsEmpty());
+}
+
+TEST_F(BackupComparisonTest, ItemsInAnotherOrderAreTheSame) {
+  std::vector<IndexItem> items;
+  for (int i = 0; i < 20; ++i) {
+    const auto id = std::to_string(i);
+    items.push_back(stored.item(id, "name", {{"pro", R"({"id":)" + id + "}"}}));
+  }
+  const auto from = stored.publish(StoredBackups::first, {StoredBackups::section("scripts", items)});
+  std::ranges::reverse(items);
+  std::swap(items[3], items[11]);
+  const auto to = stored.publish(StoredBackups::second, {StoredBackups::section("scripts", items)});
+  EXPECT_THAT(compared(from, to), IsEmpty());
+  items.erase(items.begin() + 5);
+  items[7] = stored.item(items[7].id, "name", {{"pro", R"({"id":"other"})"}});
+  const auto last = stored.publish(StoredBackups::third, {StoredBackups::section("scripts", items)});
+  ASSERT_THAT(compared(from, last), SizeIs(1));
+  EXPECT_THAT(compared(from, last)[0].differences, SizeIs(2));
+}
+
+TEST_F(BackupComparisonTest, OfItemsWithTheSameIDEachIsMetOnce) {
+  const auto item = [&](const char* value) {
+    return stored.item("1", "x", {{"pro", std::string(R"({"a":)") + value + "}"}});
+  };
+  const auto from =
+      stored.publish(StoredBackups::first, {StoredBackups::section("scripts", {item("1"), item("2")})});
+  EXPECT_THAT(compared(from, from), IsEmpty());
+  const auto to = stored.publish(StoredBackups::second, {StoredBackups::section("scripts", {item("1")})});
+  ASSERT_THAT(compared(from, to), SizeIs(1));
+  EXPECT_THAT(compared(from, to)[0].differences, SizeIs(1));
+}
+
+TEST_F(BackupComparisonTest, AnIndexWithItemsOfAnotherShapeIsAProblemOfItsSection) {
+  const auto from = stored.publish(
+      StoredBackups::first, {StoredBackups::section("scripts", {stored.item("1", "x", {{"pro", "{}"}})})});
+  const auto to = stored.publish(
+      StoredBackups::second, {StoredBackups::section("scripts", {stored.item("1", "x", {{"pro", "1"}})})});
+  const auto path = to.directory() / BackupFormat::sectionPath("scripts");
+  const auto head =
+      std::string(R"({"sectionID":"scripts","title":"x","sources":{},"removed":[],"errors":[],"items":)");
+  for (const auto* items :
+       {"{}", "[1]", R"([{"id":1,"objects":{}}])", R"([{"id":"1"}])", R"([{"id":"1","objects":[]}])",
+        R"([{"id":"1","objects":{"pro":"x"},"change":"odd"}])", R"([{"id":"2","objects":{}}])"}) {
+    write(path, head + items + "}");
+    const auto sections = compared(from, to);
+    ASSERT_THAT(sections, SizeIs(1)) << items;
+    EXPECT_THAT(sections[0].problem.value_or(""), HasSubstr("can't be read")) << items;
+    EXPECT_THAT(sections[0].differences, IsEmpty()) << items;
+  }
 }
 
 TEST_F(BackupComparisonTest, AStopEndsIt) {

@@ -95,8 +95,9 @@ TEST_F(ContentSearch, ObjectsAreFoundByTheirTextInWhateverCase) {
       StoredBackups::first,
       {StoredBackups::section("scripts", {stored.item("1", "b", {{"pro", R"({"s":"run THE thing"})"}}),
                                           stored.item("2", "a", {{"pro", R"({"s":"the thing"})"}})}),
-       StoredBackups::section("policies",
-                              {stored.item("9", "z", {{"classic", R"({"p":{"q":"The Thing!"}})"}})})});
+       StoredBackups::section(
+           "policies",
+           {stored.item("9", "z", {{"classic", R"({"policy":{"p":{"q":"The Thing!"},"r":1}})"}})})});
   const auto hits = reader.searchContents(" The THING ", 10);
   EXPECT_THAT(namesOf(hits), ElementsAre("a", "b", "z"));
   EXPECT_THAT(hits[2].excerpts, ElementsAre("P › Q: The Thing!"));
