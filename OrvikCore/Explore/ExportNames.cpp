@@ -40,6 +40,12 @@ std::string_view extensionFor(std::string_view contents) {
   return "sh";
 }
 
+/// Whether a file's name must not hold it. Directional marks may stand in a name: they don't make it read as
+/// another.
+bool isSnare(char32_t scalar) {
+  return scalar == U'/' || (locale::isControl(scalar) && !locale::isDirectionalMark(scalar));
+}
+
 std::string withoutSnares(std::string_view text) {
   if (text.empty()) return std::string(nameless);
   const std::string_view base = FileNameParts::of(text).base;

@@ -16,5 +16,10 @@ TEST(ControlCharacters, LettersMarksAndJoinersDoNot) {
     EXPECT_FALSE(isControl(scalar)) << std::hex << static_cast<unsigned>(scalar);
 }
 
+TEST(ControlCharacters, MarksOfRightToLeftTextAreToldFromOverrides) {
+  for (const char32_t scalar : {0x061Cu, 0x200Eu, 0x200Fu}) EXPECT_TRUE(isDirectionalMark(scalar));
+  for (const char32_t scalar : {0x1Bu, 0x202Eu, 0x2066u, 0x200Du}) EXPECT_FALSE(isDirectionalMark(scalar));
+}
+
 }  // namespace
 }  // namespace platform::locale
