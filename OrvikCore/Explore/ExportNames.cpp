@@ -52,7 +52,7 @@ std::string withoutSnares(std::string_view text) {
   const std::size_t dots = std::min(base.find_first_not_of('.'), base.size());
   std::string name(dots, '-');
   for (const char32_t scalar : locale::scalars(text.substr(dots)))
-    locale::appendUTF8(name, scalar == U'/' || locale::isControl(scalar) ? U'-' : scalar);
+    locale::appendUTF8(name, isSnare(scalar) ? U'-' : scalar);
   return name;
 }
 
