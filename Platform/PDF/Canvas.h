@@ -43,11 +43,9 @@ struct Metadata {
   Date created;  ///< whole seconds count
 };
 
-/// A text broken into lines; drawn on the canvas that laid it out, which it must not outlive.
+/// A text broken into lines, for the canvas that laid it out.
 class TextBlock {
  public:
-  struct Layout;
-  explicit TextBlock(std::unique_ptr<Layout> layout);
   TextBlock(TextBlock&&) noexcept;
   TextBlock& operator=(TextBlock&&) noexcept;
   ~TextBlock();
@@ -59,13 +57,16 @@ class TextBlock {
 
  private:
   friend class Canvas;
+  struct Layout;
+  explicit TextBlock(std::unique_ptr<Layout> layout);
+
   std::unique_ptr<Layout> layout_;
 };
 
 /// How a text is broken into lines.
 struct TextFlow {
   double width = 0;               ///< of a line; words that are wider are broken
-  double continuationIndent = 0;  ///< of all lines of a paragraph but the first; part of `width`
+  double continuationIndent = 0;  ///< of all lines but the first; part of `width`
   std::size_t maxLines = 0;       ///< 0: as many as there are; else what is cut ends in "…"
 };
 
@@ -89,9 +90,6 @@ class Canvas {
   TextBlock layOut(std::string_view text, Font font, const TextFlow& flow);
   /// Draws one line with its left end at `x` and its baseline at `y`.
   void draw(const TextBlock& block, std::size_t line, double x, double baseline, Color color);
-  /// How far the font reaches above its baseline.
-  double ascent(Font font);
-
   /// A bookmark of the present page. `level` 0 is outermost; a deeper one belongs to the last one above it.
   void addOutline(std::string_view text, int level, double y);
 
