@@ -132,6 +132,8 @@ struct Canvas::State {
     auto layout = owned(pango_layout_new(text.get()));
     pango_layout_set_font_description(layout.get(), description(font).get());
     pango_layout_set_attributes(layout.get(), attributes.get());
+    pango_layout_set_auto_dir(layout.get(),
+                              FALSE);  // names from right to left stand in lines from left to right
     pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
     pango_layout_set_width(layout.get(), units(std::max(width, 1.0)));
     pango_layout_set_text(layout.get(), content.data(), static_cast<int>(content.size()));
