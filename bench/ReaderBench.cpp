@@ -1,9 +1,6 @@
 // What `orvik show` and `orvik diff` cost on two backups of the largest fleet, between which the hundredth
 // part of the objects changed, in processor time of the program. Usage: ReaderBench [folder]
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +12,7 @@
 #include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Explore/BackupReader.h"
 #include "bench/Measure.h"
+#include "bench/ProgramCost.h"
 #include "bench/RunOfServer.h"
 #include "bench/ServerProcess.h"
 
@@ -26,40 +24,10 @@ using Words = std::vector<std::string>;
 constexpr int rounds = 7;
 constexpr double aim = 0.1;  ///< seconds
 
-struct Cost {
-  double seconds = 0;
-  double processor = 0;
-};
-
-/// Runs a program with its output thrown away.
-Cost costOf(Words words) {
-  Cost cost;
-  rusage usage{};
-  int status = 0;
-  cost.seconds = bench::secondsOf([&] {
-    const pid_t child = fork();
-    if (child == 0) {
-      dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-      std::vector<char*> arguments;
-      for (auto& word : words) arguments.push_back(word.data());
-      arguments.push_back(nullptr);
-      execv(arguments[0], arguments.data());
-      _exit(127);
-    }
-    wait4(child, &status, 0, &usage);
-  });
-  if (status != 0) throw std::runtime_error("orvik " + words[1] + " failed");
-  const auto secondsIn = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  cost.processor = secondsIn(usage.ru_utime) + secondsIn(usage.ru_stime);
-  return cost;
-}
-
 void measure(const char* name, const Words& words) {
   std::vector<double> seconds, processor;
   for (int round = 0; round < rounds; ++round) {
-    const auto cost = costOf(words);
+    const auto cost = bench::costOf(words);
     seconds.push_back(cost.seconds);
     processor.push_back(cost.processor);
   }
