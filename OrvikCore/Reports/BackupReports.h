@@ -34,6 +34,9 @@ struct BackupReports {
   static std::vector<std::string> writeReports(const BackupRepository& repository, std::string_view backupID,
                                                const ReportContext& context);
 
+  /// Whether a backup is sealed and no key for it is at hand: no report can tell what it holds.
+  static bool isLocked(const BackupRepository& repository, const BackupManifest& manifest);
+
   /// Each a PDF document. Throw `platform::Error` on a machine without fonts.
   static platform::Bytes backupReport(const BackupReader& reader, const ReportContext& context);
   static platform::Bytes simulationReport(const BackupReader& reader, std::int64_t bytesToDownload,

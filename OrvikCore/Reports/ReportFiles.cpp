@@ -59,9 +59,8 @@ std::vector<std::string> BackupReports::writeReports(const BackupRepository& rep
   const auto manifest =
       BackupRepository::isBackupName(backupID) ? repository.manifest(backupID) : std::nullopt;
   if (!manifest) return {fmt::format("Backup {} not found", backupID)};
+  if (isLocked(repository, *manifest)) return {lockedMessage};
   const auto cipher = repository.cipher();
-  if (!cipher && BackupEncryption::isEncrypted(repository.instanceDirectory)) return {lockedMessage};
-
   const auto directory = repository.backupDirectory(backupID);
   const BackupReader reader(repository, *manifest, directory);
   const auto content = backupReport(reader, context);
@@ -82,6 +81,11 @@ std::vector<std::string> BackupReports::writeReports(const BackupRepository& rep
   return failures;
 } catch (const std::exception& error) {
   return {messageOf(error)};
+}
+
+bool BackupReports::isLocked(const BackupRepository& repository, const BackupManifest& manifest) {
+  const bool isSealed = manifest.encryption || BackupEncryption::isEncrypted(repository.instanceDirectory);
+  return isSealed && !repository.cipher();
 }
 
 bool BackupReports::hasReport(std::string_view name, const Path& folder) {
