@@ -2,13 +2,13 @@
 
 #include <vector>
 
+#include "OrvikCore/Reports/ReportBlocks.h"
 #include "OrvikCore/Store/BackupRepository.h"
 
 namespace orvik {
 
 namespace {
 
-constexpr const char* filesSection = "packageFiles";
 constexpr std::size_t mostSources = 50;
 
 /// The one call that is no GET: it changes nothing on the server.
@@ -21,7 +21,7 @@ bool isTokenRequest(const AuditEntry& entry) {
 DownloadSources::DownloadSources(const BackupManifest& manifest,
                                  const std::optional<std::filesystem::path>& folder) {
   if (!folder || !BackupRepository::isBackupName(manifest.backupID)) return;
-  const auto index = BackupRepository(*folder).index(manifest.backupID, filesSection);
+  const auto index = BackupRepository(*folder).index(manifest.backupID, reportBlocks::filesSection);
   if (!index) return;
   for (const auto& item : index->items)
     if (item.file && item.file->source && names_.size() < mostSources) names_.insert(*item.file->source);

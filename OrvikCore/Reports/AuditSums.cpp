@@ -5,7 +5,7 @@
 #include <optional>
 #include <tuple>
 
-#include "Platform/Locale/Text.h"
+#include "OrvikCore/Reports/ReportText.h"
 #include "Platform/UUID.h"
 
 namespace orvik {
@@ -44,13 +44,8 @@ std::string templateOf(std::string_view path) {
   }
 }
 
-std::string shortened(std::string_view text, std::size_t mostBytes) {
-  if (text.size() <= mostBytes) return std::string(text);
-  return std::string(platform::locale::beginning(text, mostBytes)) + "…";
-}
-
 void AuditSums::add(std::string_view name, const AuditEntry& entry) {
-  auto key = shortened(name, longestName);
+  const auto key = reportText::line(name, longestName);
   auto found = rows_.find(key);
   if (found == rows_.end() && rows_.size() < mostNames_) found = rows_.emplace(key, Row{key}).first;
   auto& row = found == rows_.end() ? others_ : found->second;

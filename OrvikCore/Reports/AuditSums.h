@@ -15,10 +15,6 @@ namespace orvik {
 /// become "{id}", and below "jcds/files" the file's name "{file}".
 std::string templateOf(std::string_view path);
 
-/// `text`, or its beginning and "…" when it is longer than so many bytes: what a foreign log holds must fill
-/// neither memory nor pages.
-std::string shortened(std::string_view text, std::size_t mostBytes);
-
 /// Audit entries counted under names. Takes memory for so many names at most: entries under any further one
 /// are counted together.
 class AuditSums {
@@ -31,7 +27,7 @@ class AuditSums {
     std::int64_t milliseconds = 0;
   };
 
-  static constexpr std::size_t longestName = 300;  ///< bytes; what is longer is cut
+  static constexpr std::size_t longestName = 300;  ///< characters; what is longer is cut
   static constexpr std::string_view othersName = "others";
 
   explicit AuditSums(std::size_t mostNames) : mostNames_(mostNames) {}

@@ -41,9 +41,14 @@ void recordInAudit(const files::Path& directory, const std::vector<std::string>&
   if (!written.empty())
     log.recordLocal("WRITE", fmt::format("{}", fmt::join(written, ", ")),
                     sealed ? std::optional<std::string>("encrypted (.enc)") : std::nullopt);
-  if (retention && (retention->removedObjects > 0 || retention->removedFiles > 0))
-    log.recordLocal("DELETE", fmt::format("retention: {} objects, {} files no longer used",
-                                          retention->removedObjects, retention->removedFiles));
+  if (retention && retention->removedAnything())
+    log.recordLocal(
+        "DELETE",
+        fmt::format("retention: {} objects, {} files no longer used", retention->removedObjects,
+                    retention->removedFiles),
+        retention->removedBackups.empty()
+            ? std::nullopt
+            : std::optional(fmt::format("backups deleted: {}", fmt::join(retention->removedBackups, ", "))));
   log.close();
 }
 

@@ -12,6 +12,7 @@
 #include "OrvikCore/Reports/BackupLocation.h"
 #include "OrvikCore/Reports/BackupReports.h"
 #include "OrvikCore/Reports/PDFDocumentWriter.h"
+#include "OrvikCore/Reports/ReportText.h"
 #include "OrvikCore/Reports/SensitiveSections.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Locale/Text.h"
@@ -23,10 +24,11 @@ namespace {
 using Path = BackupReports::Path;
 using Tone = PDFDocumentWriter::Tone;
 using Row = PDFDocumentWriter::Row;
+using reportText::dateAndTime;
+using reportText::line;
 
 constexpr int mostCellLines = 12;
-constexpr std::size_t longestCell = 2000;    // bytes; more than the lines of a cell can show
-constexpr std::size_t longestTitles = 8000;  // bytes of a list within a sentence
+constexpr std::size_t longestList = 4000;  // characters of a list within a sentence
 
 constexpr std::size_t listedChanging = 200;  // privileges
 constexpr std::size_t listedPrivileges = 1000;
@@ -40,7 +42,7 @@ bool isReading(const std::string& privilege) {
 }
 
 std::string listOf(const std::vector<std::string>& texts) {
-  return shortened(fmt::format("{}", fmt::join(texts, ", ")), longestTitles);
+  return line(fmt::format("{}", fmt::join(texts, ", ")), longestList);
 }
 
 std::string withStatus(const AuditEntry& entry) {
@@ -54,7 +56,8 @@ std::string detailsOf(const AuditEntry& entry) {
   std::vector<std::string> parts;
   if (entry.bytes) parts.push_back(platform::locale::byteCount(*entry.bytes));
   if (entry.milliseconds) parts.push_back(fmt::format("{} ms", *entry.milliseconds));
-  if (entry.detail && !entry.detail->empty()) parts.push_back(shortened(*entry.detail, longestCell));
+  if (entry.detail && !entry.detail->empty())
+    parts.push_back(line(*entry.detail, reportText::longestMessage));
   return fmt::format("{}", fmt::join(parts, " · "));
 }
 
@@ -70,12 +73,12 @@ class SecurityReport {
         context_(context),
         simulation_(simulation),
         summary_(audit, DownloadSources(manifest, folder)),
-        writer_("Orvik security report – " + manifest.backupID, context.user, context.footer(manifest),
+        writer_("Orvik security report – " + line(manifest.backupID), context.user, context.footer(manifest),
                 PDFDocumentWriter::a4, context.created) {}
 
   platform::Bytes make() {
     writer_.cover("Security report",
-                  manifest_.instance.name + " · " + platform::locale::dateText(manifest_.startedAt),
+                  fmt::format("{} · {}", line(manifest_.instance.name), dateAndTime(manifest_.startedAt)),
                   std::nullopt);
     facts();
     encryption();
@@ -93,31 +96,35 @@ class SecurityReport {
   void facts() {
     writer_.heading("Who, what, where");
     PDFDocumentWriter::KeyValues facts{
-        {"Backup", simulation_ ? "Simulation (nothing written to the backup folder)" : manifest_.backupID},
-        {"Period", fmt::format("{} – {}", platform::locale::dateText(manifest_.startedAt),
-                               platform::locale::dateText(manifest_.finishedAt))},
+        {"Backup",
+         simulation_ ? "Simulation (nothing written to the backup folder)" : line(manifest_.backupID)},
+        {"Period",
+         fmt::format("{} – {}", dateAndTime(manifest_.startedAt), dateAndTime(manifest_.finishedAt))},
         {"Run by", context_.runBy()},
-        {"Jamf Pro", fmt::format("{} · version {}", manifest_.instance.url,
-                                 manifest_.jamfProVersion.value_or("unknown"))},
-        {"Client ID", context_.clientID},
-        {"Client secret from", context_.credentialSource}};
+        {"Jamf Pro", reportText::server(manifest_)},
+        {"Client ID", line(context_.clientID)},
+        {"Client secret from", line(context_.credentialSource, reportText::longestMessage)}};
     std::map<std::string, Tone> tones;
-    if (isWritten()) {
-      facts.emplace_back("Backup folder",
-                         fmt::format("{} · {}", BackupLocation::describe(*folder_), folder_->string()));
-      const auto permissions = BackupLocation::permissions(*folder_);
-      auto text = permissions ? permissions->text : "unknown";
-      if (permissions && permissions->othersCanRead) {
-        text += " — readable by other users of this Mac";
-        tones["Folder permissions"] = Tone::warning;
-      }
-      facts.emplace_back("Folder permissions", std::move(text));
-    } else {
-      facts.emplace_back("Backup folder", "— (not written)");
-    }
+    folderFacts(facts, tones);
     facts.emplace_back("Audit log", auditLogText());
     if (summary_.entries == 0 || summary_.damagedLines > 0) tones["Audit log"] = Tone::warning;
     writer_.keyValues(facts, tones);
+  }
+
+  void folderFacts(PDFDocumentWriter::KeyValues& facts, std::map<std::string, Tone>& tones) const {
+    if (!isWritten()) {
+      facts.emplace_back("Backup folder", "— (not written)");
+      return;
+    }
+    facts.emplace_back("Backup folder", fmt::format("{} · {}", line(BackupLocation::describe(*folder_)),
+                                                    line(folder_->string(), reportText::longestMessage)));
+    const auto permissions = BackupLocation::permissions(*folder_);
+    auto text = permissions ? permissions->text : "unknown";
+    if (permissions && permissions->othersCanRead) {
+      text += " — readable by other users of this Mac";
+      tones["Folder permissions"] = Tone::warning;
+    }
+    facts.emplace_back("Folder permissions", std::move(text));
   }
 
   std::string auditLogText() const {
@@ -205,7 +212,8 @@ class SecurityReport {
   void refusals() {
     std::vector<std::string> titles;
     for (const auto& section : manifest_.sections)
-      if (section.status == SectionSummary::Status::notPermitted) titles.push_back(section.title);
+      if (section.status == SectionSummary::Status::notPermitted)
+        titles.push_back(reportText::title(section));
     if (!titles.empty())
       writer_.paragraph(
           fmt::format("Access was refused (HTTP 403) for {} section(s): {}. That is safe; add "
@@ -284,8 +292,8 @@ class SecurityReport {
         {{"Time", 2.1}, {"Action", 1.1}, {"What", 3.6}, {"Details", 3}}, summary_.localActions,
         listedLocalActions, [](const AuditEntry& entry) { return entry.kind == AuditEntry::Kind::local; },
         [](const AuditEntry& entry) {
-          return Row{{platform::iso8601(entry.time), shortened(entry.method, longestCell),
-                      shortened(entry.target, longestCell), detailsOf(entry)},
+          return Row{{platform::iso8601(entry.time), line(entry.method),
+                      line(entry.target, reportText::longestMessage), detailsOf(entry)},
                      {}};
         });
   }
@@ -305,9 +313,8 @@ class SecurityReport {
         isInFull ? summary_.entries : summary_.notable, listedActions,
         [&](const AuditEntry& entry) { return isInFull || AuditSummary::isNotable(entry); },
         [](const AuditEntry& entry) {
-          Row row{{platform::iso8601(entry.time), shortened(entry.method, longestCell),
-                   shortened(entry.target, longestCell), shortened(withStatus(entry), longestCell),
-                   detailsOf(entry)},
+          Row row{{platform::iso8601(entry.time), line(entry.method),
+                   line(entry.target, reportText::longestMessage), line(withStatus(entry)), detailsOf(entry)},
                   {}};
           if (entry.outcome != "ok") row.tones[3] = Tone::warning;
           return row;
