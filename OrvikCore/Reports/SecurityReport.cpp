@@ -289,7 +289,7 @@ class SecurityReport {
     if (summary_.localActions == 0)
       return writer_.paragraph("The audit log holds no local action.", Tone::muted);
     table(
-        {{"Time", 2.1}, {"Action", 1.1}, {"What", 3.6}, {"Details", 3}}, summary_.localActions,
+        {{"Time", 2.1}, {"Action", 0.8}, {"What", 3.6}, {"Details", 3.3}}, summary_.localActions,
         listedLocalActions, [](const AuditEntry& entry) { return entry.kind == AuditEntry::Kind::local; },
         [](const AuditEntry& entry) {
           return Row{{platform::iso8601(entry.time), line(entry.method),
@@ -309,7 +309,7 @@ class SecurityReport {
                           "folder.",
                           summary_.entries, summary_.notable));
     table(
-        {{"Time", 2.1}, {"Action", 1.1}, {"What", 3.6}, {"Result", 1.5}, {"Details", 2}},
+        {{"Time", 2.1}, {"Action", 0.8}, {"What", 3.4}, {"Result", 1.5}, {"Details", 2.5}},
         isInFull ? summary_.entries : summary_.notable, listedActions,
         [&](const AuditEntry& entry) { return isInFull || AuditSummary::isNotable(entry); },
         [](const AuditEntry& entry) {

@@ -98,18 +98,21 @@ TEST_F(Reports, TellWhatRetentionDeleted) {
 }
 
 TEST_F(Reports, ThatCannotBeWrittenAreANoteAndFailNoBackup) {
+  const auto noFonts = folder / "fonts.conf";
+  test::write(noFonts, "<fontconfig/>");
   auto first = backup({"--json"});
-  first.environment["FONTCONFIG_FILE"] = (folder / "none").string();
+  first.environment["FONTCONFIG_FILE"] = noFonts.string();
   const auto end = runToEnd(first);
   EXPECT_EQ(end.status, 0) << end.output;
   const auto lines = test::jsonLines(end.output);
   EXPECT_EQ(*lines.back().find("event")->string(), "finished");
   const auto& before = lines[lines.size() - 2];
   EXPECT_EQ(*before.find("event")->string(), "note");
-  EXPECT_THAT(*before.find("text")->string(), testing::StartsWith("Reports not created: "));
+  EXPECT_THAT(*before.find("text")->string(),
+              testing::StartsWith("Reports not created: A PDF can't be made"));
 
   auto second = backup();
-  second.environment["FONTCONFIG_FILE"] = (folder / "none").string();
+  second.environment["FONTCONFIG_FILE"] = noFonts.string();
   EXPECT_THAT(runToEnd(second).error, HasSubstr("Reports not created: "));
 }
 
@@ -131,13 +134,15 @@ TEST_F(Reports, OfASimulationGoesWhereItIsAskedForAndNowhereElse) {
 }
 
 TEST_F(Reports, OfASimulatedFirstSealingTellsItsObjects) {
+  ASSERT_EQ(runToEnd(backup()).status, 0);
+  const auto before = test::contentOf(root);
   const auto organisation = test::OrganisationFiles::make(folder.path());
   const auto file = folder / "report.pdf";
   ASSERT_EQ(runToEnd(simulation({"--encrypt", "--key", organisation.key.string(), "--report", file.string()}))
                 .status,
             0);
-  EXPECT_THAT(PDFText(files::read(file)).flowing(), testing::ContainsRegex("Buildings.*New \\([1-9]"));
-  EXPECT_FALSE(files::exists(root));
+  EXPECT_THAT(PDFText(files::read(file)).flowing(), testing::ContainsRegex("Buildings Changed \\([1-9]"));
+  EXPECT_EQ(test::contentOf(root), before);
 }
 
 TEST_F(Reports, APlaceThatCannotTakeAReportIsToldBeforeTheRun) {

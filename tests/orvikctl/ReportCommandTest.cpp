@@ -26,10 +26,11 @@ class Report : public testing::Test {
  protected:
   ~Report() override { BackupEncryption::forgetKeys(); }
 
-  void publish() { backup(StoredBackups::first), backup(StoredBackups::second); }
-  void backup(const std::string& id) {
-    stored.publish(id,
-                   {stored.section("policies", {stored.item("1", "Printers", {{"classic", "{\"id\":1}"}})})});
+  void publish() {
+    const auto policies =
+        stored.section("policies", {stored.item("1", "Printers", {{"classic", "{\"id\":1}"}})});
+    stored.publish(StoredBackups::first, {policies});
+    stored.publish(StoredBackups::second, {policies}, StoredBackups::first);
   }
   /// Sealed for a key that only its file opens.
   void publishSealed() {
