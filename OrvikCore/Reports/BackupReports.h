@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "OrvikCore/Explore/BackupReader.h"
+#include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Format/BackupManifest.h"
 #include "OrvikCore/Reports/AuditTrail.h"
 #include "OrvikCore/Reports/ReportContext.h"
@@ -22,9 +23,9 @@ namespace orvik {
 struct BackupReports {
   using Path = std::filesystem::path;
 
-  static constexpr std::string_view backupReportFile = "backup-report.pdf";
-  static constexpr std::string_view securityReportFile = "security-report.pdf";
-  static constexpr std::string_view sealedSuffix = ".enc";
+  static constexpr std::string_view backupReportFile = BackupFormat::reportFile;
+  static constexpr std::string_view securityReportFile = BackupFormat::securityReportFile;
+  static constexpr std::string_view sealedSuffix = BackupFormat::encryptedSuffix;
 
   BackupReports() = delete;
 
