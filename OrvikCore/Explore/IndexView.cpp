@@ -51,14 +51,16 @@ std::optional<IndexView> IndexView::of(const BackupReader& reader, std::string_v
   index.document_ = json::Document::parse(*bytes);
   const auto root = index.document_->root();
   const auto items = root["items"];
+  const auto removed = root["removed"];
   const auto errors = root["errors"];
-  if (!items || !items->isArray() || !errors) return std::nullopt;
+  if (!items || !items->isArray() || !removed || !errors) return std::nullopt;
   for (const json::View item : items->elements()) {
     const auto parts = Parts::of(item);
     const auto id = parts.id ? parts.id->string() : std::nullopt;
     if (!id || !parts.objects || !parts.objects->isObject()) return std::nullopt;
     index.items_.push_back({*id, item});
   }
+  index.removed_ = json::decodeValue<std::vector<RemovedItem>>(*removed);
   index.errors_ = json::decodeValue<std::vector<ItemError>>(*errors);
   return index;
 } catch (const platform::Error&) {

@@ -27,6 +27,7 @@ class IndexView {
   static std::optional<IndexView> of(const BackupReader& reader, std::string_view sectionID);
 
   const std::vector<Item>& items() const { return items_; }
+  const std::vector<RemovedItem>& removed() const { return removed_; }
   const std::vector<ItemError>& errors() const { return errors_; }
 
   /// Throws `platform::json::DecodingError`.
@@ -37,6 +38,7 @@ class IndexView {
  private:
   std::shared_ptr<const platform::json::Document> document_;
   std::vector<Item> items_;
+  std::vector<RemovedItem> removed_;
   std::vector<ItemError> errors_;
 };
 

@@ -21,6 +21,7 @@ using pdf::TextBlock;
 using Tone = PDFDocumentWriter::Tone;
 
 constexpr Font bodyFont{Face::regular, 9.5};
+constexpr Font bodyBoldFont{Face::bold, 9.5};
 constexpr Font smallFont{Face::regular, 8};
 constexpr Font smallBoldFont{Face::bold, 8};
 constexpr Font monoFont{Face::mono, 7.5};
@@ -34,12 +35,14 @@ constexpr Color hairline{0.84, 0.84, 0.86};
 constexpr double footerSpace = 14;
 constexpr double pageRule = 26;  // from the page's top
 constexpr double keyColumn = 150;
+constexpr double itemIndent = 10;
 constexpr double cellPadding = 8;  // both sides together
 constexpr double ruleGap = 1.5;    // between descenders and a rule
 
 /// A text of a block that is longer is no text for a report's reader, and is cut.
 constexpr std::size_t mostLines = 40;
 constexpr std::size_t mostHeadingLines = 6;
+constexpr int labelLevel = 2;  // of headings; those above are the outline
 
 constexpr Color colorOf(Tone tone) {
   switch (tone) {
@@ -66,6 +69,14 @@ double baseline(Font font) { return lineHeight(font) * 0.8; }
 double heightOf(const TextBlock& block, Font font) {
   return static_cast<double>(block.lineCount()) * lineHeight(font);
 }
+
+/// The table that is being drawn.
+struct Table {
+  std::vector<PDFDocumentWriter::Column> columns;
+  std::vector<double> widths;
+  std::size_t maxCellLines = 1;
+  bool hasHeader = false;  ///< on the present page
+};
 
 }  // namespace
 
@@ -101,12 +112,16 @@ class PDFDocumentWriter::Pages {
     canvas_.draw(block, line, margin + indent, y_ + baseline(font), colorOf(tone));
   }
   /// Draws all lines from the present place on, and on further pages where they don't fit.
-  void flow(const TextBlock& block, Font font, Tone tone) {
+  void flow(const TextBlock& block, Font font, Tone tone, double indent = 0) {
     for (std::size_t line = 0; line < block.lineCount(); ++line) {
       room(lineHeight(font));
-      drawLine(block, line, 0, font, tone);
+      drawLine(block, line, indent, font, tone);
       skip(lineHeight(font));
     }
+  }
+  /// An item of a list, with its bullet.
+  void item(std::string_view text, Tone tone) {
+    flow(layOut(text, bodyFont, {width(), itemIndent, mostLines}), bodyFont, tone);
   }
   void rule(double width, Color color, double gap = 0) {
     canvas_.strokeLine(margin, y_ + gap, size_.width - margin, y_ + gap, width, color);
@@ -114,12 +129,6 @@ class PDFDocumentWriter::Pages {
   void band(double height, Color color) { canvas_.fillRectangle(margin, y_, width(), height, color); }
 
   // Tables.
-  struct Table {
-    std::vector<Column> columns;
-    std::vector<double> widths;
-    std::size_t maxCellLines = 1;
-    bool hasHeader = false;  ///< on the present page
-  };
   std::optional<Table> table;
 
   std::vector<TextBlock> cells(const std::vector<std::string>& texts, Font font, std::size_t maxLines);
@@ -207,7 +216,7 @@ void PDFDocumentWriter::Pages::addHeading(std::string_view text, int level, Font
 void PDFDocumentWriter::Pages::drawHeadings() {
   for (const auto& heading : std::exchange(headings_, {})) {
     y_ += spaceAbove(heading);
-    canvas_.addOutline(heading.text, heading.level, y_);
+    if (heading.level < labelLevel) canvas_.addOutline(heading.text, heading.level, y_);
     for (std::size_t line = 0; line < heading.block.lineCount(); ++line) {
       drawLine(heading.block, line, 0, heading.font, heading.tone);
       y_ += lineHeight(heading.font);
@@ -280,6 +289,10 @@ void PDFDocumentWriter::subheading(std::string_view text, Tone tone) {
   pages_->addHeading(text, 1, subheadingFont, tone);
 }
 
+void PDFDocumentWriter::label(std::string_view text, Tone tone) {
+  pages_->addHeading(text, labelLevel, bodyBoldFont, tone);
+}
+
 void PDFDocumentWriter::paragraph(std::string_view text, Tone tone, bool small) {
   const Font font = small ? smallFont : bodyFont;
   pages_->flow(pages_->layOut(text, font), font, tone);
@@ -290,17 +303,23 @@ void PDFDocumentWriter::bullets(const std::vector<std::string>& items, Tone tone
                                 std::optional<std::size_t> limit) {
   if (items.empty()) return;
   const std::size_t shown = std::min(items.size(), limit.value_or(items.size()));
-  const auto item = [&](const std::string& text, Tone itemTone) {
-    pages_->flow(pages_->layOut(text, bodyFont, {pages_->width(), 10, mostLines}), bodyFont, itemTone);
-  };
   for (std::size_t i = 0; i < shown; ++i) {
     if (i > 0) pages_->skip(1);
-    item("• " + items[i], tone);
+    pages_->item("• " + items[i], tone);
   }
   if (shown < items.size()) {
     pages_->skip(1);
-    item(fmt::format("… and {} more", items.size() - shown), Tone::muted);
+    pages_->item(fmt::format("… and {} more", items.size() - shown), Tone::muted);
   }
+  pages_->skip(4);
+}
+
+void PDFDocumentWriter::bullet(std::string_view text, const std::vector<std::string>& details) {
+  pages_->room(lineHeight(bodyFont) + lineHeight(smallFont));
+  pages_->item(fmt::format("• {}", text), Tone::normal);
+  for (const auto& detail : details)
+    pages_->flow(pages_->layOut(detail, smallFont, {pages_->width() - itemIndent, itemIndent, mostLines}),
+                 smallFont, Tone::muted, itemIndent);
   pages_->skip(4);
 }
 

@@ -58,10 +58,14 @@ class PDFDocumentWriter {
              Tone noteTone = Tone::accent);
   void heading(std::string_view text);
   void subheading(std::string_view text, Tone tone = Tone::normal);
+  /// A line in bold that stays with the block below it and is no part of the outline.
+  void label(std::string_view text, Tone tone = Tone::normal);
   void paragraph(std::string_view text, Tone tone = Tone::normal, bool small = false);
   /// With more items than `limit` a last line tells how many are left out.
   void bullets(const std::vector<std::string>& items, Tone tone = Tone::normal,
                std::optional<std::size_t> limit = std::nullopt);
+  /// An item of a list with small lines below it that tell more of it.
+  void bullet(std::string_view text, const std::vector<std::string>& details);
   void keyValues(const KeyValues& pairs, const std::map<std::string, Tone>& tones = {});
   void table(const std::vector<Column>& columns, const std::vector<Row>& rows,
              int maxCellLines = usualCellLines);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Platform/Error.h"
+#include "Platform/PDF/RepeatedResources.h"
 #include "Platform/PDF/Text.h"
 
 namespace platform::pdf {
@@ -132,8 +133,7 @@ struct Canvas::State {
     auto layout = owned(pango_layout_new(text.get()));
     pango_layout_set_font_description(layout.get(), description(font).get());
     pango_layout_set_attributes(layout.get(), attributes.get());
-    pango_layout_set_auto_dir(layout.get(),
-                              FALSE);  // names from right to left stand in lines from left to right
+    pango_layout_set_auto_dir(layout.get(), FALSE);
     pango_layout_set_wrap(layout.get(), PANGO_WRAP_WORD_CHAR);
     pango_layout_set_width(layout.get(), units(std::max(width, 1.0)));
     pango_layout_set_text(layout.get(), content.data(), static_cast<int>(content.size()));
@@ -158,6 +158,9 @@ Canvas::Canvas(Size page, const Metadata& metadata) : state_(std::make_unique<St
   s.fonts = owned(pango_cairo_font_map_new());
   pango_cairo_font_map_set_resolution(PANGO_CAIRO_FONT_MAP(s.fonts.get()), 72);
   s.text = owned(pango_font_map_create_context(s.fonts.get()));
+  // Names from right to left stand in lines from left to right. The context's own direction is a weak one,
+  // which the first letter of a text turns.
+  pango_context_set_base_dir(s.text.get(), PANGO_DIRECTION_LTR);
   pango_context_set_round_glyph_positions(s.text.get(), FALSE);
   pango_cairo_update_context(s.drawing.get(), s.text.get());
   s.attributes = pdf::attributes();
@@ -237,6 +240,7 @@ Bytes Canvas::finish() {
   check(cairo_status(s.drawing.get()));
   cairo_surface_finish(s.surface.get());
   check(cairo_surface_status(s.surface.get()));
+  blankRepeatedResources(s.bytes);
   return std::move(s.bytes);
 }
 

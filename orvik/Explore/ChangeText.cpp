@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "OrvikCore/Explore/CommonStart.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
@@ -35,17 +36,6 @@ std::size_t scalarCount(std::string_view text) { return locale::scalars(text).si
 
 bool hasSeveralLines(const std::optional<std::string>& text) {
   return text && text->find('\n') != text->npos;
-}
-
-/// Whole UTF-8 characters that two texts begin with, in bytes.
-std::size_t commonStart(std::string_view a, std::string_view b) {
-  const auto [end, other] = std::ranges::mismatch(a, b);
-  auto length = static_cast<std::size_t>(end - a.begin());
-  const auto isInside = [](std::string_view text, std::size_t offset) {
-    return offset < text.size() && (static_cast<unsigned char>(text[offset]) & 0xC0) == 0x80;
-  };
-  while (length > 0 && (isInside(a, length) || isInside(b, length))) --length;
-  return length;
 }
 
 /// The stretch of a value that begins shortly before what differs, which is after `start` bytes.

@@ -334,5 +334,54 @@ TEST(PDFDocumentWriter, ATableWithoutRowsShowsItsHeader) {
   EXPECT_THAT(drawn([](auto& writer) { writer.table({{"Alone"}}, {}); }).text(), HasSubstr("Alone"));
 }
 
+TEST(PDFDocumentWriter, APictureThatAPageShowsTwiceIsNoFault) {
+  const auto pdf = drawn([](auto& writer) {
+    for (int i = 0; i < 3; ++i) writer.paragraph("Schule 🏫 and 🧪 and 🏫");
+    writer.table({{"A"}}, {rowOf({"🧪🧪"})});
+  });
+  EXPECT_EQ(pdf.faults(), "");
+}
+
+TEST(PDFDocumentWriter, ALabelStaysWithTheBlockBelowItAndOutOfTheOutline) {
+  const auto pdf = drawn([](auto& writer) {
+    fill(writer, 700);
+    for (int i = 0; i < 6; ++i) {
+      writer.label(fmt::format("label{}", i));
+      writer.bullets({fmt::format("item{}", i)});
+    }
+  });
+  const auto words = pdf.words();
+  for (int i = 0; i < 6; ++i)
+    EXPECT_EQ(wordOf(words, fmt::format("label{}", i)).page, wordOf(words, fmt::format("item{}", i)).page);
+  EXPECT_EQ(pdf.pages(), 2);
+  EXPECT_THAT(pdf.unpacked(), Not(HasSubstr("/Outlines")));
+}
+
+TEST(PDFDocumentWriter, TheDetailsOfAnItemAreSmallerAndStandBelowItsText) {
+  std::string detail = "detail";
+  for (int i = 0; i < 40; ++i) detail += fmt::format(" w{}", i);
+  const auto pdf = drawn([&](auto& writer) { writer.bullet("item", {detail, "other"}); });
+  const auto words = pdf.words();
+  const auto item = wordOf(words, "item");
+  const auto first = wordOf(words, "detail");
+  const auto wrapped = wordOf(words, "w39");
+  EXPECT_GT(first.top, item.top + 8);
+  EXPECT_LT(first.bottom - first.top, item.bottom - item.top);
+  EXPECT_NEAR(first.left, 48 + 10, 0.5);
+  EXPECT_NEAR(wordOf(words, "other").left, 48 + 10, 0.5);
+  EXPECT_GT(wrapped.top, first.top + 8);
+  EXPECT_THAT(pdf.strays(), IsEmpty());
+}
+
+TEST(PDFDocumentWriter, AnItemIsNotPartedFromItsFirstDetail) {
+  const auto pdf = drawn([](auto& writer) {
+    for (int i = 0; i < 40; ++i) writer.bullet(fmt::format("item{}", i), {fmt::format("detail{}", i)});
+  });
+  const auto words = pdf.words();
+  EXPECT_EQ(pdf.pages(), 2);
+  for (int i = 0; i < 40; ++i)
+    EXPECT_EQ(wordOf(words, fmt::format("item{}", i)).page, wordOf(words, fmt::format("detail{}", i)).page);
+}
+
 }  // namespace
 }  // namespace orvik
