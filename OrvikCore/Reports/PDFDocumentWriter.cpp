@@ -70,6 +70,14 @@ double heightOf(const TextBlock& block, Font font) {
   return static_cast<double>(block.lineCount()) * lineHeight(font);
 }
 
+/// The table that is being drawn.
+struct Table {
+  std::vector<PDFDocumentWriter::Column> columns;
+  std::vector<double> widths;
+  std::size_t maxCellLines = 1;
+  bool hasHeader = false;  ///< on the present page
+};
+
 }  // namespace
 
 /// The pages, and where on the present one the next block begins.
@@ -121,12 +129,6 @@ class PDFDocumentWriter::Pages {
   void band(double height, Color color) { canvas_.fillRectangle(margin, y_, width(), height, color); }
 
   // Tables.
-  struct Table {
-    std::vector<Column> columns;
-    std::vector<double> widths;
-    std::size_t maxCellLines = 1;
-    bool hasHeader = false;  ///< on the present page
-  };
   std::optional<Table> table;
 
   std::vector<TextBlock> cells(const std::vector<std::string>& texts, Font font, std::size_t maxLines);
