@@ -81,7 +81,12 @@ class PDFDocumentWriter {
 
  private:
   class Pages;
+  class Table;
+
+  void item(std::string_view text, Tone tone);
+
   std::unique_ptr<Pages> pages_;
+  std::unique_ptr<Table> table_;
 };
 
 }  // namespace orvik
