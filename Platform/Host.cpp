@@ -99,6 +99,13 @@ std::string fullUserName() {
   return name.empty() ? entry->name : name;
 }
 
+std::string userWithFullName() {
+  const auto entry = account();
+  if (!entry) return userName();
+  const auto name = fullNameOfGECOS(entry->gecos, entry->name);
+  return name.empty() ? entry->name : name + " (" + entry->name + ")";
+}
+
 std::string homeFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return home;
   const auto user = account();

@@ -24,6 +24,9 @@ std::string userName();
 /// The account's full name (first GECOS field), or `userName()` when it is empty.
 std::string fullUserName();
 
+/// "Full Name (account)", or the account name alone when it has no full name.
+std::string userWithFullName();
+
 /// The user's home folder: HOME when that is an absolute path, else the account's.
 std::string homeFolder();
 

@@ -38,6 +38,7 @@ struct BackupArguments {
   bool encrypt = false;
   std::optional<std::string> key;    ///< PEM file
   std::optional<std::string> keyID;  ///< of a new data key
+  bool noReports = false;
   std::string caFile;
   bool json = false;
   bool quiet = false;
@@ -46,6 +47,7 @@ struct BackupArguments {
 /// `orvik simulate`: the backup that would be made.
 struct SimulationArguments {
   BackupArguments backup;
+  std::optional<std::string> report;  ///< PDF file
 };
 
 /// `orvik demo`.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "OrvikCore/Config/InstanceConfig.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/BackupSession.h"
 #include "orvik/Secrets.h"
@@ -57,7 +58,8 @@ BackupRequest requestFor(const BackupArguments& arguments, platform::SecretStrin
   request.instance = instanceFor(request.root, server);
   auto secret =
       readSecret({arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)}, stop);
-  request.client = makeClient(server.url, server.clientID, std::move(secret), arguments.caFile);
+  request.client = makeClient(server.url, server.clientID, std::move(secret.value), arguments.caFile);
+  request.credentialSource = std::move(secret.source);
   request.caFile = arguments.caFile;
   request.staging = arguments.staging;
   request.retryPolicy = {arguments.attempts, arguments.baseDelay, arguments.maxDelay};
@@ -66,7 +68,17 @@ BackupRequest requestFor(const BackupArguments& arguments, platform::SecretStrin
   request.pack = !arguments.noPack;
   request.keep = arguments.keep;
   request.sealing = {arguments.encrypt, arguments.key, arguments.keyID};
+  request.reports = !arguments.noReports;
   return request;
+}
+
+/// A long run must not end at a name that could not be written from the start.
+void requireWritable(const std::filesystem::path& report) {
+  const auto folder = std::filesystem::absolute(report).parent_path();
+  if (!platform::files::isDirectory(folder))
+    throw UsageError(fmt::format("The folder {} of --report is not there.", folder.string()));
+  if (!report.has_filename() || platform::files::isDirectory(report))
+    throw UsageError(fmt::format("{} of --report is a folder; name a file.", report.string()));
 }
 
 ExitStatus exitStatusOf(const BackupManifest& manifest) {
@@ -86,9 +98,10 @@ ExitStatus backup(const BackupArguments& arguments, platform::SecretString envir
 
 ExitStatus simulate(const SimulationArguments& arguments, platform::SecretString environmentSecret,
                     Results& results, const std::stop_token& stop) {
+  if (arguments.report) requireWritable(*arguments.report);
   const auto view = viewFor(arguments.backup, results);
   const auto request = requestFor(arguments.backup, std::move(environmentSecret), *view, stop);
-  const auto outcome = runSimulation(request, *view, stop);
+  const auto outcome = runSimulation(request, arguments.report, *view, stop);
   if (!arguments.backup.json) results.line(wording::simulated(outcome));
   return exitStatusOf(outcome.manifest);
 }

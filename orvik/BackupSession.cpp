@@ -17,6 +17,7 @@
 #include "orvik/GuardedRetention.h"
 #include "orvik/InstanceFolder.h"
 #include "orvik/LockWait.h"
+#include "orvik/RunReports.h"
 
 namespace orvik::host {
 
@@ -41,8 +42,8 @@ void requireSameServer(const std::filesystem::path& folder, const std::string& s
 /// Deletes old backups once the new one is published. Whatever comes of it is told and changes nothing about
 /// the backup.
 void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, ProgressView& view,
-                 const std::stop_token& stop) {
-  const auto note = [&](const std::string& text) { view.event(BackupEvents::Note{text}); };
+                 const OnBackupEvent& tell, const std::stop_token& stop) {
+  const auto note = [&](const std::string& text) { tell(BackupEvents::Note{text}); };
   try {
     view.step("Looking for old backups");
     const HeldFolder held(BackupRepository(request.root / request.instance.slug), request.lockWait, view,
@@ -56,7 +57,7 @@ void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, Pro
     const auto plan =
         GuardedRetention::plan(repository, request.keep, platform::now(), UnfinishedRuns::refuse, stop);
     view.step("Deleting old backups");
-    view.event(BackupEvents::Retention{plan.carryOut(held, stop)});
+    tell(BackupEvents::Retention{plan.carryOut(held, stop)});
   } catch (const platform::CancellationError&) {
     note("The deletion of old backups was cancelled; the next run makes up for it.");
   } catch (const std::exception& error) {
@@ -68,6 +69,10 @@ void retainAfter(const BackupOutcome& outcome, const BackupRequest& request, Pro
 std::filesystem::path stagingFor(const std::filesystem::path& staging, const std::filesystem::path& folder) {
   const auto path = std::filesystem::absolute(folder).lexically_normal().string();
   return staging / fmt::format("{}-{}", folder.filename().string(), ObjectStore::sha256(path).substr(0, 8));
+}
+
+RunReports reportsFor(const BackupRequest& request) {
+  return {request.instance.clientID.value_or("unknown"), request.credentialSource};
 }
 
 BackupJob jobFor(const BackupRequest& request) {
@@ -119,9 +124,14 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
 
   // A lock that is lost in the middle of a run is no reason to wait: that run is over.
   std::atomic<bool> begun = false;
+  auto reports = reportsFor(request);
+  const auto tell = [&](const BackupEvent& event) {
+    reports.listen(event);
+    view.event(event);
+  };
   const auto onEvent = [&](const BackupEvent& event) {
     if (!begun.exchange(true)) sealed.begun();
-    view.event(event);
+    tell(event);
   };
   LockWait wait(request.lockWait, job.root, view, stop);
   while (true) {
@@ -131,8 +141,10 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
       if (!wait.hasBegun()) view.step("Connecting to " + request.instance.url);
       auto manifest = engine.run(request.resume, onEvent, stop);
       BackupOutcome outcome{std::move(manifest), {}, MonotonicClock::now() - running};
-      outcome.folder = BackupRepository(job.root).backupDirectory(outcome.manifest.backupID);
-      if (request.keep != RetentionPolicy()) retainAfter(outcome, request, view, stop);
+      const BackupRepository repository(job.root);
+      outcome.folder = repository.backupDirectory(outcome.manifest.backupID);
+      if (request.keep != RetentionPolicy()) retainAfter(outcome, request, view, tell, stop);
+      if (request.reports) reports.write(repository, outcome.manifest.backupID, view, stop);
       view.finished(outcome);
       return outcome;
     } catch (const BackupEngineError& error) {
@@ -142,7 +154,8 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   }
 }
 
-SimulationOutcome runSimulation(const BackupRequest& request, ProgressView& view,
+SimulationOutcome runSimulation(const BackupRequest& request,
+                                const std::optional<std::filesystem::path>& report, ProgressView& view,
                                 const std::stop_token& stop) {
   const platform::files::TempFolder folder("orvik-simulation");
   auto job = jobFor(request);
@@ -152,10 +165,19 @@ SimulationOutcome runSimulation(const BackupRequest& request, ProgressView& view
   sealed.check();
   view.step("Connecting to " + request.instance.url);
   const auto running = MonotonicClock::now();
-  auto result = BackupEngine(job).simulate([&](const BackupEvent& event) { view.event(event); }, stop);
-  const bool downloads = request.options.downloadFiles;
-  SimulationOutcome outcome{std::move(result.manifest), downloads ? result.bytesToDownload : 0,
-                            MonotonicClock::now() - running};
+  auto reports = reportsFor(request);
+  const auto tell = [&](const BackupEvent& event) {
+    reports.listen(event);
+    view.event(event);
+  };
+  auto result = BackupEngine(job).simulate(tell, stop);
+  if (!request.options.downloadFiles) result.bytesToDownload = 0;
+  const auto duration = MonotonicClock::now() - running;
+  if (report) {
+    view.step("Writing the report");
+    reports.writeSimulation(BackupRepository(job.root), result, *report);
+  }
+  SimulationOutcome outcome{std::move(result.manifest), result.bytesToDownload, duration};
   view.finished(outcome);
   return outcome;
 }

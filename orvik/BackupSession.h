@@ -45,15 +45,19 @@ struct BackupRequest {
   bool pack = true;      ///< moves single object files into a pack after the run
   RetentionPolicy keep;  ///< which backups stay after the run; without a limit all do
   Sealing sealing;
+  std::string credentialSource;  ///< where the client secret came from, for the reports
+  bool reports = true;           ///< writes them into the backup's folder
 };
 
-/// Makes it, and tells `view` about it. Throws what `BackupEngine::run` throws, and `CredentialError` for a
-/// folder whose sealing makes no sense.
+/// Makes it and its reports, and tells `view` about it. Throws what `BackupEngine::run` throws, and
+/// `CredentialError` for a folder whose sealing makes no sense.
 BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const std::stop_token& stop);
 
-/// Reads what a backup would store and changes nothing below the root. Throws what `BackupEngine::simulate`
-/// throws, and `CredentialError` as `runBackup`.
-SimulationOutcome runSimulation(const BackupRequest& request, ProgressView& view,
+/// Reads what a backup would store and changes nothing below the root; a report of that goes to `report`.
+/// Throws what `BackupEngine::simulate` throws, `CredentialError` as `runBackup`, and `platform::Error` for a
+/// report that can't be written.
+SimulationOutcome runSimulation(const BackupRequest& request,
+                                const std::optional<std::filesystem::path>& report, ProgressView& view,
                                 const std::stop_token& stop);
 
 }  // namespace orvik::host

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "OrvikCore/Reports/BackupReports.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Process/ChildProcess.h"
@@ -76,6 +77,9 @@ class Demo {
     runTool("list");
     runTool("verify");
     heading("The backups stay in " + root_.string());
+    for (const auto name : {BackupReports::backupReportFile, BackupReports::securityReportFile})
+      if (BackupReports::hasReport(name, second.folder))
+        results_.line("  " + (second.folder / name).string());
     heading("To try next:");
     const auto folder = wording::shellWord((root_ / slug()).string());
     results_.line(fmt::format("  orvik diff {}", folder));
@@ -110,6 +114,7 @@ class Demo {
     request.options.maxConcurrentRequests = requestsSideBySide;
     request.options.maxConcurrentDownloads = 2;
     request.retryPolicy = {5, 1, 60};
+    request.credentialSource = "the sample server itself";
     const auto view =
         makeProgressView(OutputForm::text, arguments_.quiet ? Verbosity::quiet : Verbosity::brief, results_);
     auto outcome = runBackup(request, *view, stop_);

@@ -1,9 +1,12 @@
 #include "orvik/Secrets.h"
 
+#include <fmt/format.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Files/SecretFile.h"
 #include "Platform/Process/ChildProcess.h"
@@ -62,23 +65,29 @@ std::optional<std::string> systemdCredential() {
   return path.string();
 }
 
-SecretString orRefuse(SecretString secret, const std::string& source) {
-  if (secret.empty()) throw CredentialError(source + " holds no client secret: it is empty.");
-  return secret;
+ClientSecret orRefuse(SecretString secret, std::string source, const std::string& subject) {
+  if (secret.empty()) throw CredentialError(subject + " holds no client secret: it is empty.");
+  return {std::move(secret), std::move(source)};
 }
 
-SecretString read(SecretSources sources, const std::stop_token& stop) {
+/// A path is told; a command is not, since it may hold a password.
+ClientSecret read(SecretSources sources, const std::stop_token& stop) {
   if (sources.file == "-")
     return orRefuse(withoutLineEnd(files::readSecretly(platform::standardStreams::input(), longestSecret,
                                                        "the secret from standard input", stop)),
-                    "Standard input");
+                    "standard input", "Standard input");
   if (sources.file)
-    return orRefuse(fromFile(*sources.file, files::Exposure::refused, stop), "The file " + *sources.file);
+    return orRefuse(fromFile(*sources.file, files::Exposure::refused, stop), "the file " + *sources.file,
+                    "The file " + *sources.file);
   if (sources.command)
-    return orRefuse(fromCommand(*sources.command, stop), "The first line of --secret-command's output");
-  if (!sources.environment.empty()) return orRefuse(withoutLineEnd(sources.environment), variable);
+    return orRefuse(fromCommand(*sources.command, stop), "the output of a command",
+                    "The first line of --secret-command's output");
+  if (!sources.environment.empty())
+    return orRefuse(withoutLineEnd(sources.environment), std::string("the environment variable ") + variable,
+                    variable);
   if (const auto path = systemdCredential())
-    return orRefuse(fromFile(*path, files::Exposure::allowed, stop), "The credential " + *path);
+    return orRefuse(fromFile(*path, files::Exposure::allowed, stop),
+                    fmt::format("the systemd credential {}", credentialName), "The credential " + *path);
   throw CredentialError(
       "There is no client secret. Give it with --secret-file FILE, --secret-command CMD, the environment "
       "variable ORVIK_CLIENT_SECRET or the systemd credential orvik-client-secret.");
@@ -95,7 +104,7 @@ SecretString takeEnvironmentSecret() {
   return secret;
 }
 
-SecretString readSecret(SecretSources sources, const std::stop_token& stop) try {
+ClientSecret readSecret(SecretSources sources, const std::stop_token& stop) try {
   return read(std::move(sources), stop);
 } catch (const CredentialError&) {
   throw;

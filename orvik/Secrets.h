@@ -19,11 +19,16 @@ struct SecretSources {
 /// finds it there. Empty when it isn't set. Call it before there are threads.
 platform::SecretString takeEnvironmentSecret();
 
+struct ClientSecret {
+  platform::SecretString value;
+  std::string source;  ///< where it came from, for people; never a part of it
+};
+
 /// The secret of the first source that there is: file or command, the environment, the systemd credential
 /// "orvik-client-secret". One line end behind it is dropped.
 ///
 /// Throws `CredentialError` when there is none, it is empty or a source fails, and for a file that others can
 /// read; `platform::CancellationError` on a stop.
-platform::SecretString readSecret(SecretSources sources, const std::stop_token& stop);
+ClientSecret readSecret(SecretSources sources, const std::stop_token& stop);
 
 }  // namespace orvik::host

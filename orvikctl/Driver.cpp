@@ -9,6 +9,7 @@
 #include "orvikctl/FolderCommands.h"
 #include "orvikctl/KeyCommands.h"
 #include "orvikctl/MaintenanceCommands.h"
+#include "orvikctl/ReportCommand.h"
 #include "orvikctl/Usage.h"
 
 namespace orvik::ctl {
@@ -18,7 +19,6 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::array folderCommands{"list"sv, "verify"sv, "gc"sv, "pack"sv, "report"sv};
-constexpr std::array commandsToCome{"report"sv};
 
 bool contains(const auto& names, std::string_view name) {
   return std::ranges::find(names, name) != std::ranges::end(names);
@@ -37,7 +37,7 @@ int dispatch(const std::string& command, const Arguments& arguments, std::ostrea
   if (command == "verify") return verify(arguments, out);
   if (command == "gc") return gc(arguments, out);
   if (command == "pack") return pack(arguments, out);
-  if (contains(commandsToCome, command)) fail("the command " + command + " is not part of this version yet");
+  if (command == "report") return report(arguments, out);
   if (command == "-h" || command == "--help" || command == "help") {
     out << usage << '\n';
     return 0;

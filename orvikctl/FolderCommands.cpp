@@ -17,9 +17,6 @@ BackupRepository repositoryOf(const Arguments& positionals) {
   return BackupRepository(positionals.front());
 }
 
-namespace {
-
-/// The backup that is named, or else the newest.
 BackupRepository::Backup backupOf(const BackupRepository& repository, const Arguments& positionals) {
   std::optional<BackupRepository::Backup> backup;
   if (positionals.size() < 2) {
@@ -30,8 +27,6 @@ BackupRepository::Backup backupOf(const BackupRepository& repository, const Argu
   if (!backup) fail("no such backup");
   return std::move(*backup);
 }
-
-}  // namespace
 
 int list(const Arguments& arguments, std::ostream& out) {
   const auto repository = repositoryOf(positional(arguments));

@@ -128,10 +128,11 @@ SimulationResult BackupEngine::simulate(const OnBackupEvent& onEvent, const std:
   start.cipher = simulationCipherFor(job_, latest);
   if (start.cipher) start.record = BackupEncryption::info(job_.root).value_or(recordOfFirstSealing(job_));
   start.plan = ResumePlan::fresh(repository, start.now);
+  const auto cipher = start.cipher;
 
   BackupRun run(job_, repository, nullptr, gate_, std::move(start), onEvent, stop);
   auto manifest = run.execute(stop);
-  return {std::move(manifest), *job_.simulationDirectory, run.pendingBytes()};
+  return {std::move(manifest), *job_.simulationDirectory, run.pendingBytes(), cipher};
 }
 
 }  // namespace orvik

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <stop_token>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "OrvikCore/Format/BackupManifest.h"
 #include "OrvikCore/Jamf/PauseGate.h"
 #include "OrvikCore/Jamf/SectionCatalog.h"
+#include "OrvikCore/Security/BackupCipher.h"
 
 namespace orvik {
 
@@ -20,6 +22,8 @@ struct SimulationResult {
   BackupManifest manifest;          ///< as a backup of this moment would have it, files aside
   std::filesystem::path directory;  ///< where its manifest, indexes and audit log are
   std::int64_t bytesToDownload = 0;
+  std::optional<BackupCipher>
+      cipher;  ///< what its indexes are sealed with; a first sealing's is kept nowhere
 };
 
 /// Drives one whole backup of one server: takes the lock, decides on parent and resume, reads all sections in

@@ -58,7 +58,7 @@ inline constexpr std::string_view packIndexSuffix = ".idx";
 
 /// The longest files, in bytes, that are read whole. What is longer counts as unreadable: a foreign or
 /// hostile file must not fill the memory.
-inline constexpr std::uint64_t recordLimit = 1 << 20;       ///< instance and lock record, run state
+inline constexpr std::uint64_t recordLimit = 1 << 20;       ///< instance, lock, run state, audit line
 inline constexpr std::uint64_t encryptionLimit = 64 << 20;  ///< the wrapped keys of some 200,000 recipients
 inline constexpr std::uint64_t objectLimit = 1 << 30;       ///< as stored; longer ones are not taken either
 inline constexpr std::uint64_t manifestLimit = 64 << 20;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -14,13 +14,14 @@ namespace orvik {
 /// walk and never held. Any thread may call.
 class AuditTrail {
  public:
-  using Visit = std::function<void(const AuditEntry&)>;
+  using Visit = AuditLog::Visit;
 
   /// Of the "audit.jsonl" in that folder; a missing one is empty.
   static AuditTrail in(std::filesystem::path directory) { return AuditTrail(std::move(directory)); }
   explicit AuditTrail(std::vector<AuditEntry> entries) : source_(std::move(entries)) {}
 
-  void forEach(const Visit& visit) const;
+  /// Returns how many lines of the file could not be decoded.
+  std::size_t forEach(const Visit& visit) const;
 
  private:
   explicit AuditTrail(std::filesystem::path directory) : source_(std::move(directory)) {}

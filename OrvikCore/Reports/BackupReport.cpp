@@ -32,10 +32,6 @@ std::string software(const BackupManifest& manifest, const ReportContext& contex
   return text;
 }
 
-bool hasRemoved(const CleanupResult& result) {
-  return !result.removedBackups.empty() || result.removedObjects != 0 || result.removedFiles != 0;
-}
-
 void summaryBlock(PDFDocumentWriter& writer, const BackupReader& reader, const ReportContext& context) {
   const auto& manifest = reader.manifest;
   const auto& totals = manifest.totals;
@@ -57,7 +53,7 @@ void summaryBlock(PDFDocumentWriter& writer, const BackupReader& reader, const R
                                     line(folder.string(), reportText::longestMessage))},
       {"Run by", context.runBy()},
       {"Orvik", software(manifest, context)}};
-  if (context.retention && hasRemoved(*context.retention))
+  if (context.retention && context.retention->removedAnything())
     pairs.emplace_back("Retention", fmt::format("Removed {} old backup(s), freed {}",
                                                 context.retention->removedBackups.size(),
                                                 platform::locale::byteCount(context.retention->bytesFreed)));

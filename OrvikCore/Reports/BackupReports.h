@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "OrvikCore/Explore/BackupReader.h"
+#include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Format/BackupManifest.h"
 #include "OrvikCore/Reports/AuditTrail.h"
 #include "OrvikCore/Reports/ReportContext.h"
@@ -22,9 +23,9 @@ namespace orvik {
 struct BackupReports {
   using Path = std::filesystem::path;
 
-  static constexpr std::string_view backupReportFile = "backup-report.pdf";
-  static constexpr std::string_view securityReportFile = "security-report.pdf";
-  static constexpr std::string_view sealedSuffix = ".enc";
+  static constexpr std::string_view backupReportFile = BackupFormat::reportFile;
+  static constexpr std::string_view securityReportFile = BackupFormat::securityReportFile;
+  static constexpr std::string_view sealedSuffix = BackupFormat::encryptedSuffix;
 
   BackupReports() = delete;
 
@@ -33,6 +34,9 @@ struct BackupReports {
   /// the folder, so a report that can't be made fails no backup.
   static std::vector<std::string> writeReports(const BackupRepository& repository, std::string_view backupID,
                                                const ReportContext& context);
+
+  /// Whether a backup is sealed and no key for it is at hand: no report can tell what it holds.
+  static bool isLocked(const BackupRepository& repository, const BackupManifest& manifest);
 
   /// Each a PDF document. Throw `platform::Error` on a machine without fonts.
   static platform::Bytes backupReport(const BackupReader& reader, const ReportContext& context);

@@ -62,14 +62,28 @@ std::string AuditLog::redact(std::string_view url) {
   return (parsed->host.empty() ? "?" : parsed->host) + parsed->path;
 }
 
+std::size_t AuditLog::forEach(const std::filesystem::path& directory, const Visit& visit) {
+  const auto decoder = BackupFormat::makeDecoder();
+  std::size_t damaged = 0;
+  try {
+    const auto tooLong = LineFile::forEachLine(directory / BackupFormat::auditFile, BackupFormat::recordLimit,
+                                               [&](std::string_view line) {
+                                                 if (const auto entry = decoder.tryDecode<AuditEntry>(line))
+                                                   visit(*entry);
+                                                 else
+                                                   ++damaged;
+                                               });
+    return damaged + tooLong;
+  } catch (const platform::files::FileError&) {
+    return damaged;
+  }
+}
+
 std::vector<AuditEntry> AuditLog::read(const std::filesystem::path& directory) {
   std::vector<AuditEntry> entries;
-  const auto content =
-      platform::files::tryRead(directory / BackupFormat::auditFile, BackupFormat::indexLimit);
-  if (!content) return entries;
-  const auto decoder = BackupFormat::makeDecoder();
-  for (const auto line : LineFile::lines(*content))
-    if (auto entry = decoder.tryDecode<AuditEntry>(line)) entries.push_back(std::move(*entry));
+  const auto size = platform::files::size(directory / BackupFormat::auditFile);
+  if (!size || *size > static_cast<std::int64_t>(BackupFormat::indexLimit)) return entries;
+  forEach(directory, [&](const AuditEntry& entry) { entries.push_back(entry); });
   return entries;
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -73,7 +75,13 @@ class AuditLog {
   /// token of a query reaches the log.
   static std::string redact(std::string_view url);
 
-  /// The entries in file order; lines that can't be decoded are skipped, a missing file is empty.
+  using Visit = std::function<void(const AuditEntry&)>;
+  /// Reads the entries one after another, in file order, in memory for one line, however long the file is.
+  /// Returns how many lines could not be decoded or are longer than `BackupFormat::recordLimit`; they are
+  /// skipped. A missing file is empty, and one that can't be read ends there. Throws what `visit` throws, but
+  /// a `FileError` ends the walk.
+  static std::size_t forEach(const std::filesystem::path& directory, const Visit& visit);
+  /// The entries in file order, all at once; those of a file beyond `BackupFormat::indexLimit` are too many.
   static std::vector<AuditEntry> read(const std::filesystem::path& directory);
 
  private:

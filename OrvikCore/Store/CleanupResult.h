@@ -16,6 +16,8 @@ struct CleanupResult {
   std::int64_t removedFiles = 0;            ///< package files
   std::int64_t bytesFreed = 0;
 
+  bool removedAnything() const { return !removedBackups.empty() || removedObjects > 0 || removedFiles > 0; }
+
   static constexpr auto fields() {
     using platform::json::field;
     return std::tuple{field("removedBackups", &CleanupResult::removedBackups),

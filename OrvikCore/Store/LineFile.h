@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -28,6 +30,12 @@ class LineFile {
 
   /// The lines of a file's content that are not empty, the torn last one included.
   static std::vector<std::string_view> lines(std::string_view content);
+
+  /// The same lines of a file of any length, one after another. Takes memory for one line, of at most
+  /// `longest` bytes; longer ones are left out. Returns how many were. Throws `platform::files::FileError`,
+  /// and what `visit` throws.
+  static std::size_t forEachLine(const std::filesystem::path& path, std::size_t longest,
+                                 const std::function<void(std::string_view)>& visit);
 
  private:
   std::filesystem::path path_;

@@ -24,7 +24,6 @@ constexpr std::array laterOptions{
     LaterOption{"--instance", LaterOption::Form::value,
                 "stored instances come later; name the server with --url and --client-id"},
 };
-constexpr LaterOption laterReport{"--report", LaterOption::Form::value, "reports come later"};
 
 void addServer(CLI::App& command, BackupArguments& a) {
   command.add_option("--to", a.to, "Folder of all instances; made when it is missing")->type_name("ROOT");
@@ -74,6 +73,7 @@ void addKeeping(CLI::App& command, BackupArguments& a) {
   addKey(command, a.key);
   command.add_option("--key-id", a.keyID, "Seal a new folder for this key alone (default: for all at hand)")
       ->type_name("ID");
+  command.add_flag("--no-reports", a.noReports, "Leave the two PDF reports out");
   addLockWait(command, a.lockWait);
 }
 
@@ -89,12 +89,6 @@ void refuseLater(const CLI::App& command, const LaterOption& later) {
     throw UsageError(fmt::format("{} is not available in this version: {}.", later.name, later.reason));
 }
 
-/// What is so already, and what comes later.
-void addOthers(CLI::App& command) {
-  command.add_flag("--no-reports")->description("Already so in this version");
-  for (const auto& later : laterOptions) addLater(command, later);
-}
-
 void addRun(CLI::App& command, BackupArguments& a) {
   addServer(command, a);
   addReading(command, a);
@@ -102,7 +96,7 @@ void addRun(CLI::App& command, BackupArguments& a) {
   command.add_option("--ca-file", a.caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
   addQuiet(command, a.quiet);
   addJSON(command, a.json);
-  addOthers(command);
+  for (const auto& later : laterOptions) addLater(command, later);
 }
 
 BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
@@ -142,9 +136,10 @@ void addBackup(CLI::App& program, Commands& commands) {
 
 void addSimulate(CLI::App& program, Commands& commands) {
   auto& command = *program.add_subcommand("simulate", "Show what a backup would store and download");
-  const auto a = std::make_shared<BackupArguments>();
-  addRun(command, *a);
-  addLater(command, laterReport);
+  const auto a = std::make_shared<SimulationArguments>();
+  addRun(command, a->backup);
+  command.add_option("--report", a->report, "Write what the simulation found as a PDF document")
+      ->type_name("FILE");
   command.footer(
       "The server is read as by a backup, but devices that changed and package files are only counted.\n"
       "Nothing below ROOT changes, and no lock is taken. The options of orvik backup are understood; those\n"
@@ -153,8 +148,9 @@ void addSimulate(CLI::App& program, Commands& commands) {
       "  orvik simulate --to /srv/backups --url https://school.example --client-id 4711 --secret-file "
       "~/secret");
   commands.push_back({&command, [&command, a]() -> Invocation {
-                        refuseLater(command, laterReport);
-                        return SimulationArguments{checked(command, *a)};
+                        if (a->report && a->report->empty())
+                          throw UsageError("--report is empty. See orvik simulate --help.");
+                        return SimulationArguments{checked(command, a->backup), a->report};
                       }});
 }
 

@@ -28,6 +28,8 @@ TEST(HostTest, TheUserIsTheAccountOfTheProcess) {
   EXPECT_EQ(userName(), entry->pw_name);
   EXPECT_FALSE(fullUserName().empty());
   EXPECT_EQ(fullUserName().find(','), std::string::npos);
+  const auto fullName = fullNameOfGECOS(entry->pw_gecos, entry->pw_name);
+  EXPECT_EQ(userWithFullName(), fullName.empty() ? userName() : fullName + " (" + userName() + ")");
 }
 
 TEST(HostTest, TheHomeFolderIsTheEnvironmentsOrElseTheAccounts) {

@@ -150,14 +150,19 @@ TEST(CommandTable, AVariableOfTheOtherSecretSourceGivesWay) {
 TEST(CommandTable, OptionsOfLaterVersionsAreRefusedWithASentence) {
   EXPECT_THAT(refusal(backupLine({"--instance", "x"})),
               testing::StartsWith("--instance is not available in this version: "));
-  EXPECT_THAT(refusal({"simulate", "--report", "x.pdf"}),
-              testing::StartsWith("--report is not available in this version: "));
   Variables variables;
   variables.set("ORVIK_INSTANCE", "x");
   EXPECT_THAT(refusal(backupLine()), testing::StartsWith("--instance is not available in this version: "));
 }
 
-TEST(CommandTable, WhatIsAlreadySoIsAccepted) { EXPECT_NO_THROW(parsed({"--no-reports"})); }
+TEST(CommandTable, ReportsAreWrittenUnlessTheyAreLeftOut) {
+  EXPECT_FALSE(parsed({}).noReports);
+  EXPECT_TRUE(parsed({"--no-reports"}).noReports);
+}
+
+TEST(CommandTable, AnEmptyNameOfAReportIsRefused) {
+  EXPECT_THAT(refusal({"simulate", "--report", ""}), testing::StartsWith("--report is empty."));
+}
 
 TEST(CommandTable, DevicesAndFilesHaveTheirOptions) {
   const auto plain = parsed({});

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Platform/Files/Files.h"
+#include "fuzz/AuditLogCheck.h"
 #include "fuzz/ContentRangeCheck.h"
 #include "fuzz/EncryptionRecordCheck.h"
 #include "fuzz/EnvelopeCheck.h"
@@ -41,6 +42,7 @@ void replay(const char* name, const Check& check) {
   }
 }
 
+TEST(FuzzCorpus, AuditLog) { replay("AuditLog", orvik::fuzz::brokenAuditRule); }
 TEST(FuzzCorpus, SectionIndex) { replay("SectionIndex", orvik::fuzz::brokenIndexRule); }
 TEST(FuzzCorpus, Journal) { replay("Journal", orvik::fuzz::brokenJournalRule); }
 TEST(FuzzCorpus, Envelope) { replay("Envelope", orvik::fuzz::brokenEnvelopeRule); }
