@@ -40,7 +40,11 @@ class SecretFolder final : public PasswordStore {
   std::optional<SecretString> find(const std::string& service, const std::string& account) override try {
     const auto path = pathOf(service, account);
     if (!isPrivateFolder() || !files::exists(path)) return std::nullopt;
-    return files::readSecretFile(path, longestSecret, files::Exposure::refused, {});
+    try {
+      return files::readSecretFile(path, longestSecret, files::Exposure::refused, {});
+    } catch (const files::ExposedFileError& error) {
+      throw Error(fmt::format("{}; run: chmod 600 '{}'", error.description(), path.string()));
+    }
   } catch (const Error& error) {
     refuse(error);
   }

@@ -4,9 +4,11 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <cstdio>
+#include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Platform/Files/Files.h"
 #include "tests/Support/Commands.h"
@@ -44,9 +46,20 @@ class SessionKeychain {
     const auto shown = outputOf("/bin/sh", {"-c",
                                             "printf 'a password' | gnome-keyring-daemon --unlock "
                                             "--components=secrets"});
-    const auto id = outputOf(
-        "dbus-send", {"--session", "--print-reply=literal", "--dest=org.freedesktop.DBus", "/",
-                      "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:org.freedesktop.secrets"});
+    const std::vector<std::string> who{"--session",
+                                       "--print-reply=literal",
+                                       "--dest=org.freedesktop.DBus",
+                                       "/",
+                                       "org.freedesktop.DBus.GetConnectionUnixProcessID",
+                                       "string:org.freedesktop.secrets"};
+    // The daemon goes into the background before it has its name.
+    auto answer = runProgram("dbus-send", who);
+    for (int i = 0; i < 500 && answer.status != 0; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      answer = runProgram("dbus-send", who);
+    }
+    ASSERT_EQ(answer.status, 0) << answer.err << shown;
+    const std::string& id = answer.out;
     keyringID_ = std::stoi(id.substr(id.find("uint32") + 6));
   }
   void stopKeyring() {

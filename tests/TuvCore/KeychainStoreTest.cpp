@@ -93,7 +93,7 @@ TEST_F(FolderKeychain, AFolderThatOthersMayLookIntoIsRefusedWithTheCommandThatMe
 TEST_F(FolderKeychain, AFileThatOthersMayReadIsRefused) {
   store.set(SecretString(std::string("x")), "a");
   ASSERT_EQ(chmod(onlyFile().c_str(), 0644), 0);
-  EXPECT_THAT(refusal([] { store.string("a"); }), HasSubstr("chmod"));
+  EXPECT_THAT(refusal([] { store.string("a"); }), HasSubstr("run: chmod 600 '"));
 }
 
 TEST_F(FolderKeychain, NamesThatTravelStayInTheFolder) {
