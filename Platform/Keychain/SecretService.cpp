@@ -35,9 +35,7 @@ class Failure {
   GError** place() { return &error_; }
   bool happened() const { return error_ != nullptr; }
 
-  /// The library keeps its connection, also one whose other end died: the next call makes a new one.
   [[noreturn]] void raise() const {
-    secret_service_disconnect();
     throw PasswordError(Reason::failed, error_ ? error_->message : "the Secret Service did not answer");
   }
 
@@ -135,8 +133,9 @@ class SecretServiceStore final : public PasswordStore {
  private:
   static Owned<SecretService> connection() {
     Failure failure;
-    Owned<SecretService> service(
-        secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, failure.place()));
+    // Not the one that the library keeps, whose other end may have died since.
+    Owned<SecretService> service(secret_service_open_sync(
+        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, nullptr, failure.place()));
     if (!service) failure.raise();
     return service;
   }
