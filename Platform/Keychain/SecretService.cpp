@@ -133,9 +133,10 @@ class SecretServiceStore final : public PasswordStore {
  private:
   static Owned<SecretService> connection() {
     Failure failure;
-    // Not the one that the library keeps, whose other end may have died since.
-    Owned<SecretService> service(secret_service_open_sync(
-        SECRET_TYPE_SERVICE, nullptr, SECRET_SERVICE_OPEN_SESSION, nullptr, failure.place()));
+    // The library keeps a connection whose other end may have died since.
+    secret_service_disconnect();
+    Owned<SecretService> service(
+        secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, failure.place()));
     if (!service) failure.raise();
     return service;
   }
