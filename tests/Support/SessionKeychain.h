@@ -6,9 +6,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "Platform/Files/Files.h"
 #include "tests/Support/Commands.h"
@@ -49,28 +49,13 @@ class SessionKeychain {
   SessionKeychain& operator=(const SessionKeychain&) = delete;
 
   void startKeyring() {
-    const auto shown = outputOf("/bin/sh", {"-c",
-                                            "printf 'a password' | gnome-keyring-daemon --unlock "
-                                            "--components=secrets"});
-    const std::vector<std::string> who{"--session",
-                                       "--print-reply=literal",
-                                       "--dest=org.freedesktop.DBus",
-                                       "/",
-                                       "org.freedesktop.DBus.GetConnectionUnixProcessID",
-                                       "string:org.freedesktop.secrets"};
+    outputOf("/bin/sh", {"-c", "printf 'a password' | gnome-keyring-daemon --unlock --components=secrets"});
     // The daemon goes into the background before it has its name.
-    auto answer = runProgram("dbus-send", who);
-    for (int i = 0; i < 500 && answer.status != 0; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      answer = runProgram("dbus-send", who);
-    }
-    ASSERT_EQ(answer.status, 0) << answer.err << shown;
-    const std::string& id = answer.out;
-    keyringID_ = std::stoi(id.substr(id.find("uint32") + 6));
+    waitUntil([this] { return (keyringID_ = ownerOfName()) > 0; });
   }
   void stopKeyring() {
-    if (keyringID_ > 0) ::kill(keyringID_, SIGKILL);
-    keyringID_ = -1;
+    ::kill(keyringID_, SIGKILL);
+    waitUntil([this] { return ownerOfName() < 0; });
   }
   void lock() const {
     outputOf("dbus-send", {"--session", "--print-reply", "--dest=org.freedesktop.secrets",
@@ -79,6 +64,21 @@ class SessionKeychain {
   }
 
  private:
+  /// The process that offers the service; -1 when nobody does.
+  static pid_t ownerOfName() {
+    const auto answer = runProgram(
+        "dbus-send", {"--session", "--print-reply=literal", "--dest=org.freedesktop.DBus", "/",
+                      "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:org.freedesktop.secrets"});
+    return answer.status == 0 ? std::stoi(answer.out.substr(answer.out.find("uint32") + 6)) : -1;
+  }
+  static void waitUntil(const std::function<bool()>& happened) {
+    for (int i = 0; i < 500; ++i) {
+      if (happened()) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    FAIL() << "the keyring daemon did not come or go within ten seconds";
+  }
+
   platform::files::TempFolder folder_;
   ScopedVariable data_{"XDG_DATA_HOME"};
   ScopedVariable runtime_{"XDG_RUNTIME_DIR"};
