@@ -34,7 +34,9 @@ jamf::OAuthTokenManager::SecretProvider CredentialStore::secretProvider(
     const InstanceConfig& instance) const {
   if (instance.managedSecret)
     return [secret = instance.managedSecret, keys = keyProvider] {
-      return SecretEnvelope::decrypt(secret->reveal(), *keys);
+      const auto text = secret->reveal();
+      return SecretEnvelope::isEnvelope(text) ? SecretEnvelope::decrypt(text, *keys)
+                                                      : platform::SecretString(std::string(text));
     };
   return [store = keychain, account = accountOf(instance)] {
     auto secret = store.string(account);

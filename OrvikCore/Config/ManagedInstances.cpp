@@ -49,7 +49,7 @@ Result parse(const Value& value) {
       continue;
     }
     const std::string name = nameOf(element, *url);
-    if (!secret->starts_with(SecretEnvelope::prefix))
+    if (!SecretEnvelope::isEnvelope(*secret))
       result.warnings.push_back(fmt::format(
           "ManagedInstances[{}] ({}) has an unencrypted ClientSecret. Anyone on this Mac can read "
           "Managed Preferences; encrypt it with `orvikctl encrypt`.",
