@@ -36,7 +36,7 @@ jamf::OAuthTokenManager::SecretProvider CredentialStore::secretProvider(
     return [secret = instance.managedSecret, keys = keyProvider] {
       const auto text = secret->reveal();
       return SecretEnvelope::isEnvelope(text) ? SecretEnvelope::decrypt(text, *keys)
-                                                      : platform::SecretString(std::string(text));
+                                              : platform::SecretString(std::string(text));
     };
   return [store = keychain, account = accountOf(instance)] {
     auto secret = store.string(account);

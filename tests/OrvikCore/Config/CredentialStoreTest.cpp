@@ -68,8 +68,7 @@ TEST_F(CredentialStoreTest, AnAbsentSecretIsAnAPIError) {
 }
 
 TEST_F(CredentialStoreTest, AManagedSecretIsOpenedAtEachCall) {
-  const auto instance =
-      managed(SecretEnvelope::encrypt("hunter2", test::organisationKey().publicKey()));
+  const auto instance = managed(SecretEnvelope::encrypt("hunter2", test::organisationKey().publicKey()));
   EXPECT_TRUE(store.hasSecret(instance));
   const auto provider = store.secretProvider(instance);
   EXPECT_EQ(provider().reveal(), "hunter2");
