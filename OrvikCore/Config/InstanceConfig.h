@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,17 +9,21 @@
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "Platform/HTTP/URL.h"
 #include "Platform/JSON/Codable.h"
+#include "Platform/SecretString.h"
 #include "Platform/UUID.h"
 
 namespace orvik {
 
-/// A server to back up, as a person or an administrator entered it. A plain value; holds no secret.
+/// A server to back up, as a person or an administrator entered it. A plain value.
 struct InstanceConfig {
   platform::UUID id;
   std::string name;  ///< for display
   std::string url;   ///< as entered
   std::string clientID;
   std::optional<std::string> fileShareMountPath;  ///< local mount of a file share
+  /// The client secret that the organisation forces, sealed as a rule; null for an instance of the user's
+  /// own. Never written down; shared by copies.
+  std::shared_ptr<const platform::SecretString> managedSecret;
 
   /// The server's URL: white space around it and slashes behind it are dropped, and "https://" is put in
   /// front unless the text begins with "http" in any case. Nothing when that is no URL with a host.

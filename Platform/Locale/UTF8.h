@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// How the files of this folder walk through UTF-8.
+/// How the doors walk through UTF-8.
 namespace platform::locale {
 
 /// What stands for bytes that are no UTF-8; no scalar has this number.

@@ -1,7 +1,6 @@
 #include "Platform/Process/ChildProcess.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,12 +10,14 @@
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Error.h"
 #include "Platform/Files/SecretFile.h"
 #include "Platform/Keychain/TokenPIN.h"
+#include "Platform/Process/Spawn.h"
 
 namespace platform {
 
@@ -43,27 +44,14 @@ class Child {
  public:
   /// With `standardOutput` >= 0 the child writes there.
   Child(const std::vector<std::string>& arguments, int standardOutput) {
-    sigset_t none, defaults;
-    sigemptyset(&none);
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    if (standardOutput >= 0) posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
-
-    std::vector<char*> argv;
-    for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
     const auto environment = environmentWithout(keychain::pinVariable);
-    const int error = posix_spawn(&id_, argv[0], &actions, &attributes, argv.data(), environment.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    if (error != 0) throw Error("Can't run " + arguments.front() + ": " + ::strerror(error));
+    const Redirection output{standardOutput, STDOUT_FILENO};
+    const std::span redirections(&output, standardOutput >= 0 ? 1U : 0U);
+    try {
+      id_ = spawn(arguments.front(), arguments, environment.data(), redirections);
+    } catch (const Error& error) {
+      throw Error("Can't run " + arguments.front() + ": " + error.description());
+    }
   }
   ~Child() {
     if (ended()) return;

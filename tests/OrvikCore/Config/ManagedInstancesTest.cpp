@@ -1,5 +1,6 @@
 #include "OrvikCore/Config/ManagedInstances.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -40,6 +41,103 @@ TEST(ManagedInstances, TheCaseOfTheURLDoesNotMatter) {
 TEST(ManagedInstances, AnotherClientIsAnotherInstance) {
   EXPECT_NE(stableID("https://server.example", "c"), stableID("https://server.example", "C"));
   EXPECT_NE(stableID("https://server.example", "c"), stableID("https://server.example/", "c"));
+}
+
+using platform::plist::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Value dictionary(std::vector<std::pair<std::string, std::string>> members) {
+  Value::Dictionary content;
+  for (auto& [key, value] : members) content.emplace_back(key, Value(std::move(value)));
+  return Value(std::move(content));
+}
+
+constexpr const char* sealed = "ORVIK-ENC:v1:abc";
+
+TEST(ManagedInstances, AnElementBecomesAnInstance) {
+  const auto result =
+      ManagedInstances::parse(Value(Value::Array{dictionary({{"Name", "School"},
+                                                             {"URL", "https://jamf.example"},
+                                                             {"ClientID", "c1"},
+                                                             {"ClientSecret", sealed},
+                                                             {"FileShareMountPath", "/mnt/p"}})}));
+  EXPECT_THAT(result.warnings, IsEmpty());
+  ASSERT_EQ(result.instances.size(), 1U);
+  const auto& instance = result.instances.front();
+  EXPECT_EQ(instance.name, "School");
+  EXPECT_EQ(instance.url, "https://jamf.example");
+  EXPECT_EQ(instance.clientID, "c1");
+  EXPECT_EQ(instance.fileShareMountPath, "/mnt/p");
+  EXPECT_EQ(instance.id, stableID("https://jamf.example", "c1"));
+  EXPECT_EQ(instance.managedSecret->reveal(), sealed);
+}
+
+TEST(ManagedInstances, WithoutANameTheHostOrElseTheURLNamesAnInstance) {
+  const auto result = ManagedInstances::parse(Value(Value::Array{
+      dictionary({{"URL", "https://jamf.example:8443/x"}, {"ClientID", "c"}, {"ClientSecret", sealed}}),
+      dictionary({{"Name", ""}, {"URL", "jamf.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}})}));
+  ASSERT_EQ(result.instances.size(), 2U);
+  EXPECT_EQ(result.instances[0].name, "jamf.example");
+  EXPECT_EQ(result.instances[1].name, "jamf.example");
+}
+
+TEST(ManagedInstances, TwoEntriesOfOneURLInAnyCaseAndOneClientHaveOneID) {
+  const auto result = ManagedInstances::parse(Value(Value::Array{
+      dictionary({{"URL", "https://JAMF.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}}),
+      dictionary({{"URL", "https://jamf.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}})}));
+  ASSERT_EQ(result.instances.size(), 2U);
+  EXPECT_EQ(result.instances[0].id, result.instances[1].id);
+}
+
+TEST(ManagedInstances, AThirdElementWithoutURLIsAWarningWithTheIndex2AndNoInstance) {
+  const auto whole = dictionary({{"URL", "https://a.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}});
+  const auto result = ManagedInstances::parse(
+      Value(Value::Array{whole, whole, dictionary({{"ClientID", "c"}, {"ClientSecret", sealed}}), whole}));
+  EXPECT_EQ(result.instances.size(), 3U);
+  EXPECT_THAT(result.warnings,
+              ElementsAre("ManagedInstances[2] needs URL, ClientID and ClientSecret; ignored."));
+}
+
+TEST(ManagedInstances, ASecretInPlainIsAWarningAndTheInstanceAppears) {
+  const auto result = ManagedInstances::parse(Value(Value::Array{dictionary(
+      {{"Name", "School"}, {"URL", "https://a.example"}, {"ClientID", "c"}, {"ClientSecret", "hunter2"}})}));
+  EXPECT_EQ(result.instances.size(), 1U);
+  EXPECT_THAT(
+      result.warnings,
+      ElementsAre("ManagedInstances[0] (School) has an unencrypted ClientSecret. Anyone on this Mac can "
+                  "read Managed Preferences; encrypt it with `orvikctl encrypt`."));
+}
+
+TEST(ManagedInstances, ElementsThatAreWrongInEveryWayStopNoOther) {
+  const auto whole = dictionary({{"URL", "https://a.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}});
+  const auto broken = [&](const char* key, Value value) {
+    Value::Dictionary content = *whole.dictionary();
+    for (auto& [name, old] : content)
+      if (name == key) old = value;
+    return Value(content);
+  };
+  Value::Array elements;
+  for (const auto* key : {"URL", "ClientID", "ClientSecret"})
+    for (const auto& value : {Value(std::string()), Value(true), Value(std::int64_t{1}), Value(2.5),
+                              Value(Value::Array{}), Value(Value::Dictionary{}), Value(Value::Data{"x"})})
+      elements.push_back(broken(key, value));
+  elements.push_back(Value(Value::Dictionary{}));
+  elements.push_back(broken("Name", Value(true)));
+  elements.push_back(whole);
+  const auto result = ManagedInstances::parse(Value(elements));
+  EXPECT_EQ(result.warnings.size(), 22U);
+  EXPECT_EQ(result.instances.size(), 2U);
+}
+
+TEST(ManagedInstances, AnythingButAnArrayOfDictionariesIsEmpty) {
+  const auto whole = dictionary({{"URL", "https://a.example"}, {"ClientID", "c"}, {"ClientSecret", sealed}});
+  for (const auto& value : {Value(std::string("x")), Value(true), whole, Value(Value::Array{}),
+                            Value(Value::Array{whole, Value(std::string("x"))})}) {
+    const auto result = ManagedInstances::parse(value);
+    EXPECT_THAT(result.instances, IsEmpty());
+    EXPECT_THAT(result.warnings, IsEmpty());
+  }
 }
 
 }  // namespace

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// A descriptor of this process under the number that it has in a child.
+struct Redirection {
+  int from;
+  int to;
+};
+
+/// The texts as the system takes them: pointers into them, a null behind the last.
+std::vector<char*> systemTexts(const std::vector<std::string>& texts);
+
+/// Starts a program with no signal blocked and a broken pipe as the system's default has it; `words` begin
+/// with its name. Throws `Error` with the system's words.
+pid_t spawn(const std::string& path, const std::vector<std::string>& words, char* const* environment,
+            std::span<const Redirection> redirections);
+
+}  // namespace platform
