@@ -4,7 +4,7 @@
 
 #include "Platform/Keychain/Passwords.h"
 #include "Platform/Locale/Text.h"
-#include "TuvCore/AppFolders.h"
+#include "TuvCore/AppIdentity.h"
 
 namespace tuv {
 
@@ -14,7 +14,7 @@ namespace {
 template <typename Operation>
 auto withPasswords(const Operation& operation) {
   try {
-    const auto store = platform::keychain::passwords(AppFolders::user() / "secrets");
+    const auto store = platform::keychain::passwords(AppIdentity::own().userSupportDirectory() / "secrets");
     return operation(*store);
   } catch (const platform::keychain::PasswordError& error) {
     throw KeychainError::unexpectedStatus(static_cast<std::int32_t>(error.reason()), error.description());

@@ -16,7 +16,7 @@
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/Files/Files.h"
-#include "TuvCore/AppFolders.h"
+#include "TuvCore/AppIdentity.h"
 #include "TuvCore/Log.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/Wording.h"
@@ -32,7 +32,7 @@ files::Path recordOf(const BackupJob& job) { return job.root / BackupFormat::enc
 /// Where copies of an instance's records are kept. One server may be backed up into several folders, each
 /// with a record of its own.
 files::Path copiesOf(const BackupJob& job) {
-  return tuv::AppFolders::user() / "encryption" / job.instance.id.text();
+  return tuv::AppIdentity::own().userSupportDirectory() / "encryption" / job.instance.id.text();
 }
 
 /// Whether a finished or an interrupted backup is sealed.

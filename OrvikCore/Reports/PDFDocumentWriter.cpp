@@ -16,7 +16,7 @@ using pdf::TextBlock;
 namespace {
 
 constexpr Font bodyFont{Face::regular, 9.5};
-constexpr Font bodyBoldFont{Face::bold, 9.5};
+constexpr Font boldFont{Face::bold, 9.5};
 constexpr Font smallBoldFont{Face::bold, 8};
 constexpr Font monoFont{Face::mono, 7.5};
 constexpr Font coverFont{Face::bold, 22};
@@ -145,7 +145,7 @@ void PDFDocumentWriter::subheading(std::string_view text, Tone tone) {
 }
 
 void PDFDocumentWriter::label(std::string_view text, Tone tone) {
-  pages_->addHeading(text, 2, bodyBoldFont, tone);
+  pages_->addHeading(text, 2, boldFont, tone);
 }
 
 void PDFDocumentWriter::paragraph(std::string_view text, Tone tone, bool small) {

@@ -6,7 +6,7 @@
 #include "OrvikCore/Security/SecretEnvelope.h"
 #include "OrvikCore/Security/SecretError.h"
 #include "Platform/Crypto/P256.h"
-#include "TuvCore/AppFolders.h"
+#include "TuvCore/AppIdentity.h"
 #include "TuvCore/Log.h"
 
 namespace orvik {
@@ -65,8 +65,9 @@ std::vector<std::string> KeychainIdentityKeyProvider::availableKeyIDs() const {
 
 std::vector<KeychainIdentityKeyProvider::KeyIDAndIdentity> KeychainIdentityKeyProvider::identities() {
   std::vector<KeyIDAndIdentity> pairs;
-  for (auto& identity : platform::keychain::identities(
-           {tuv::AppFolders::user() / identitiesFolder, tuv::AppFolders::system() / identitiesFolder}))
+  for (auto& identity :
+       platform::keychain::identities({tuv::AppIdentity::own().userSupportDirectory() / identitiesFolder,
+                                       tuv::AppIdentity::own().systemSupportDirectory() / identitiesFolder}))
     if (const auto x963 = CertificateKey::x963PublicKey(identity->certificate()))
       pairs.emplace_back(SecretEnvelope::keyID(*x963), std::move(identity));
   return pairs;
