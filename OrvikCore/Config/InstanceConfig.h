@@ -23,7 +23,7 @@ struct InstanceConfig {
   std::optional<std::string> fileShareMountPath;  ///< local mount of a file share
   /// The client secret that the organisation forces, sealed as a rule; null for an instance of the user's
   /// own. Never written down; shared by copies.
-  std::shared_ptr<const platform::SecretString> managedSecret;
+  std::shared_ptr<const platform::SecretString> managedSecret = nullptr;
 
   /// The server's URL: white space around it and slashes behind it are dropped, and "https://" is put in
   /// front unless the text begins with "http" in any case. Nothing when that is no URL with a host.
