@@ -53,7 +53,8 @@ TEST_F(ScheduleStoreTest, AHugeFileIsAnEmptySchedule) {
 }
 
 TEST_F(ScheduleStoreTest, AFailureToSaveIsThrown) {
-  const ScheduleStore nowhere(folder / "missing");
+  platform::files::atomicWrite("in the way", folder / "file");
+  const ScheduleStore nowhere(folder / "file");
   EXPECT_THROW(nowhere.save({}), platform::files::FileError);
 }
 
