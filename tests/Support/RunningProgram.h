@@ -142,7 +142,7 @@ class RunningProgram {
   void spawn(const ProgramStart& start, const posix_spawn_file_actions_t& actions) {
     std::vector<std::string> variables;
     for (const auto& [name, value] : start.environment) variables.push_back(name + "=" + value);
-    for (const char* name : {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"})
+    for (const char* name : {"PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"})
       if (const char* value = std::getenv(name)) variables.push_back(std::string(name) + "=" + value);
     const auto pointers = [](const std::vector<std::string>& texts) {
       std::vector<char*> list;
