@@ -26,24 +26,6 @@ namespace {
 using Time = std::chrono::steady_clock::time_point;
 constexpr Time never = Time::max();
 
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-  bool isOpen() const { return number_ >= 0; }
-  void close() {
-    if (number_ >= 0) ::close(number_);
-    number_ = -1;
-  }
-
- private:
-  int number_;
-};
-
 [[noreturn]] void failed(int error) { throw Error(::strerror(error)); }
 
 int checked(int result) {

@@ -85,16 +85,6 @@ class Child {
   std::optional<int> status_;
 };
 
-/// A descriptor that is closed when it goes.
-struct Descriptor {
-  int number;
-  ~Descriptor() { close(); }
-  void close() {
-    if (number >= 0) ::close(number);
-    number = -1;
-  }
-};
-
 }  // namespace
 
 int runProgram(const std::vector<std::string>& arguments, const std::stop_token& stop) {
@@ -106,10 +96,10 @@ SecretOutput runForSecret(const std::vector<std::string>& arguments, std::size_t
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) < 0)
     throw Error(std::string("Can't make a pipe: ") + ::strerror(errno));
-  Descriptor output{ends[0]}, input{ends[1]};
-  Child child(arguments, input.number);
+  Descriptor output(ends[0]), input(ends[1]);
+  Child child(arguments, input.number());
   input.close();
-  auto text = files::readSecretly(output.number, limit, "the output of " + arguments.front(), stop);
+  auto text = files::readSecretly(output.number(), limit, "the output of " + arguments.front(), stop);
   return {child.wait(stop), std::move(text)};
 }
 

@@ -2,12 +2,18 @@
 
 #include <spawn.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <csignal>
 
 #include "Platform/Error.h"
 
 namespace platform {
+
+void Descriptor::close() {
+  if (number_ >= 0) ::close(number_);
+  number_ = -1;
+}
 
 std::vector<char*> systemTexts(const std::vector<std::string>& texts) {
   std::vector<char*> result;

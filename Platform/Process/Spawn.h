@@ -8,6 +8,22 @@
 
 namespace platform {
 
+/// An open descriptor of this process, closed when it goes.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int number() const { return number_; }
+  bool isOpen() const { return number_ >= 0; }
+  void close();
+
+ private:
+  int number_;
+};
+
 /// A descriptor of this process under the number that it has in a child.
 struct Redirection {
   int from;
