@@ -9,12 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Explore/BackupReader.h"
 #include "bench/Measure.h"
 #include "bench/ProgramCost.h"
 #include "bench/RunOfServer.h"
-#include "bench/ServerProcess.h"
 
 namespace {
 
@@ -42,19 +40,7 @@ int main(int count, char** arguments) {
   const std::filesystem::path parent = count > 1 ? arguments[1] : "/tmp";
   const auto program = (std::filesystem::canonical("/proc/self/exe").parent_path() / "orvik").string();
   const auto root = parent / fmt::format("orvik-reader-{}", getpid());
-  {
-    bench::ServerProcess server(sample::FleetSize::enterprise);
-    const auto run = [&] {
-      auto job = bench::jobFor(server, root, 16);
-      job.options.disabledSections = {"packageFiles"};
-      return BackupEngine(job).run(ResumeInterrupted::no, {});
-    };
-    run();
-    server.mutate(1000);
-    const auto manifest = run();
-    fmt::print("{} objects, {} of them new or changed\n", manifest.totals.objects,
-               manifest.totals.newOrChangedObjects);
-  }
+  bench::twoBackupsOfTheLargestFleet(root);
   const BackupRepository repository(root);
   const BackupReader reader(repository, repository.latestComplete().value().id);
   const auto computers = reader.index("computers");

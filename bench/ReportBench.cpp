@@ -7,13 +7,11 @@
 #include <filesystem>
 #include <string>
 
-#include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Files/Files.h"
 #include "bench/Measure.h"
 #include "bench/ProgramCost.h"
 #include "bench/RunOfServer.h"
-#include "bench/ServerProcess.h"
 
 namespace {
 
@@ -43,21 +41,7 @@ int main(int count, char** arguments) {
   const std::filesystem::path parent = count > 1 ? arguments[1] : "/tmp";
   const auto program = (std::filesystem::canonical("/proc/self/exe").parent_path() / "orvikctl").string();
   const auto root = parent / fmt::format("orvik-report-{}", getpid());
-  std::string backupID;
-  {
-    bench::ServerProcess server(sample::FleetSize::enterprise);
-    const auto run = [&] {
-      auto job = bench::jobFor(server, root, 16);
-      job.options.disabledSections = {"packageFiles"};
-      return BackupEngine(job).run(ResumeInterrupted::no, {});
-    };
-    run();
-    server.mutate(1000);
-    const auto manifest = run();
-    backupID = manifest.backupID;
-    fmt::print("{} objects, {} of them new or changed\n", manifest.totals.objects,
-               manifest.totals.newOrChangedObjects);
-  }
+  const auto backupID = bench::twoBackupsOfTheLargestFleet(root).backupID;
   setLines(root / "backups" / backupID / BackupFormat::auditFile, auditLines);
 
   std::vector<double> seconds, megabytes;

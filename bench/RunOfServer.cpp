@@ -1,5 +1,7 @@
 #include "bench/RunOfServer.h"
 
+#include <fmt/format.h>
+
 #include <memory>
 
 #include "JamfCore/Authentication/OAuthTokenManager.h"
@@ -28,6 +30,21 @@ orvik::BackupJob jobFor(const ServerProcess& server, const std::filesystem::path
 
 orvik::BackupManifest run(const ServerProcess& server, const std::filesystem::path& root, int width) {
   return orvik::BackupEngine(jobFor(server, root, width)).run(orvik::ResumeInterrupted::no, {});
+}
+
+orvik::BackupManifest twoBackupsOfTheLargestFleet(const std::filesystem::path& root) {
+  ServerProcess server(sample::FleetSize::enterprise);
+  const auto runOnce = [&] {
+    auto job = jobFor(server, root, 16);
+    job.options.disabledSections = {"packageFiles"};
+    return orvik::BackupEngine(job).run(orvik::ResumeInterrupted::no, {});
+  };
+  runOnce();
+  server.mutate(1000);
+  auto manifest = runOnce();
+  fmt::print("{} objects, {} of them new or changed\n", manifest.totals.objects,
+             manifest.totals.newOrChangedObjects);
+  return manifest;
 }
 
 }  // namespace bench

@@ -14,4 +14,8 @@ orvik::BackupJob jobFor(const ServerProcess& server, const std::filesystem::path
 /// That backup, made.
 orvik::BackupManifest run(const ServerProcess& server, const std::filesystem::path& root, int width);
 
+/// Two backups of the largest fleet, devices included, between which the hundredth part of the objects
+/// changed. Prints their size and returns the second. Starts a server of its own.
+orvik::BackupManifest twoBackupsOfTheLargestFleet(const std::filesystem::path& root);
+
 }  // namespace bench
