@@ -6,6 +6,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/BackupSession.h"
+#include "orvik/Instances/InstanceSecrets.h"
 #include "orvik/Secrets.h"
 #include "orvik/SectionSelection.h"
 #include "orvik/ServerClient.h"
@@ -56,9 +57,9 @@ BackupRequest requestFor(const BackupArguments& arguments, platform::SecretStrin
 
   request.root = arguments.to;
   request.instance = instanceFor(request.root, server);
-  auto secret =
-      readSecret({arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)}, stop);
-  request.client = makeClient(server.url, server.clientID, std::move(secret.value), arguments.caFile);
+  auto secret = supplyOf(
+      readSecret({arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)}, stop));
+  request.client = makeClient(server.url, server.clientID, std::move(secret.provider), arguments.caFile);
   request.credentialSource = std::move(secret.source);
   request.caFile = arguments.caFile;
   request.staging = arguments.staging;

@@ -13,6 +13,7 @@
 #include "Platform/Process/ChildProcess.h"
 #include "SampleServer/SampleServer.h"
 #include "orvik/BackupSession.h"
+#include "orvik/Instances/InstanceSecrets.h"
 #include "orvik/ServerClient.h"
 #include "orvik/Wording.h"
 
@@ -108,8 +109,9 @@ class Demo {
     BackupRequest request;
     request.root = root_;
     request.instance = instanceFor(root_, server);
-    request.client =
-        makeClient(server.url, server.clientID, platform::SecretString(server_.clientSecret()), {});
+    request.client = makeClient(
+        server.url, server.clientID,
+        supplyOf({platform::SecretString(server_.clientSecret()), "the made-up server"}).provider, {});
     request.options.downloadFiles = true;
     request.options.maxConcurrentRequests = requestsSideBySide;
     request.options.maxConcurrentDownloads = 2;

@@ -4,16 +4,16 @@
 #include <memory>
 #include <string>
 
+#include "JamfCore/Authentication/OAuthTokenManager.h"
 #include "JamfCore/Networking/JamfRequesting.h"
 #include "Platform/HTTP/URL.h"
-#include "Platform/SecretString.h"
 
 namespace orvik::host {
 
 /// A client for the reads of a backup: an answer may take 600 seconds, and 60 without a byte. It owns its
-/// connections, its tokens and the secret. `trustAnchors` is a PEM file, or empty.
+/// connections, its tokens and the secret's provider. `trustAnchors` is a PEM file, or empty.
 std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
-                                                 platform::SecretString secret,
+                                                 jamf::OAuthTokenManager::SecretProvider secret,
                                                  const std::filesystem::path& trustAnchors);
 
 }  // namespace orvik::host
