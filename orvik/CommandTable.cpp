@@ -19,8 +19,8 @@ namespace {
 using commandLine::Command;
 
 /// Two options of which one is enough: naming either leaves the variable of the other out of account.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 1> alternatives{
-    {{"secret-file", "secret-command"}}};
+constexpr std::array<std::pair<std::string_view, std::string_view>, 2> alternatives{
+    {{"secret-file", "secret-command"}, {"at", "in"}}};
 
 /// Options that only a person at the command line can mean.
 constexpr std::array<std::string_view, 3> withoutVariable{"help", "yes", "force"};
@@ -37,6 +37,8 @@ class CommandTable {
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
+    commandLine::addSchedule(app_, commands_);
+    commandLine::addStatus(app_, commands_);
     commandLine::addSamples(app_, commands_);
   }
 

@@ -10,23 +10,23 @@ namespace orvik::host {
 
 using platform::json::Value;
 
-Report::Report(const FolderArguments& at, Results& results)
-    : at_(at), results_(results), paint_(!at.json && wantsColours(Stream::output)) {}
+Report::Report(const OutputArguments& output, Results& results)
+    : output_(output), results_(results), paint_(!output.json && wantsColours(Stream::output)) {}
 
 void Report::note(const std::string& text) const {
-  if (at_.quiet) return;
-  if (at_.json)
+  if (output_.quiet) return;
+  if (output_.json)
     record(Value::object({{"event", "note"}, {"text", text}}));
   else
     remarks::line(oneLine(text));
 }
 
 void Report::text(const std::string& lines) const {
-  if (!at_.json) results_.line(lines);
+  if (!output_.json) results_.line(lines);
 }
 
 void Report::record(const Value& json) const {
-  if (at_.json) results_.line(jsonLine(json));
+  if (output_.json) results_.line(jsonLine(json));
 }
 
 void Report::lines(const std::vector<std::string>& text, const std::vector<Value>& json) const {
@@ -46,8 +46,8 @@ void Report::requireReader() const {
 }
 
 std::unique_ptr<ProgressView> Report::view(Verbosity verbosity) const {
-  return makeProgressView(at_.json ? OutputForm::jsonLines : OutputForm::text,
-                          at_.quiet ? Verbosity::quiet : verbosity, results_);
+  return makeProgressView(output_.json ? OutputForm::jsonLines : OutputForm::text,
+                          output_.quiet ? Verbosity::quiet : verbosity, results_);
 }
 
 }  // namespace orvik::host

@@ -12,13 +12,13 @@
 
 namespace orvik::host {
 
-/// Prints what a command on a folder found, in the form that it was asked for. Of a pair of text and JSON
-/// only one is printed. Arguments and results must outlive it.
+/// Prints what a command found, in the form that it was asked for. Of a pair of text and JSON only one is
+/// printed. Arguments and results must outlive it.
 class Report {
  public:
-  Report(const FolderArguments& at, Results& results);
+  Report(const OutputArguments& output, Results& results);
 
-  bool isJSON() const { return at_.json; }
+  bool isJSON() const { return output_.json; }
   /// The emphasis of texts on standard output.
   const Paint& paint() const { return paint_; }
 
@@ -39,7 +39,7 @@ class Report {
   std::unique_ptr<ProgressView> view(Verbosity verbosity = Verbosity::normal) const;
 
  private:
-  const FolderArguments& at_;
+  const OutputArguments& output_;
   Results& results_;
   const Paint paint_;
 };

@@ -28,5 +28,8 @@ void addFolderCare(CLI::App& program, Commands& commands);
 void addLock(CLI::App& program, Commands& commands);
 /// `sections`, `show`, `diff`, `search`, `history` and `export`.
 void addExplore(CLI::App& program, Commands& commands);
+/// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.
+void addSchedule(CLI::App& program, Commands& commands);
+void addStatus(CLI::App& program, Commands& commands);
 
 }  // namespace orvik::host::commandLine
