@@ -7,16 +7,19 @@
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
 #include "orvik/CommandTable.h"
+#include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/FolderCommands.h"
+#include "orvik/HostPlaces.h"
 #include "orvik/JSONProgress.h"
 #include "orvik/LockCommands.h"
 #include "orvik/Output.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/ScheduleCommands.h"
 #include "orvik/Secrets.h"
+#include "orvik/Settings/Settings.h"
 #include "orvik/StatusCommand.h"
 #include "orvik/VisibleText.h"
 
@@ -26,6 +29,8 @@ namespace {
 
 struct Dispatch {
   platform::SecretString& environmentSecret;
+  const HostPlaces& places;
+  Settings& settings;
   Results& results;
   std::stop_token stop;
 
@@ -34,10 +39,16 @@ struct Dispatch {
     return ExitStatus::done;
   }
   ExitStatus operator()(const BackupArguments& arguments) const {
-    return backup(arguments, std::move(environmentSecret), results, stop);
+    return backup(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const SimulationArguments& arguments) const {
-    return simulate(arguments, std::move(environmentSecret), results, stop);
+    return simulate(arguments, std::move(environmentSecret), places, results, stop);
+  }
+  ExitStatus operator()(const ShowSettingsArguments& arguments) const {
+    return showSettings(arguments, settings, results);
+  }
+  ExitStatus operator()(const ChooseSettingArguments& arguments) const {
+    return chooseSetting(arguments, settings);
   }
   ExitStatus operator()(const DemoArguments& arguments) const { return demo(arguments, results, stop); }
   ExitStatus operator()(const SampleServerArguments& arguments) const {
@@ -68,9 +79,12 @@ struct Dispatch {
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {
   auto environmentSecret = takeEnvironmentSecret();
-  const auto invocation = parseCommandLine(arguments);
+  const auto places = HostPlaces::own();
+  Settings settings(places);
+  const auto invocation = parseCommandLine(arguments, &settings);
   const platform::StopSignals signals(static_cast<int>(ExitStatus::cancelled));
-  const auto status = std::visit(Dispatch{environmentSecret, results, signals.token()}, invocation);
+  const auto status =
+      std::visit(Dispatch{environmentSecret, places, settings, results, signals.token()}, invocation);
   results.requireWritten();
   return status;
 }
