@@ -104,6 +104,10 @@ SecretString takeEnvironmentSecret() {
   return secret;
 }
 
+bool isAtHand(const SecretSources& sources) {
+  return sources.file || sources.command || !sources.environment.empty() || systemdCredential();
+}
+
 ClientSecret readSecret(SecretSources sources, const std::stop_token& stop) try {
   return read(std::move(sources), stop);
 } catch (const CredentialError&) {

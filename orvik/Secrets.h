@@ -24,6 +24,9 @@ struct ClientSecret {
   std::string source;  ///< where it came from, for people; never a part of it
 };
 
+/// Whether one of these, or the systemd credential "orvik-client-secret", is there.
+bool isAtHand(const SecretSources& sources);
+
 /// The secret of the first source that there is: file or command, the environment, the systemd credential
 /// "orvik-client-secret". One line end behind it is dropped.
 ///
