@@ -22,7 +22,9 @@ platform::URL serverURL(const std::string& text) {
   // The parser drops a user and a fragment; who typed one may mean something else, or give a password away.
   const bool isPlain = text.find_first_of("@?#") == text.npos;
   auto url = InstanceConfig::normalizedURL(text);
-  if (!isPlain || !url || (url->scheme != "https" && url->scheme != "http"))
+  // Behind "https://" that stands in front of every text without it, another scheme looks like a host.
+  const bool isWeb = url && (url->scheme == "https" || url->scheme == "http") && !url->path.starts_with("//");
+  if (!isPlain || !isWeb)
     throw UsageError(
         "--url is not the URL of a server, such as https://school.example, without user, query and "
         "fragment.");

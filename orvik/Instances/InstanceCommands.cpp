@@ -52,7 +52,9 @@ InstanceConfig configOf(const AddInstanceArguments& arguments) {
 /// A name means one instance, and what the organisation manages is not the user's to change.
 void requireFree(const std::vector<InstanceConfig>& instances, const InstanceConfig& wanted) {
   for (const auto& each : instances) {
-    if (each.id == wanted.id && KnownInstances::isManaged(each))
+    // A managed one has the ID of its URL as it is written, which may have a slash more.
+    const auto id = ManagedInstances::stableID(each.descriptor().url, each.clientID);
+    if (id == wanted.id && KnownInstances::isManaged(each))
       throw UsageError(fmt::format(
           "This server is managed by the organisation already, as {}; it needs no registration.", each.name));
     if (each.id != wanted.id && lowercased(each.name) == lowercased(wanted.name))
@@ -112,6 +114,16 @@ SecretSources sourcesOf(const SecretArguments& arguments, platform::SecretString
   return {arguments.file, arguments.command, std::move(environmentSecret)};
 }
 
+/// What the arguments name, or else what a person at the terminal types.
+ClientSecret secretFor(const AddInstanceArguments& arguments, platform::SecretString environmentSecret,
+                       const std::stop_token& stop) {
+  auto sources = sourcesOf(arguments.secret, std::move(environmentSecret));
+  if (isAtHand(sources) || !question::canAsk()) return readSecret(std::move(sources), stop);
+  auto typed = question::askForSecret("Client secret (it is not shown):", stop);
+  if (typed.empty()) throw CredentialError("No client secret was typed.");
+  return {std::move(typed), "the terminal"};
+}
+
 platform::URL urlOf(const InstanceConfig& instance) {
   auto url = instance.normalizedURL();
   if (!url || (url->scheme != "https" && url->scheme != "http"))
@@ -162,7 +174,7 @@ ExitStatus addInstance(const AddInstanceArguments& arguments, platform::SecretSt
   const auto instance = configOf(arguments);
   if (const auto remark = clearTextRemark(*instance.normalizedURL())) report.note(*remark);
   requireFree(known(places, report).all(), instance);
-  const auto secret = readSecret(sourcesOf(arguments.secret, std::move(environmentSecret)), stop);
+  const auto secret = secretFor(arguments, std::move(environmentSecret), stop);
   const bool isNew = Registration(instance, secret.value).carryOut(places, report, stop);
 
   const auto text = fmt::format(
