@@ -42,7 +42,7 @@ Answer TokenDesk::issue(std::string_view form) {
   if (*grant != "client_credentials") return refusal(400, "unsupported_grant_type");
   if (client != clientID_ || secret != clientSecret_) return refusal(401, "invalid_client");
 
-  const std::string token = platform::hexEncode(platform::randomBytes(32));
+  const std::string token = "sample-token-" + platform::hexEncode(platform::randomBytes(32));
   const platform::MonotonicTime now = clock_();
   std::unique_lock lock(mutex_);
   std::erase_if(expiries_, [now](const auto& entry) { return entry.second <= now; });

@@ -16,7 +16,8 @@ namespace sample {
 using Clock = std::function<platform::MonotonicTime()>;
 
 /// Hands out bearer tokens for the client-credentials grant (RFC 6749, section 4.4) and knows them again
-/// until they expire. Any thread may call.
+/// until they expire. Each begins with "sample-token-", so that a search finds one that went astray. Any
+/// thread may call.
 class TokenDesk {
  public:
   TokenDesk(std::string clientID, std::string clientSecret, std::chrono::seconds lifetime, Clock clock);

@@ -97,7 +97,7 @@ struct SampleServerArguments {
   bool quiet = false;
 };
 
-/// How a command prints what it found.
+/// In which form a command tells what it found.
 struct OutputArguments {
   bool json = false;
   bool quiet = false;
@@ -226,6 +226,43 @@ struct ExportArguments {
   std::optional<std::string> backup;
 };
 
+/// Where a client secret is to be had, as far as the command line says.
+struct SecretArguments {
+  std::optional<std::string> file;
+  std::optional<std::string> command;
+};
+
+/// `orvik instances list`.
+struct ListInstancesArguments {
+  OutputArguments output;
+};
+
+/// `orvik instances add`.
+struct AddInstanceArguments {
+  std::string name;
+  std::string url;
+  std::string clientID;
+  std::optional<std::string> mount;  ///< folder of a mounted file share
+  SecretArguments secret;
+  OutputArguments output;
+};
+
+/// `orvik instances remove`.
+struct RemoveInstanceArguments {
+  std::string name;
+  bool yes = false;
+  bool dryRun = false;
+  OutputArguments output;
+};
+
+/// `orvik instances test`.
+struct TestInstanceArguments {
+  std::string name;
+  SecretArguments secret;  ///< none: the instance's own
+  std::string caFile;
+  OutputArguments output;
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
@@ -235,7 +272,8 @@ using Invocation =
     std::variant<PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments,
                  SimulationArguments, DemoArguments, SampleServerArguments, PackArguments, CollectArguments,
                  RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
-                 DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListRunsArguments,
+                 DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
+                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
                  AddRunArguments, RemoveRunsArguments, StatusArguments>;
 
 }  // namespace orvik::host

@@ -9,19 +9,12 @@
 #include "orvik/Instances/BackupRound.h"
 #include "orvik/Instances/KnownInstances.h"
 #include "orvik/Secrets.h"
+#include "orvik/ServerURL.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
 
 namespace {
-
-/// A URL may hold a password, so the message doesn't repeat it.
-platform::URL serverURL(const std::string& text) {
-  auto url = InstanceConfig::normalizedURL(text);
-  if (!url || (url->scheme != "https" && url->scheme != "http") || !url->query.empty())
-    throw UsageError("--url is not the URL of a server, such as https://school.example.");
-  return std::move(*url);
-}
 
 std::unique_ptr<ProgressView> viewFor(const BackupArguments& arguments, Results& results) {
   return makeProgressView(arguments.json ? OutputForm::jsonLines : OutputForm::text,

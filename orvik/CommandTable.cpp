@@ -46,6 +46,7 @@ class CommandTable {
     app_.footer("orvik COMMAND --help explains a command with an example.");
     commandLine::addBackup(app_, commands_);
     commandLine::addSimulate(app_, commands_);
+    commandLine::addInstances(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);

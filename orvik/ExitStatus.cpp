@@ -2,9 +2,11 @@
 
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/SecretError.h"
 #include "OrvikCore/Store/CollectionPreflight.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/HTTP/HTTPSession.h"
+#include "TuvCore/KeychainStore.h"
 
 namespace orvik::host {
 
@@ -53,6 +55,10 @@ Failure describe(const std::exception_ptr& failure) {
   } catch (const CollectionRefused& refusal) {
     return failureOf(refusal);
   } catch (const CredentialError& error) {
+    return {ExitStatus::credential, error.description()};
+  } catch (const tuv::KeychainError& error) {
+    return {ExitStatus::credential, error.description()};
+  } catch (const SecretError& error) {
     return {ExitStatus::credential, error.description()};
   } catch (const BackupEngineError& error) {
     return {statusOf(error), error.description()};

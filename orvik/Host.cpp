@@ -13,6 +13,7 @@
 #include "orvik/ExploreCommands.h"
 #include "orvik/FolderCommands.h"
 #include "orvik/HostPlaces.h"
+#include "orvik/Instances/InstanceCommands.h"
 #include "orvik/JSONProgress.h"
 #include "orvik/LockCommands.h"
 #include "orvik/Output.h"
@@ -61,6 +62,18 @@ struct Dispatch {
   }
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
+  ExitStatus operator()(const ListInstancesArguments& arguments) const {
+    return listInstances(arguments, HostPlaces::own(), results);
+  }
+  ExitStatus operator()(const AddInstanceArguments& arguments) const {
+    return addInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+  }
+  ExitStatus operator()(const RemoveInstanceArguments& arguments) const {
+    return removeInstance(arguments, HostPlaces::own(), results, stop);
+  }
+  ExitStatus operator()(const TestInstanceArguments& arguments) const {
+    return testInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+  }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }
   ExitStatus operator()(const DiffArguments& arguments) const { return diff(arguments, results, stop); }

@@ -9,6 +9,7 @@
 #include "orvik/KnownFolders.h"
 #include "orvik/SectionSelection.h"
 #include "orvik/ServerClient.h"
+#include "orvik/ServerURL.h"
 
 namespace orvik::host {
 
@@ -16,10 +17,6 @@ namespace {
 
 using platform::locale::dateText;
 using TooSoon = BackupInterval::Decision::TooSoon;
-
-bool isLoopback(const std::string& host) {
-  return platform::locale::lowercased(host) == "localhost" || host == "[::1]" || host == "127.0.0.1";
-}
 
 BackupOptions optionsOf(const BackupArguments& arguments) {
   BackupOptions options;
@@ -71,8 +68,7 @@ ChosenServer registered(const InstanceConfig& instance) {
 BackupRequest requestFor(const ChosenServer& server, SecretSupply secret, const BackupArguments& arguments,
                          ProgressView& view) {
   const auto url = *server.config.normalizedURL();
-  if (url.scheme == "http" && !isLoopback(url.host))
-    view.remark(fmt::format("{} is reached without TLS: the client secret travels in the clear.", url.host));
+  if (const auto remark = clearTextRemark(url)) view.remark(*remark);
 
   BackupRequest request;
   request.options = optionsOf(arguments);

@@ -2,6 +2,7 @@
 
 #include "Platform/Files/SecretFile.h"
 #include "Platform/Locale/Text.h"
+#include "Platform/Terminal/HiddenTyping.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/Output.h"
 #include "orvik/VisibleText.h"
@@ -22,6 +23,13 @@ std::string ask(const std::string& text, const std::stop_token& stop) {
   remarks::write(oneLine(text) + " ");
   const auto line = platform::files::readLineSecretly(streams::input(), longestAnswer, "the answer", stop);
   return std::string(platform::locale::trimmed(line.reveal()));
+}
+
+platform::SecretString askForSecret(const std::string& text, const std::stop_token& stop) {
+  // Ahead of the question: who reads it may type at once.
+  const platform::HiddenTyping hidden;
+  remarks::write(oneLine(text) + " ");
+  return platform::files::readLineSecretly(streams::input(), longestAnswer, "the answer", stop);
 }
 
 bool confirms(const std::string& text, const std::stop_token& stop) {

@@ -3,6 +3,8 @@
 #include <stop_token>
 #include <string>
 
+#include "Platform/SecretString.h"
+
 /// Questions to a person at a terminal. They go to standard error, the answers come from standard input.
 namespace orvik::host::question {
 
@@ -12,6 +14,9 @@ bool canAsk();
 /// The line that is typed, without white space around it; empty at the end of the input. Throws
 /// `platform::CancellationError` on a stop.
 std::string ask(const std::string& text, const std::stop_token& stop);
+
+/// The line that is typed, which the terminal does not show. Throws the same.
+platform::SecretString askForSecret(const std::string& text, const std::stop_token& stop);
 
 /// Whether the answer is "y" or "yes", in any case.
 bool confirms(const std::string& text, const std::stop_token& stop);

@@ -10,23 +10,23 @@ namespace orvik::host {
 
 using platform::json::Value;
 
-Report::Report(const OutputArguments& output, Results& results)
-    : output_(output), results_(results), paint_(!output.json && wantsColours(Stream::output)) {}
+Report::Report(const OutputArguments& form, Results& results)
+    : form_(form), results_(results), paint_(!form.json && wantsColours(Stream::output)) {}
 
 void Report::note(const std::string& text) const {
-  if (output_.quiet) return;
-  if (output_.json)
+  if (form_.quiet) return;
+  if (form_.json)
     record(Value::object({{"event", "note"}, {"text", text}}));
   else
     remarks::line(oneLine(text));
 }
 
 void Report::text(const std::string& lines) const {
-  if (!output_.json) results_.line(lines);
+  if (!form_.json) results_.line(lines);
 }
 
 void Report::record(const Value& json) const {
-  if (output_.json) results_.line(jsonLine(json));
+  if (form_.json) results_.line(jsonLine(json));
 }
 
 void Report::lines(const std::vector<std::string>& text, const std::vector<Value>& json) const {
@@ -34,11 +34,15 @@ void Report::lines(const std::vector<std::string>& text, const std::vector<Value
   for (const auto& line : json) record(line);
 }
 
+void Report::event(const std::string& name, Value members) const {
+  auto line = Value::object({{"event", name}});
+  for (auto& [key, value] : *members.object_()) line.set(key, std::move(value));
+  record(line);
+}
+
 void Report::finished(const std::string& text, Value json) const {
   this->text(text);
-  auto line = Value::object({{"event", "finished"}});
-  for (auto& [name, value] : *json.object_()) line.set(name, std::move(value));
-  record(line);
+  event("finished", std::move(json));
 }
 
 void Report::requireReader() const {
@@ -46,8 +50,8 @@ void Report::requireReader() const {
 }
 
 std::unique_ptr<ProgressView> Report::view(Verbosity verbosity) const {
-  return makeProgressView(output_.json ? OutputForm::jsonLines : OutputForm::text,
-                          output_.quiet ? Verbosity::quiet : verbosity, results_);
+  return makeProgressView(form_.json ? OutputForm::jsonLines : OutputForm::text,
+                          form_.quiet ? Verbosity::quiet : verbosity, results_);
 }
 
 }  // namespace orvik::host

@@ -12,13 +12,13 @@
 
 namespace orvik::host {
 
-/// Prints what a command found, in the form that it was asked for. Of a pair of text and JSON only one is
-/// printed. Arguments and results must outlive it.
+/// Prints what a command found, in the form that it was asked for. Of a pair of text and JSON
+/// only one is printed. Arguments and results must outlive it.
 class Report {
  public:
-  Report(const OutputArguments& output, Results& results);
+  Report(const OutputArguments& form, Results& results);
 
-  bool isJSON() const { return output_.json; }
+  bool isJSON() const { return form_.json; }
   /// The emphasis of texts on standard output.
   const Paint& paint() const { return paint_; }
 
@@ -27,6 +27,8 @@ class Report {
   /// A line of text, or several. The text is safe for a terminal.
   void text(const std::string& lines) const;
   void record(const platform::json::Value& json) const;
+  /// The members of an object as a record of that name.
+  void event(const std::string& name, platform::json::Value members) const;
   void lines(const std::vector<std::string>& text, const std::vector<platform::json::Value>& json) const;
   /// The last line.
   void finished(const std::string& text, platform::json::Value json) const;
@@ -39,7 +41,7 @@ class Report {
   std::unique_ptr<ProgressView> view(Verbosity verbosity = Verbosity::normal) const;
 
  private:
-  const OutputArguments& output_;
+  const OutputArguments& form_;
   Results& results_;
   const Paint paint_;
 };

@@ -6,14 +6,12 @@
 #include <chrono>
 #include <utility>
 
-#include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Engine/Publication.h"
 #include "OrvikCore/Engine/SectionRunner.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Format/BackupFormat.h"
-#include "OrvikCore/Jamf/JSONTree.h"
-#include "OrvikCore/Jamf/RequestOutcome.h"
+#include "OrvikCore/Jamf/ServerFacts.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
@@ -59,30 +57,6 @@ std::optional<BackupManifest> readParent(const RunStart& start, const BackupRepo
 BackupJob withOptions(BackupJob job, BackupOptions options) {
   job.options = std::move(options);
   return job;
-}
-
-std::optional<std::vector<std::string>> privilegeList(const JSONTree& answer) {
-  auto list = answer["account"]["privileges"].array();
-  if (!list) list = answer["privileges"].array();
-  if (!list) return std::nullopt;
-  std::vector<std::string> privileges;
-  for (const auto& element : *list)
-    if (auto text = element.string()) privileges.push_back(std::move(*text));
-  std::ranges::sort(privileges);
-  return privileges;
-}
-
-/// 400, 401 and 403 of the token request speak of the client (RFC 6749, 5.2); any other status doesn't.
-BackupEngineError::Credential credentialBehind(const std::exception& failure) {
-  using jamf::APIError;
-  using enum BackupEngineError::Credential;
-  const auto* error = dynamic_cast<const APIError*>(&failure);
-  if (error == nullptr) return notAtFault;
-  if (error->as<APIError::NotAuthenticated>()) return refused;
-  const auto* answer = error->as<APIError::AuthenticationFailed>();
-  if (answer == nullptr) return notAtFault;
-  const auto status = answer->statusCode;
-  return status == 400 || status == 401 || status == 403 ? refused : notAtFault;
 }
 
 bool isWarning(const SectionSummary& summary) {
@@ -160,8 +134,8 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
   audit_.recordLocal(plan_.resumed ? "RESUME" : "START",
                      lock_ ? "backup into " + repository_.instanceDirectory.string()
                            : "simulation, nothing is written to the backup folder");
-  checkConnection(stop);
-  readPrivileges(stop);
+  jamfProVersion_ = ServerFacts::version(pipeline_, stop);
+  privileges_ = ServerFacts::privileges(pipeline_, stop);
 
   announce();
   for (const auto& section : order_) {
@@ -185,34 +159,6 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
   else
     endSimulation(manifest);
   return manifest;
-}
-
-void BackupRun::checkConnection(const std::stop_token& stop) {
-  try {
-    const auto answer = pipeline_.get("api/v1/jamf-pro-version", {}, stop);
-    jamfProVersion_ = JSONTree::parse(answer)["version"].string();
-  } catch (const std::exception& error) {
-    platform::throwIfCancelled(stop);
-    switch (RequestOutcome::classify(error).kind) {
-      case RequestOutcome::Kind::notPermitted:
-      case RequestOutcome::Kind::notFound:
-        return;
-      case RequestOutcome::Kind::cancelled:
-        throw platform::CancellationError();
-      default:
-        throw BackupEngineError::cannotConnect(describeFailure(error), credentialBehind(error));
-    }
-  }
-}
-
-void BackupRun::readPrivileges(const std::stop_token& stop) {
-  try {
-    privileges_ = privilegeList(JSONTree::parse(pipeline_.get("api/v1/auth", {}, stop)));
-  } catch (const std::exception& error) {
-    platform::throwIfCancelled(stop);
-    if (RequestOutcome::classify(error).kind == RequestOutcome::Kind::cancelled)
-      throw platform::CancellationError();
-  }
 }
 
 void BackupRun::announce() {

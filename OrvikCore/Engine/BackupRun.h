@@ -53,8 +53,6 @@ class BackupRun {
 
  private:
   BackupManifest readAndPublish(const std::stop_token& stop);
-  void checkConnection(const std::stop_token& stop);
-  void readPrivileges(const std::stop_token& stop);
   void announce();
   SectionSummary readSection(const SectionDefinition& section, const std::stop_token& stop);
   void noteRetired(const SectionSummary& summary) const;

@@ -8,6 +8,7 @@
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Jamf/SectionCatalog.h"
+#include "OrvikCore/Jamf/ServerFacts.h"
 #include "OrvikCore/Reports/AuditSummary.h"
 #include "OrvikCore/Reports/BackupLocation.h"
 #include "OrvikCore/Reports/BackupReports.h"
@@ -36,10 +37,6 @@ constexpr std::size_t listedSensitive = 40;  // sections
 constexpr std::int64_t mostActionsInFull = 3000;
 constexpr std::int64_t listedActions = 10000;  // rows
 constexpr std::int64_t listedLocalActions = 1000;
-
-bool isReading(const std::string& privilege) {
-  return platform::locale::lowercased(privilege).starts_with("read");
-}
 
 std::string listOf(const std::vector<std::string>& texts) {
   return line(fmt::format("{}", fmt::join(texts, ", ")), longestList);
@@ -192,7 +189,7 @@ class SecurityReport {
 
   void reportedPrivileges(const std::vector<std::string>& all) {
     std::vector<std::string> changing;
-    std::ranges::copy_if(all, std::back_inserter(changing), std::not_fn(isReading));
+    std::ranges::copy_if(all, std::back_inserter(changing), std::not_fn(ServerFacts::isReading));
     if (changing.empty()) {
       writer_.paragraph(fmt::format("All {} privileges are read privileges. Good: the client cannot change "
                                     "Jamf Pro.",

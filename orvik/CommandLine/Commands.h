@@ -29,6 +29,8 @@ void addSamples(CLI::App& program, Commands& commands);
 void addFolderCare(CLI::App& program, Commands& commands);
 /// `lock show` and `lock unlock`.
 void addLock(CLI::App& program, Commands& commands);
+/// `instances list`, `instances add`, `instances remove` and `instances test`.
+void addInstances(CLI::App& program, Commands& commands);
 /// `sections`, `show`, `diff`, `search`, `history` and `export`.
 void addExplore(CLI::App& program, Commands& commands);
 /// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.

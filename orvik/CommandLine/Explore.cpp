@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "Platform/Locale/Text.h"
 #include "orvik/CommandLine/Commands.h"
 #include "orvik/CommandLine/Options.h"
 #include "orvik/ExitStatus.h"
@@ -25,22 +24,6 @@ void addPositional(CLI::App& command, const char* name, Text& value, const char*
 
 void addBackupID(CLI::App& command, std::optional<std::string>& id) {
   command.add_option("--backup", id, "A backup by its ID (default: the newest)")->type_name("ID");
-}
-
-/// What was given and is blank comes from a variable that a script forgot to fill; to take it for what was
-/// not given would do something else.
-void requireNoBlank(const CLI::App& command) {
-  for (const CLI::Option* option : command.get_options())
-    for (const auto& value : option->results())
-      if (platform::locale::trimmed(value).empty())
-        throw UsageError(
-            fmt::format("{} is blank. See orvik {} --help.", option->get_name(), nameOf(command)));
-}
-
-/// Throws `UsageError` when an argument is missing.
-void requireGiven(const CLI::App& command, const char* name) {
-  if (command.count(name) == 0)
-    throw UsageError(fmt::format("{} is missing. See orvik {} --help.", name, nameOf(command)));
 }
 
 /// A command whose arguments are complete once FOLDER and these are given.

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Platform/Locale/Text.h"
 #include "orvik/ExitStatus.h"
 
 namespace orvik::host::commandLine {
@@ -70,6 +71,31 @@ void addLimits(CLI::App& command, RetentionPolicy& keep) {
   };
   limit("--keep", keep.keepCount, "Keep so many newest backups; 0 is no limit");
   limit("--keep-days", keep.keepDays, "Keep backups that finished within so many days; 0 is no limit");
+}
+
+void addSecret(CLI::App& command, SecretArguments& secret) {
+  command.add_option("--secret-file", secret.file, "File with the client secret; - is standard input")
+      ->type_name("FILE");
+  command.add_option("--secret-command", secret.command, "Command that prints the client secret")
+      ->type_name("CMD");
+}
+
+void requireOneSecret(const SecretArguments& secret) {
+  if (secret.file && secret.command)
+    throw UsageError("--secret-file and --secret-command exclude each other.");
+}
+
+void requireNoBlank(const CLI::App& command) {
+  for (const CLI::Option* option : command.get_options())
+    for (const auto& value : option->results())
+      if (platform::locale::trimmed(value).empty())
+        throw UsageError(
+            fmt::format("{} is blank. See orvik {} --help.", option->get_name(), nameOf(command)));
+}
+
+void requireGiven(const CLI::App& command, const char* name) {
+  if (command.count(name) == 0)
+    throw UsageError(fmt::format("{} is missing. See orvik {} --help.", name, nameOf(command)));
 }
 
 void addFolder(CLI::App& command, std::string& folder) {

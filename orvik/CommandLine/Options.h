@@ -43,6 +43,17 @@ void requireRunOptions(const CLI::App& command, const BackupArguments& arguments
 /// `--keep` and `--keep-days`; a limit of 0 is none.
 void addLimits(CLI::App& command, RetentionPolicy& keep);
 
+/// `--secret-file` and `--secret-command`.
+void addSecret(CLI::App& command, SecretArguments& secret);
+/// Throws `UsageError` when both were given.
+void requireOneSecret(const SecretArguments& secret);
+
+/// Throws `UsageError` for what was given and is blank: it comes from a variable that a script forgot to
+/// fill, and to take it for what was not given would do something else.
+void requireNoBlank(const CLI::App& command);
+/// Throws `UsageError` when an argument is missing.
+void requireGiven(const CLI::App& command, const char* name);
+
 /// The positional FOLDER.
 void addFolder(CLI::App& command, std::string& folder);
 /// Throws `UsageError` when it wasn't given.

@@ -6,6 +6,12 @@
 namespace sample {
 namespace {
 
+TEST(SampleToken, ASearchFindsEverySecretByItsMark) {
+  SampleServer server;
+  EXPECT_TRUE(server.clientSecret().starts_with("sample-secret-"));
+  EXPECT_TRUE(freshToken(server).starts_with("sample-token-"));
+}
+
 TEST(SampleToken, ARightSecretGetsATokenThatOpensTheInterface) {
   SampleServer server;
   RawClient client(server.port());

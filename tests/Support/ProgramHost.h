@@ -13,9 +13,11 @@
 
 namespace orvik::test {
 
-/// The real program with a home of its own.
+/// The real program with a home of its own, in which no secret may be left.
 class ProgramHost : public testing::Test {
  protected:
+  ~ProgramHost() override { expectNoSecrets(home.path()); }
+
   using Arguments = std::vector<std::string>;
 
   ProgramStart start(Arguments arguments) const {

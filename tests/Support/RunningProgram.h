@@ -21,6 +21,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/Support/SecretSearch.h"
+
 namespace orvik::test {
 
 /// How a program ended and what it wrote.
@@ -50,7 +52,8 @@ struct ProgramStart {
   Input inputKind = Input::pipe;  ///< a terminal is the one of standard error, which must be one then
 };
 
-/// A real program in a process of its own. Killed and waited for when it goes.
+/// A real program in a process of its own. Killed and waited for when it goes. A secret in what it says fails
+/// the test.
 class RunningProgram {
  public:
   explicit RunningProgram(const ProgramStart& start) {
@@ -117,6 +120,8 @@ class RunningProgram {
     // Not by their readers: a test may be typing at the same time.
     for (int& each : ends_)
       if (each >= 0) ::close(std::exchange(each, -1));
+    for (const auto& text : {end_.output, end_.error})
+      EXPECT_THAT(secretsIn(text), testing::IsEmpty()) << "a secret in what the program said:\n" << text;
     end_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return end_;
   }

@@ -12,12 +12,14 @@
 #include "Platform/Files/Files.h"
 #include "Platform/HTTP/HTTPSession.h"
 #include "SampleServer/SampleServer.h"
+#include "tests/Support/SecretSearch.h"
 
 namespace orvik::test {
 
-/// Backups of a real server on a real socket, into a folder of their own.
+/// Backups of a real server on a real socket, into a folder of their own, in which no secret may be left.
 struct ServerRun {
   explicit ServerRun(sample::SampleOptions options = {}) : server(std::move(options)) {}
+  ~ServerRun() { expectNoSecrets(folder.path()); }
 
   sample::SampleServer server;
   platform::files::TempFolder folder;

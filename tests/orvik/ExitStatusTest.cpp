@@ -4,10 +4,12 @@
 
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Security/SecretError.h"
 #include "OrvikCore/Store/CollectionPreflight.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 #include "Platform/HTTP/HTTPSession.h"
+#include "TuvCore/KeychainStore.h"
 
 namespace orvik::host {
 namespace {
@@ -26,6 +28,8 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(UsageError("x")), 2);
   EXPECT_EQ(statusOf(NotFoundError("x")), 10);
   EXPECT_EQ(statusOf(CredentialError("x")), 12);
+  EXPECT_EQ(statusOf(SecretError::crypto("x")), 12);
+  EXPECT_EQ(statusOf(tuv::KeychainError::unexpectedStatus(-25308)), 12);
   EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::sealed, "x")), 12);
   EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::incomplete, "x")), 1);
   EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::changing, "x")), 1);
