@@ -10,9 +10,26 @@
 
 namespace orvik::host {
 
+/// What a number of the command line may be, both ends included.
+struct Bounds {
+  double low = 0;
+  double high = 0;
+};
+namespace bounds {
+inline constexpr Bounds concurrency{1, 64};
+inline constexpr Bounds rate{0, 100000};
+inline constexpr Bounds downloads{1, 16};
+inline constexpr Bounds limit{0, 1000000};  ///< of backups or days to keep
+inline constexpr Bounds hours{0, 87600};    ///< ten years
+}  // namespace bounds
+
+inline constexpr int standardMaximumAge = 48;  ///< hours, before a last backup counts as overdue
+
 /// `orvik backup`, as it was asked for, and `orvik simulate`; the defaults are the documented ones.
 struct BackupArguments {
   std::string to;
+  std::optional<std::string> instance;  ///< a registered server; else `url` and `clientID` name one
+  bool all = false;                     ///< all registered ones
   std::string url;
   std::string clientID;
   std::optional<std::string> name;
@@ -34,7 +51,9 @@ struct BackupArguments {
   double lockWait = 0;
   bool noResume = false;
   bool noPack = false;
-  RetentionPolicy keep;  ///< no limits: nothing is deleted
+  RetentionPolicy keep;    ///< no limits: nothing is deleted
+  int minimumHours = 0;    ///< since the last backup
+  bool newFolder = false;  ///< also where backups were once and none are now
   bool encrypt = false;
   std::optional<std::string> key;    ///< PEM file
   std::optional<std::string> keyID;  ///< of a new data key
@@ -42,6 +61,18 @@ struct BackupArguments {
   std::string caFile;
   bool json = false;
   bool quiet = false;
+};
+
+/// `orvik config show`.
+struct ShowSettingsArguments {
+  bool json = false;
+  bool quiet = false;
+};
+
+/// `orvik config set`, and without a value `orvik config unset`.
+struct ChooseSettingArguments {
+  std::string name;
+  std::optional<std::string> value;
 };
 
 /// `orvik simulate`: the backup that would be made.
@@ -215,10 +246,10 @@ struct PrintText {
 };
 
 using Invocation =
-    std::variant<PrintText, BackupArguments, SimulationArguments, DemoArguments, SampleServerArguments,
-                 PackArguments, CollectArguments, RetentionArguments, ShowLockArguments, UnlockArguments,
-                 SectionsArguments, ShowArguments, DiffArguments, SearchArguments, HistoryArguments,
-                 ExportArguments, ListInstancesArguments, AddInstanceArguments, RemoveInstanceArguments,
-                 TestInstanceArguments>;
+    std::variant<PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments,
+                 SimulationArguments, DemoArguments, SampleServerArguments, PackArguments, CollectArguments,
+                 RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
+                 DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
+                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments>;
 
 }  // namespace orvik::host

@@ -2,75 +2,37 @@
 
 #include <fmt/format.h>
 
-#include "OrvikCore/Config/InstanceConfig.h"
+#include <utility>
+
 #include "Platform/Files/Files.h"
-#include "Platform/Locale/Text.h"
-#include "orvik/BackupSession.h"
-#include "orvik/Instances/InstanceSecrets.h"
+#include "orvik/InstanceBackup.h"
+#include "orvik/Instances/BackupRound.h"
+#include "orvik/Instances/KnownInstances.h"
 #include "orvik/Secrets.h"
-#include "orvik/SectionSelection.h"
-#include "orvik/ServerClient.h"
+#include "orvik/ServerURL.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
 
 namespace {
 
-/// A URL may hold a password, so the message doesn't repeat it.
-platform::URL serverURL(const std::string& text) {
-  auto url = InstanceConfig::normalizedURL(text);
-  if (!url || (url->scheme != "https" && url->scheme != "http") || !url->query.empty())
-    throw UsageError("--url is not the URL of a server, such as https://school.example.");
-  return std::move(*url);
-}
-
-bool isLoopback(const std::string& host) {
-  return platform::locale::lowercased(host) == "localhost" || host == "[::1]" || host == "127.0.0.1";
-}
-
-BackupOptions optionsOf(const BackupArguments& arguments) {
-  BackupOptions options;
-  options.disabledSections = SectionSelection::make(arguments.only, arguments.disable).disabled;
-  options.downloadFiles = !arguments.noFiles;
-  options.includeClassicDeviceRecords = arguments.classicDevices;
-  options.forceFullDeviceRefresh = arguments.fullRefresh;
-  options.maxConcurrentRequests = arguments.concurrency;
-  options.maxRequestsPerSecond = arguments.rate;
-  options.maxConcurrentDownloads = arguments.downloads;
-  options.fileShareMountPath = arguments.mount;
-  return options;
-}
-
 std::unique_ptr<ProgressView> viewFor(const BackupArguments& arguments, Results& results) {
   return makeProgressView(arguments.json ? OutputForm::jsonLines : OutputForm::text,
                           arguments.quiet ? Verbosity::quiet : Verbosity::normal, results);
 }
 
-BackupRequest requestFor(const BackupArguments& arguments, platform::SecretString environmentSecret,
-                         ProgressView& view, const std::stop_token& stop) {
-  BackupRequest request;
-  request.options = optionsOf(arguments);
-  const NamedServer server{serverURL(arguments.url), arguments.clientID, arguments.name};
-  if (server.url.scheme == "http" && !isLoopback(server.url.host))
-    view.remark(
-        fmt::format("{} is reached without TLS: the client secret travels in the clear.", server.url.host));
+/// The one server that the arguments name.
+ChosenServer chosenServer(const BackupArguments& arguments, const HostPlaces& places) {
+  if (!arguments.instance) return serverAt(serverURL(arguments.url), arguments.clientID, arguments.name);
+  return registered(KnownInstances(places).named(*arguments.instance));
+}
 
-  request.root = arguments.to;
-  request.instance = instanceFor(request.root, server);
-  auto secret = supplyOf(
-      readSecret({arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)}, stop));
-  request.client = makeClient(server.url, server.clientID, std::move(secret.provider), arguments.caFile);
-  request.credentialSource = std::move(secret.source);
-  request.caFile = arguments.caFile;
-  request.staging = arguments.staging;
-  request.retryPolicy = {arguments.attempts, arguments.baseDelay, arguments.maxDelay};
-  request.resume = arguments.noResume ? ResumeInterrupted::no : ResumeInterrupted::yes;
-  request.lockWait = arguments.lockWait;
-  request.pack = !arguments.noPack;
-  request.keep = arguments.keep;
-  request.sealing = {arguments.encrypt, arguments.key, arguments.keyID};
-  request.reports = !arguments.noReports;
-  return request;
+/// What the command line and its surroundings say, and for a registered server its own secret after that.
+SecretSupply chosenSecret(const ChosenServer& server, const BackupArguments& arguments,
+                          platform::SecretString environmentSecret, const std::stop_token& stop) {
+  SecretSources sources{arguments.secretFile, arguments.secretCommand, std::move(environmentSecret)};
+  if (arguments.instance && !isAtHand(sources)) return instanceSecret(server.config);
+  return supplyOf(readSecret(std::move(sources), stop));
 }
 
 /// A long run must not end at a name that could not be written from the start.
@@ -86,22 +48,41 @@ ExitStatus exitStatusOf(const BackupManifest& manifest) {
   return manifest.status == BackupManifest::Status::complete ? ExitStatus::done : ExitStatus::warnings;
 }
 
+ExitStatus backUpAll(const BackupArguments& arguments, bool hasEnvironmentSecret, const HostPlaces& places,
+                     Results& results, const std::stop_token& stop) {
+  const KnownInstances known(places);
+  const auto view = viewFor(arguments, results);
+  for (const auto& warning : known.warnings()) view->remark(warning);
+  if (known.all().empty())
+    throw NotFoundError("No instance is registered. Register a server with orvik instances add.");
+  if (hasEnvironmentSecret)
+    view->remark("ORVIK_CLIENT_SECRET is left alone: with --all each server's own secret is used.");
+  const auto round = runRound(known.all(), arguments, places, results, stop);
+  tellRound(round, arguments, results);
+  return statusOf(round);
+}
+
 }  // namespace
 
 ExitStatus backup(const BackupArguments& arguments, platform::SecretString environmentSecret,
-                  Results& results, const std::stop_token& stop) {
+                  const HostPlaces& places, Results& results, const std::stop_token& stop) {
+  if (arguments.all) return backUpAll(arguments, !environmentSecret.empty(), places, results, stop);
   const auto view = viewFor(arguments, results);
-  const auto request = requestFor(arguments, std::move(environmentSecret), *view, stop);
-  const auto outcome = runBackup(request, *view, stop);
+  const auto server = chosenServer(arguments, places);
+  const auto secret = [&] { return chosenSecret(server, arguments, std::move(environmentSecret), stop); };
+  const auto outcome = backUp(server, secret, arguments, places, *view, stop);
   if (!arguments.json) results.line(outcome.manifest.backupID);
   return exitStatusOf(outcome.manifest);
 }
 
 ExitStatus simulate(const SimulationArguments& arguments, platform::SecretString environmentSecret,
-                    Results& results, const std::stop_token& stop) {
+                    const HostPlaces& places, Results& results, const std::stop_token& stop) {
   if (arguments.report) requireWritable(*arguments.report);
   const auto view = viewFor(arguments.backup, results);
-  const auto request = requestFor(arguments.backup, std::move(environmentSecret), *view, stop);
+  const auto server = chosenServer(arguments.backup, places);
+  const auto request =
+      requestFor(server, chosenSecret(server, arguments.backup, std::move(environmentSecret), stop),
+                 arguments.backup, *view);
   const auto outcome = runSimulation(request, arguments.report, *view, stop);
   if (!arguments.backup.json) results.line(wording::simulated(outcome));
   return exitStatusOf(outcome.manifest);

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <exception>
 
-#include "OrvikCore/Config/InstanceConfig.h"
 #include "OrvikCore/Config/ManagedInstances.h"
 #include "OrvikCore/Engine/RunPlace.h"
 #include "OrvikCore/Format/BackupEngineError.h"
@@ -97,21 +96,21 @@ BackupJob jobFor(const BackupRequest& request) {
 
 }  // namespace
 
-InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedServer& server) {
-  const auto url = server.url.text();
-  InstanceConfig config;
-  config.id = ManagedInstances::stableID(url, server.clientID);
-  config.name = server.name.value_or(server.url.host);
-  config.url = url;
-  config.clientID = server.clientID;
-  auto instance = config.descriptor();
+ChosenServer serverAt(const platform::URL& normalized, const std::string& clientID,
+                      const std::optional<std::string>& name) {
+  const auto url = normalized.text();
+  return {{ManagedInstances::stableID(url, clientID), name.value_or(normalized.host), url, clientID, {}},
+          name.has_value()};
+}
 
+InstanceDescriptor instanceFor(const std::filesystem::path& root, const ChosenServer& server) {
+  auto instance = server.config.descriptor();
   const BackupRepository repository(root, instance.slug);
   const auto stored = repository.descriptor();
   if (!stored) return instance;
-  requireSameServer(repository.instanceDirectory, stored->url, server.url);
+  requireSameServer(repository.instanceDirectory, stored->url, *server.config.normalizedURL());
   instance.id = stored->id;
-  if (!server.name) instance.name = stored->name;
+  if (!server.isNamed) instance.name = stored->name;
   return instance;
 }
 

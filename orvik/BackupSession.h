@@ -7,6 +7,7 @@
 #include <string>
 
 #include "JamfCore/Networking/JamfRequesting.h"
+#include "OrvikCore/Config/InstanceConfig.h"
 #include "OrvikCore/Engine/BackupEngine.h"
 #include "OrvikCore/Format/BackupOptions.h"
 #include "OrvikCore/Format/InstanceDescriptor.h"
@@ -18,18 +19,22 @@
 
 namespace orvik::host {
 
-/// A server that is named by its URL and client.
-struct NamedServer {
-  platform::URL url;  ///< normalized
-  std::string clientID;
-  std::optional<std::string> name;  ///< for display
+/// A server to back up: registered, or named by its URL and client.
+struct ChosenServer {
+  InstanceConfig config;  ///< with a URL that can be normalized
+  bool isNamed = true;    ///< its name was given by a person
 };
 
+/// The server that a URL and a client name, with the ID that it would have as a managed instance. Without a
+/// name it is called as its host.
+ChosenServer serverAt(const platform::URL& normalized, const std::string& clientID,
+                      const std::optional<std::string>& name);
+
 /// Who a backup of `server` below `root` is of. An instance folder that stands there keeps its ID, and its
-/// name unless another is given.
+/// name unless another was given.
 ///
 /// Throws `tuv::Error` when the folder belongs to a server with another host or port.
-InstanceDescriptor instanceFor(const std::filesystem::path& root, const NamedServer& server);
+InstanceDescriptor instanceFor(const std::filesystem::path& root, const ChosenServer& server);
 
 /// One backup to make.
 struct BackupRequest {

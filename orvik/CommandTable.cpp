@@ -19,15 +19,26 @@ namespace {
 using commandLine::Command;
 
 /// Two options of which one is enough: naming either leaves the variable of the other out of account.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 1> alternatives{
-    {{"secret-file", "secret-command"}}};
+constexpr std::array<std::pair<std::string_view, std::string_view>, 9> alternatives{
+    {{"secret-file", "secret-command"},
+     {"instance", "url"},
+     {"instance", "client-id"},
+     {"instance", "name"},
+     {"all", "instance"},
+     {"all", "url"},
+     {"all", "client-id"},
+     {"all", "secret-file"},
+     {"all", "secret-command"}}};
 
 /// Options that only a person at the command line can mean.
 constexpr std::array<std::string_view, 3> withoutVariable{"help", "yes", "force"};
 
 class CommandTable {
  public:
-  CommandTable() : app_("Reads the configuration of Jamf Pro servers and keeps it in a folder.", "orvik") {
+  /// `settings` may be null.
+  explicit CommandTable(const Settings* settings)
+      : settings_(settings),
+        app_("Reads the configuration of Jamf Pro servers and keeps it in a folder.", "orvik") {
     app_.set_version_flag("--version", "orvik " ORVIK_VERSION);
     // Behind a command's name stands no other: what looks like one is an argument, such as a text to search.
     app_.require_subcommand(0, 1);
@@ -38,6 +49,7 @@ class CommandTable {
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
+    commandLine::addConfig(app_, commands_);
     commandLine::addSamples(app_, commands_);
   }
 
@@ -51,7 +63,7 @@ class CommandTable {
     const CLI::App& parser = command ? *command->parser : app_;
     const std::string hint = command ? commandLine::nameOf(parser) + " " : "";
     try {
-      auto all = command ? withEnvironment(parser, arguments) : arguments;
+      auto all = command ? withDefaults(*command, arguments) : arguments;
       std::ranges::reverse(all);
       app_.parse(all);
     } catch (const CLI::CallForVersion&) {
@@ -89,28 +101,30 @@ class CommandTable {
     return found;
   }
 
-  /// The arguments with an option added for every variable that says what they don't.
-  static std::vector<std::string> withEnvironment(const CLI::App& command,
-                                                  std::vector<std::string> arguments) {
+  /// The arguments with an option added for all that they don't say and a variable or a setting does.
+  std::vector<std::string> withDefaults(const Command& command, std::vector<std::string> arguments) const {
     // What stands behind "--" is no option, whatever it looks like.
     const auto end = std::ranges::find(arguments, "--");
     const std::vector<std::string> given(arguments.begin(), end);
     std::vector<std::string> added;
-    const auto isGiven = [&](const std::string& name) {
-      const std::string option = "--" + name;
+    const auto isGiven = [&](std::string_view name) {
+      const auto option = fmt::format("--{}", name);
       return std::ranges::any_of(
           given, [&](const auto& each) { return each == option || each.starts_with(option + "="); });
     };
-    for (const CLI::Option* option : command.get_options()) {
+    const auto isSettled = [&](std::string_view name) {
+      return isGiven(name) || std::ranges::any_of(alternatives, [&](const auto& pair) {
+               return (pair.first == name && isGiven(pair.second)) ||
+                      (pair.second == name && isGiven(pair.first));
+             });
+    };
+    for (const CLI::Option* option : command.parser->get_options()) {
       for (const auto& name : option->get_lnames()) {
-        if (std::ranges::find(withoutVariable, name) != withoutVariable.end() || isGiven(name)) continue;
-        const auto value = environment::value(name);
-        const bool isSettled = std::ranges::any_of(alternatives, [&](const auto& pair) {
-          return (pair.first == name && isGiven(std::string(pair.second))) ||
-                 (pair.second == name && isGiven(std::string(pair.first)));
-        });
-        if (!value || isSettled) continue;
+        if (std::ranges::find(withoutVariable, name) != withoutVariable.end() || isSettled(name)) continue;
         const bool isFlag = option->get_items_expected_max() == 0;
+        auto value = environment::value(name);
+        if (!value && settings_ != nullptr && command.takesSettings) value = settings_->forOption(name);
+        if (!value) continue;
         if (!isFlag) added.push_back(fmt::format("--{}={}", name, *value));
         if (isFlag && environment::flag(name, *value)) added.push_back("--" + name);
       }
@@ -140,14 +154,15 @@ class CommandTable {
     return fmt::format("unknown option {}. See orvik {}--help.", fmt::join(options, ", "), hint);
   }
 
+  const Settings* settings_;
   CLI::App app_;
   commandLine::Commands commands_;
 };
 
 }  // namespace
 
-Invocation parseCommandLine(const std::vector<std::string>& arguments) {
-  return CommandTable().parse(arguments);
+Invocation parseCommandLine(const std::vector<std::string>& arguments, const Settings* settings) {
+  return CommandTable(settings).parse(arguments);
 }
 
 bool asksForJSON(const std::vector<std::string>& arguments) {

@@ -105,12 +105,13 @@ class Demo {
   }
 
   BackupOutcome backUp() {
-    const NamedServer server{*platform::URL::parse(server_.url()), server_.clientID(), "Sample server"};
+    const auto url = *platform::URL::parse(server_.url());
+    const auto server = serverAt(url, server_.clientID(), "Sample server");
     BackupRequest request;
     request.root = root_;
     request.instance = instanceFor(root_, server);
     request.client = makeClient(
-        server.url, server.clientID,
+        url, server_.clientID(),
         supplyOf({platform::SecretString(server_.clientSecret()), "the made-up server"}).provider, {});
     request.options.downloadFiles = true;
     request.options.maxConcurrentRequests = requestsSideBySide;

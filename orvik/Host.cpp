@@ -7,6 +7,7 @@
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
 #include "orvik/CommandTable.h"
+#include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/ExploreCommands.h"
@@ -18,6 +19,7 @@
 #include "orvik/Output.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/Secrets.h"
+#include "orvik/Settings/Settings.h"
 #include "orvik/VisibleText.h"
 
 namespace orvik::host {
@@ -26,6 +28,8 @@ namespace {
 
 struct Dispatch {
   platform::SecretString& environmentSecret;
+  const HostPlaces& places;
+  Settings& settings;
   Results& results;
   std::stop_token stop;
 
@@ -34,10 +38,16 @@ struct Dispatch {
     return ExitStatus::done;
   }
   ExitStatus operator()(const BackupArguments& arguments) const {
-    return backup(arguments, std::move(environmentSecret), results, stop);
+    return backup(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const SimulationArguments& arguments) const {
-    return simulate(arguments, std::move(environmentSecret), results, stop);
+    return simulate(arguments, std::move(environmentSecret), places, results, stop);
+  }
+  ExitStatus operator()(const ShowSettingsArguments& arguments) const {
+    return showSettings(arguments, settings, results);
+  }
+  ExitStatus operator()(const ChooseSettingArguments& arguments) const {
+    return chooseSetting(arguments, settings);
   }
   ExitStatus operator()(const DemoArguments& arguments) const { return demo(arguments, results, stop); }
   ExitStatus operator()(const SampleServerArguments& arguments) const {
@@ -51,16 +61,16 @@ struct Dispatch {
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
   ExitStatus operator()(const ListInstancesArguments& arguments) const {
-    return listInstances(arguments, HostPlaces::own(), results);
+    return listInstances(arguments, places, results);
   }
   ExitStatus operator()(const AddInstanceArguments& arguments) const {
-    return addInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+    return addInstance(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const RemoveInstanceArguments& arguments) const {
-    return removeInstance(arguments, HostPlaces::own(), results, stop);
+    return removeInstance(arguments, places, results, stop);
   }
   ExitStatus operator()(const TestInstanceArguments& arguments) const {
-    return testInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+    return testInstance(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }
@@ -74,9 +84,12 @@ struct Dispatch {
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {
   auto environmentSecret = takeEnvironmentSecret();
-  const auto invocation = parseCommandLine(arguments);
+  const auto places = HostPlaces::own();
+  Settings settings(places);
+  const auto invocation = parseCommandLine(arguments, &settings);
   const platform::StopSignals signals(static_cast<int>(ExitStatus::cancelled));
-  const auto status = std::visit(Dispatch{environmentSecret, results, signals.token()}, invocation);
+  const auto status =
+      std::visit(Dispatch{environmentSecret, places, settings, results, signals.token()}, invocation);
   results.requireWritten();
   return status;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Concurrency/Cancellation.h"
+#include "Platform/Files/AllocatedSize.h"
 #include "Platform/Files/Descriptor.h"
 #include "Platform/Files/Files.h"
 
@@ -21,7 +23,8 @@ constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
 // back to the folder that was left. So neither the depth nor the length of the paths has a limit.
 class SizeWalk {
  public:
-  explicit SizeWalk(const Path& folder) : at_(open(folder.c_str(), folderFlags)) {}
+  SizeWalk(const Path& folder, const std::stop_token& stop)
+      : stop_(stop), at_(open(folder.c_str(), folderFlags)) {}
 
   void run(std::int64_t& total) {
     if (!enter(total)) return;
@@ -56,7 +59,10 @@ class SizeWalk {
     if (!stream) return false;
     listing.release();
     Level level{status.st_dev, status.st_ino, {}};
-    while (const dirent* entry = readdir(stream.get())) look(entry->d_name, level, total);
+    while (const dirent* entry = readdir(stream.get())) {
+      throwIfCancelled(stop_);
+      look(entry->d_name, level, total);
+    }
     levels_.push_back(std::move(level));
     return true;
   }
@@ -78,6 +84,7 @@ class SizeWalk {
     return status.st_dev == levels_.back().device && status.st_ino == levels_.back().inode;
   }
 
+  const std::stop_token& stop_;
   Descriptor at_;
   std::vector<Level> levels_;
 };
@@ -87,9 +94,15 @@ class SizeWalk {
 std::int64_t allocatedSize(const Path& folder) noexcept {
   std::int64_t total = 0;
   try {
-    SizeWalk(folder).run(total);
+    SizeWalk(folder, {}).run(total);
   } catch (const std::exception&) {
   }
+  return total;
+}
+
+std::int64_t allocatedSize(const Path& folder, const std::stop_token& stop) {
+  std::int64_t total = 0;
+  SizeWalk(folder, stop).run(total);
   return total;
 }
 

@@ -17,11 +17,15 @@ class FileLock {
   /// Throws `FileError` when there is no file to be had, `Error` when the other holder stays, and
   /// `CancellationError`.
   explicit FileLock(const Path& path, const std::stop_token& stop = {});
+  /// The same without waiting; nothing when there is another holder. Throws `FileError`.
+  static std::unique_ptr<FileLock> tryHold(const Path& path);
   ~FileLock();
   FileLock(const FileLock&) = delete;
   FileLock& operator=(const FileLock&) = delete;
 
  private:
+  explicit FileLock(std::unique_ptr<Descriptor> held);
+
   std::unique_ptr<Descriptor> file_;
 };
 

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
-#include <time.h>
 #include <unicode/datefmt.h>
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
 #include <memory>
 
+#include "Platform/Locale/LocalTime.h"
 #include "Platform/Locale/Text.h"
 #include "Platform/Locale/UserLocale.h"
 
@@ -14,15 +14,6 @@ namespace platform::locale {
 namespace {
 
 using std::chrono::minutes;
-
-/// The offset of the current zone at `date`, in whole minutes. The C library is asked because it knows every
-/// form of TZ; its reentrant function takes its own lock.
-minutes zoneOffset(Date date) {
-  const std::time_t seconds = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
-  std::tm parts{};
-  if (!localtime_r(&seconds, &parts)) return minutes(0);
-  return std::chrono::duration_cast<minutes>(std::chrono::seconds(parts.tm_gmtoff));
-}
 
 /// A format of one's own per thread, since formatting changes it; made again when the environment names
 /// another locale. Its zone is UTC: it is handed times that are shifted already.

@@ -13,6 +13,7 @@ struct Command {
   CLI::App* parser = nullptr;  ///< its place in the tree of parsers; owned by the program's
   /// What was asked for, once it has parsed. Throws `UsageError` for what the parser can't see.
   std::function<Invocation()> invocation;
+  bool takesSettings = true;  ///< what the organisation forces and the user chose counts
 };
 using Commands = std::vector<Command>;
 
@@ -20,6 +21,8 @@ using Commands = std::vector<Command>;
 
 void addBackup(CLI::App& program, Commands& commands);
 void addSimulate(CLI::App& program, Commands& commands);
+/// `config show`, `config set` and `config unset`.
+void addConfig(CLI::App& program, Commands& commands);
 /// `demo` and `sample-server`.
 void addSamples(CLI::App& program, Commands& commands);
 /// `pack`, `gc` and `retention`.

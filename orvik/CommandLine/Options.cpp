@@ -13,20 +13,23 @@ namespace {
 
 constexpr double aYear = 365.0 * 24 * 3600;
 
-/// Digits alone: the parser would read "010" as eight, and who keeps ten backups must not lose two.
-CLI::Validator wholeNumber(int high) {
-  return CLI::Validator(
-      [high](std::string& text) {
-        const bool isPlain = !text.empty() && text.size() <= 9 &&
-                             text.find_first_not_of("0123456789") == std::string::npos &&
-                             (text.size() == 1 || text.front() != '0');
-        if (isPlain && std::stol(text) <= high) return std::string();
-        return fmt::format("{} is no whole number from 0 to {}", text, high);
-      },
-      "");
+bool within(Bounds bounds, long number) {
+  return static_cast<double>(number) >= bounds.low && static_cast<double>(number) <= bounds.high;
 }
 
 }  // namespace
+
+CLI::Validator wholeNumber(Bounds bounds) {
+  return CLI::Validator(
+      [bounds](std::string& text) {
+        const bool isPlain = !text.empty() && text.size() <= 9 &&
+                             text.find_first_not_of("0123456789") == std::string::npos &&
+                             (text.size() == 1 || text.front() != '0');
+        if (isPlain && within(bounds, std::stol(text))) return std::string();
+        return fmt::format("{} is no whole number from {} to {}", text, bounds.low, bounds.high);
+      },
+      "");
+}
 
 std::string nameOf(const CLI::App& command) {
   const CLI::App* parent = command.get_parent();
@@ -63,23 +66,23 @@ void addLockWait(CLI::App& command, double& seconds) {
 }
 
 void addLimits(CLI::App& command, RetentionPolicy& keep) {
-  const auto limit = [&](const char* name, int& value, int high, const char* text) {
-    command.add_option(name, value, text)->type_name("N")->check(wholeNumber(high));
+  const auto limit = [&](const char* name, int& value, const char* text) {
+    command.add_option(name, value, text)->type_name("N")->check(wholeNumber(bounds::limit));
   };
-  limit("--keep", keep.keepCount, 1000000, "Keep so many newest backups; 0 is no limit");
-  limit("--keep-days", keep.keepDays, 1000000,
-        "Keep backups that finished within so many days; 0 is no limit");
+  limit("--keep", keep.keepCount, "Keep so many newest backups; 0 is no limit");
+  limit("--keep-days", keep.keepDays, "Keep backups that finished within so many days; 0 is no limit");
 }
 
-void addSecret(CLI::App& command, SecretArguments& secret) {
-  command.add_option("--secret-file", secret.file, "File with the client secret; - is standard input")
+void addSecret(CLI::App& command, std::optional<std::string>& file,
+               std::optional<std::string>& secretCommand) {
+  command.add_option("--secret-file", file, "File with the client secret; - is standard input")
       ->type_name("FILE");
-  command.add_option("--secret-command", secret.command, "Command that prints the client secret")
+  command.add_option("--secret-command", secretCommand, "Command that prints the client secret")
       ->type_name("CMD");
 }
 
-void requireOneSecret(const SecretArguments& secret) {
-  if (secret.file && secret.command)
+void requireOneSecret(const CLI::App& command) {
+  if (command.count("--secret-file") != 0 && command.count("--secret-command") != 0)
     throw UsageError("--secret-file and --secret-command exclude each other.");
 }
 

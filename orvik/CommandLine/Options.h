@@ -21,18 +21,33 @@ void addNumber(CLI::App& command, const char* name, Number& value, double low, d
                const char* text) {
   command.add_option(name, value, text)->type_name("N")->check(within(low, high))->capture_default_str();
 }
+template <class Number>
+void addNumber(CLI::App& command, const char* name, Number& value, Bounds bounds, const char* text) {
+  addNumber(command, name, value, bounds.low, bounds.high, text);
+}
+
+/// Digits alone: the parser would read "010" as eight, and who keeps ten backups must not lose two.
+CLI::Validator wholeNumber(Bounds bounds);
 
 void addQuiet(CLI::App& command, bool& quiet);
 void addJSON(CLI::App& command, bool& json);
 void addKey(CLI::App& command, std::optional<std::string>& key);
 void addLockWait(CLI::App& command, double& seconds);
+/// `--to`, the folder of all instances.
+void addRoot(CLI::App& command, std::string& root);
+/// The options of `backup` and of what makes backups in other ways: what is read, and how it is kept. Neither
+/// which server nor where to.
+void addRunOptions(CLI::App& command, BackupArguments& arguments);
+/// Throws `UsageError` for what is missing or empty.
+void requireRunOptions(const CLI::App& command, const BackupArguments& arguments);
 /// `--keep` and `--keep-days`; a limit of 0 is none.
 void addLimits(CLI::App& command, RetentionPolicy& keep);
 
 /// `--secret-file` and `--secret-command`.
-void addSecret(CLI::App& command, SecretArguments& secret);
+void addSecret(CLI::App& command, std::optional<std::string>& file,
+               std::optional<std::string>& secretCommand);
 /// Throws `UsageError` when both were given.
-void requireOneSecret(const SecretArguments& secret);
+void requireOneSecret(const CLI::App& command);
 
 /// Throws `UsageError` for what was given and is blank: it comes from a variable that a script forgot to
 /// fill, and to take it for what was not given would do something else.

@@ -25,7 +25,8 @@ struct RoundEntry {
 
 /// Backs up instances one after another, each with the options of `arguments` and with its own secret alone:
 /// what is meant for one server never goes to another. A failure is told where it happens and stops no other
-/// instance; a stop ends the round at once, with an entry for the instance it met.
+/// instance; a stop ends the round at once, with an entry for the instance it met. Throws `UsageError` for
+/// sections that there are not.
 std::vector<RoundEntry> runRound(const std::vector<InstanceConfig>& instances,
                                  const BackupArguments& arguments, const HostPlaces& places, Results& results,
                                  const std::stop_token& stop);

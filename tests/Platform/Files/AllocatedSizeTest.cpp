@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <memory>
 
+#include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Crypto/Digest.h"
+#include "Platform/Files/AllocatedSize.h"
 #include "Platform/Files/Files.h"
 
 namespace platform::files {
@@ -97,6 +99,15 @@ TEST(AllocatedSizeTest, AWideTreeIsCountedWhole) {
   for (int i = 0; i < 300; ++i)
     atomicWrite(std::string(5000, 'x'), folder / std::to_string(i % 20) / std::to_string(i));
   EXPECT_EQ(allocatedSize(folder.path()), sumOfBlocks(folder.path()));
+}
+
+TEST(AllocatedSizeTest, AStopEndsTheWalk) {
+  const TempFolder folder;
+  atomicWrite(randomBytes(10'000), folder / "a/b");
+  std::stop_source source;
+  EXPECT_EQ(allocatedSize(folder.path(), source.get_token()), allocatedSize(folder.path()));
+  source.request_stop();
+  EXPECT_THROW(allocatedSize(folder.path(), source.get_token()), CancellationError);
 }
 
 }  // namespace
