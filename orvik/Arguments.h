@@ -103,6 +103,29 @@ struct OutputArguments {
   bool quiet = false;
 };
 
+/// `orvik schedule list`.
+struct ListRunsArguments : OutputArguments {};
+
+/// `orvik schedule add`: exactly one of the two times.
+struct AddRunArguments : OutputArguments {
+  std::string instance;           ///< name, ID or folder name
+  std::optional<std::string> at;  ///< as `RunTime::at` reads it
+  std::optional<double> in;       ///< hours
+};
+
+/// `orvik schedule remove`: one or both, and a run must fit both.
+struct RemoveRunsArguments : OutputArguments {
+  std::optional<std::string> id;        ///< of a run, or its beginning
+  std::optional<std::string> instance;  ///< name, ID or folder name
+};
+
+/// `orvik status`.
+struct StatusArguments : OutputArguments {
+  std::string to;
+  int maxAge = 48;  ///< hours since the last backup; 0 is no limit
+  bool noSizes = false;
+};
+
 /// What all commands share that open an instance folder.
 struct FolderArguments : OutputArguments {
   std::string folder;
@@ -250,6 +273,7 @@ using Invocation =
                  SimulationArguments, DemoArguments, SampleServerArguments, PackArguments, CollectArguments,
                  RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
                  DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
-                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments>;
+                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
+                 AddRunArguments, RemoveRunsArguments, StatusArguments>;
 
 }  // namespace orvik::host

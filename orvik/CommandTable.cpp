@@ -19,7 +19,7 @@ namespace {
 using commandLine::Command;
 
 /// Two options of which one is enough: naming either leaves the variable of the other out of account.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 9> alternatives{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 10> alternatives{
     {{"secret-file", "secret-command"},
      {"instance", "url"},
      {"instance", "client-id"},
@@ -28,7 +28,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 9> alternati
      {"all", "url"},
      {"all", "client-id"},
      {"all", "secret-file"},
-     {"all", "secret-command"}}};
+     {"all", "secret-command"},
+     {"at", "in"}}};
 
 /// Options that only a person at the command line can mean.
 constexpr std::array<std::string_view, 3> withoutVariable{"help", "yes", "force"};
@@ -49,6 +50,8 @@ class CommandTable {
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
+    commandLine::addSchedule(app_, commands_);
+    commandLine::addStatus(app_, commands_);
     commandLine::addConfig(app_, commands_);
     commandLine::addSamples(app_, commands_);
   }

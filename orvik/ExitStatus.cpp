@@ -50,6 +50,8 @@ Failure describe(const std::exception_ptr& failure) {
     return {ExitStatus::usage, error.description()};
   } catch (const NotFoundError& error) {
     return {ExitStatus::notFound, error.description()};
+  } catch (const BusyError& error) {
+    return {ExitStatus::locked, error.description()};
   } catch (const CollectionRefused& refusal) {
     return failureOf(refusal);
   } catch (const CredentialError& error) {

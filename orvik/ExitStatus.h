@@ -13,6 +13,7 @@ enum class ExitStatus : int {
   failed = 1,
   usage = 2,
   warnings = 3,     ///< published with warnings
+  overdue = 5,      ///< nothing recent enough
   notFound = 10,    ///< no such folder, backup or instance
   locked = 11,      ///< another writer holds the folder
   credential = 12,  ///< missing or refused
@@ -27,6 +28,12 @@ class UsageError : public tuv::Error {
 
 /// There is no such folder, backup or instance.
 class NotFoundError : public tuv::Error {
+ public:
+  using Error::Error;
+};
+
+/// Another process does what only one may do at a time.
+class BusyError : public tuv::Error {
  public:
   using Error::Error;
 };

@@ -18,8 +18,10 @@
 #include "orvik/LockCommands.h"
 #include "orvik/Output.h"
 #include "orvik/SampleServerCommand.h"
+#include "orvik/ScheduleCommands.h"
 #include "orvik/Secrets.h"
 #include "orvik/Settings/Settings.h"
+#include "orvik/StatusCommand.h"
 #include "orvik/VisibleText.h"
 
 namespace orvik::host {
@@ -80,6 +82,12 @@ struct Dispatch {
   ExitStatus operator()(const ExportArguments& arguments) const {
     return exportObjects(arguments, results, stop);
   }
+  ExitStatus operator()(const ListRunsArguments& arguments) const { return listRuns(arguments, results); }
+  ExitStatus operator()(const AddRunArguments& arguments) const { return addRun(arguments, results, stop); }
+  ExitStatus operator()(const RemoveRunsArguments& arguments) const {
+    return removeRuns(arguments, results, stop);
+  }
+  ExitStatus operator()(const StatusArguments& arguments) const { return status(arguments, results, stop); }
 };
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {

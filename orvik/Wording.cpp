@@ -41,10 +41,6 @@ std::string_view word(Status status) {
   return "";
 }
 
-bool isWarning(Status status) {
-  return status == Status::partial || status == Status::notPermitted || status == Status::failed;
-}
-
 }  // namespace
 
 std::string counted(std::int64_t count, std::string_view noun) {
@@ -67,13 +63,15 @@ std::string roughly(std::chrono::duration<double> duration) {
   return fmt::format("{} h", (whole + 1800) / 3600);
 }
 
-std::string ago(platform::Date date, platform::Date now) {
+std::string distance(std::chrono::duration<double> duration) {
   constexpr std::chrono::hours longInHours{48};
-  const auto distance = date <= now ? now - date : date - now;
-  const auto text = distance < longInHours
-                        ? roughly(distance)
-                        : counted(std::chrono::floor<std::chrono::days>(distance).count(), "day");
-  return text + (date <= now ? " ago" : " ahead of this machine's clock");
+  return duration < longInHours ? roughly(duration)
+                                : counted(std::chrono::floor<std::chrono::days>(duration).count(), "day");
+}
+
+std::string ago(platform::Date date, platform::Date now) {
+  return date <= now ? distance(now - date) + " ago"
+                     : distance(date - now) + " ahead of this machine's clock";
 }
 
 std::string counts(const ChangeCounts& counts) {
@@ -92,6 +90,10 @@ std::string changes(const ChangeCounts& counts) {
   add(counts.removed, "removed");
   add(counts.failed, "failed");
   return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+bool isWarning(Status status) {
+  return status == Status::partial || status == Status::notPermitted || status == Status::failed;
 }
 
 std::string because(const SectionSummary& summary) {

@@ -21,6 +21,8 @@ std::string counted(std::int64_t count, std::string_view noun);
 std::string duration(std::chrono::duration<double> duration);
 /// The same without the smaller unit: "42 s", "3 min".
 std::string roughly(std::chrono::duration<double> duration);
+/// The same, and from two days on whole days: "42 s", "3 h", "3 days".
+std::string distance(std::chrono::duration<double> duration);
 /// How long before `now` that was: "42 s ago", "3 days ago"; of a later time "3 min ahead of this machine's
 /// clock".
 std::string ago(platform::Date date, platform::Date now);
@@ -32,6 +34,8 @@ std::string shellWord(const std::string& text);
 std::string counts(const ChangeCounts& counts);
 /// "3 new, 1 changed": the same without the number of all; empty when nothing happened.
 std::string changes(const ChangeCounts& counts);
+/// Whether a section that ended so could have been read better.
+bool isWarning(SectionSummary::Status status);
 /// Why a section was not read, or not all of it: "not permitted: MESSAGE".
 std::string because(const SectionSummary& summary);
 /// One line for a section that is finished: ID, and counts or why there are none. Empty for a disabled one.

@@ -33,5 +33,8 @@ void addLock(CLI::App& program, Commands& commands);
 void addInstances(CLI::App& program, Commands& commands);
 /// `sections`, `show`, `diff`, `search`, `history` and `export`.
 void addExplore(CLI::App& program, Commands& commands);
+/// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.
+void addSchedule(CLI::App& program, Commands& commands);
+void addStatus(CLI::App& program, Commands& commands);
 
 }  // namespace orvik::host::commandLine
