@@ -63,16 +63,16 @@ struct Dispatch {
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
   ExitStatus operator()(const ListInstancesArguments& arguments) const {
-    return listInstances(arguments, HostPlaces::own(), results);
+    return listInstances(arguments, places, results);
   }
   ExitStatus operator()(const AddInstanceArguments& arguments) const {
-    return addInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+    return addInstance(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const RemoveInstanceArguments& arguments) const {
-    return removeInstance(arguments, HostPlaces::own(), results, stop);
+    return removeInstance(arguments, places, results, stop);
   }
   ExitStatus operator()(const TestInstanceArguments& arguments) const {
-    return testInstance(arguments, std::move(environmentSecret), HostPlaces::own(), results, stop);
+    return testInstance(arguments, std::move(environmentSecret), places, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }

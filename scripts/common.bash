@@ -52,12 +52,12 @@ quietly() {
   return "$status"
 }
 
-# configure PRESET: makes the build folder of a preset ready. A compiler cache is used when there is one.
+# configure PRESET [CMAKE ARGUMENT...]: makes the build folder of a preset ready. A compiler cache is used when there is one.
 configure() {
   if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
   fi
-  (cd "$ROOT" && quietly "configuring ($1)" cmake --preset "$1")
+  (cd "$ROOT" && quietly "configuring ($1)" cmake --preset "$@")
 }
 
 # sources: every C++ file of the working tree, relative to the root, tracked or new; what is ignored is left out.

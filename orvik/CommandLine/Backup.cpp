@@ -17,10 +17,7 @@ void addServer(CLI::App& command, BackupArguments& a) {
   command.add_option("--url", a.url, "The server, when it is not registered")->type_name("URL");
   command.add_option("--client-id", a.clientID, "Client ID of an API client of the server")->type_name("ID");
   command.add_option("--name", a.name, "Display name of the server (default: its host)")->type_name("NAME");
-  command.add_option("--secret-file", a.secretFile, "File with the client secret; - is standard input")
-      ->type_name("FILE");
-  command.add_option("--secret-command", a.secretCommand, "Command that prints the client secret")
-      ->type_name("CMD");
+  addSecret(command, a.secretFile, a.secretCommand);
 }
 
 /// Which server, in exactly one way.
@@ -44,8 +41,7 @@ void requireServer(const CLI::App& command, const BackupArguments& a) {
 BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
   requireRunOptions(command, a);
   requireServer(command, a);
-  if (a.secretFile && a.secretCommand)
-    throw UsageError("--secret-file and --secret-command exclude each other.");
+  requireOneSecret(command);
   // One secret must never go to every server.
   if (a.all && (a.secretFile || a.secretCommand))
     throw UsageError("--all takes the secret of each server from the keychain or from a managed setting.");

@@ -37,7 +37,7 @@ void addAdd(CLI::App& instances, Commands& commands) {
   command.add_option("--client-id", a->clientID, "Client ID of an API client of the server")->type_name("ID");
   command.add_option("--mount", a->mount, "Folder of a mounted file share with the server's packages")
       ->type_name("PATH");
-  addSecret(command, a->secret);
+  addSecret(command, a->secret.file, a->secret.command);
   addOutput(command, a->output);
   command.footer(
       "The client secret may also stand in the environment variable ORVIK_CLIENT_SECRET. A server and "
@@ -50,7 +50,7 @@ void addAdd(CLI::App& instances, Commands& commands) {
                         requireNoBlank(command);
                         for (const char* name : {"--name", "--url", "--client-id"})
                           requireGiven(command, name);
-                        requireOneSecret(a->secret);
+                        requireOneSecret(command);
                         return *a;
                       }});
 }
@@ -74,7 +74,7 @@ void addTest(CLI::App& instances, Commands& commands) {
   auto& command = *instances.add_subcommand("test", "Ask a server for its version with the client's secret");
   const auto a = std::make_shared<TestInstanceArguments>();
   addName(command, a->name);
-  addSecret(command, a->secret);
+  addSecret(command, a->secret.file, a->secret.command);
   command.add_option("--ca-file", a->caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
   addOutput(command, a->output);
   command.footer(
@@ -83,7 +83,7 @@ void addTest(CLI::App& instances, Commands& commands) {
   commands.push_back({&command, [&command, a]() -> Invocation {
                         requireNoBlank(command);
                         requireGiven(command, "NAME");
-                        requireOneSecret(a->secret);
+                        requireOneSecret(command);
                         return *a;
                       }});
 }

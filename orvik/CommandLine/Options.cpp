@@ -73,15 +73,16 @@ void addLimits(CLI::App& command, RetentionPolicy& keep) {
   limit("--keep-days", keep.keepDays, "Keep backups that finished within so many days; 0 is no limit");
 }
 
-void addSecret(CLI::App& command, SecretArguments& secret) {
-  command.add_option("--secret-file", secret.file, "File with the client secret; - is standard input")
+void addSecret(CLI::App& command, std::optional<std::string>& file,
+               std::optional<std::string>& secretCommand) {
+  command.add_option("--secret-file", file, "File with the client secret; - is standard input")
       ->type_name("FILE");
-  command.add_option("--secret-command", secret.command, "Command that prints the client secret")
+  command.add_option("--secret-command", secretCommand, "Command that prints the client secret")
       ->type_name("CMD");
 }
 
-void requireOneSecret(const SecretArguments& secret) {
-  if (secret.file && secret.command)
+void requireOneSecret(const CLI::App& command) {
+  if (command.count("--secret-file") != 0 && command.count("--secret-command") != 0)
     throw UsageError("--secret-file and --secret-command exclude each other.");
 }
 

@@ -44,9 +44,10 @@ void requireRunOptions(const CLI::App& command, const BackupArguments& arguments
 void addLimits(CLI::App& command, RetentionPolicy& keep);
 
 /// `--secret-file` and `--secret-command`.
-void addSecret(CLI::App& command, SecretArguments& secret);
+void addSecret(CLI::App& command, std::optional<std::string>& file,
+               std::optional<std::string>& secretCommand);
 /// Throws `UsageError` when both were given.
-void requireOneSecret(const SecretArguments& secret);
+void requireOneSecret(const CLI::App& command);
 
 /// Throws `UsageError` for what was given and is blank: it comes from a variable that a script forgot to
 /// fill, and to take it for what was not given would do something else.

@@ -10,6 +10,7 @@
 #include "OrvikCore/Config/ScheduleStore.h"
 #include "OrvikCore/Jamf/ServerFacts.h"
 #include "Platform/Locale/Text.h"
+#include "orvik/InstanceBackup.h"
 #include "orvik/Instances/InstanceFile.h"
 #include "orvik/Instances/InstanceSecrets.h"
 #include "orvik/Instances/InstanceText.h"
@@ -124,13 +125,6 @@ ClientSecret secretFor(const AddInstanceArguments& arguments, platform::SecretSt
   return {std::move(typed), "the terminal"};
 }
 
-platform::URL urlOf(const InstanceConfig& instance) {
-  auto url = instance.normalizedURL();
-  if (!url || (url->scheme != "https" && url->scheme != "http"))
-    throw tuv::Error(fmt::format("The URL of the instance {} is none of a server.", instance.name));
-  return std::move(*url);
-}
-
 bool agreed(const RemoveInstanceArguments& arguments, const std::string& question,
             const std::stop_token& stop) {
   if (arguments.yes) return true;
@@ -225,7 +219,7 @@ ExitStatus testInstance(const TestInstanceArguments& arguments, platform::Secret
                         const HostPlaces& places, Results& results, const std::stop_token& stop) {
   const Report report(arguments.output, results);
   const auto instance = known(places, report).named(arguments.name);
-  const auto url = urlOf(instance);
+  const auto url = *registered(instance).config.normalizedURL();
   if (const auto remark = clearTextRemark(url)) report.note(*remark);
   auto sources = sourcesOf(arguments.secret, std::move(environmentSecret));
   auto secret = isAtHand(sources) ? supplyOf(readSecret(std::move(sources), stop)) : instanceSecret(instance);

@@ -108,6 +108,21 @@ TEST_F(NoSecretIsLeft, WhenCredentialsAreRefusedOrTheServerIsAway) {
   expectOnlyInKeychain();
 }
 
+TEST_F(NoSecretIsLeft, ByBackupsOfARegisteredServer) {
+  EXPECT_EQ(add("School").status, 0);
+  EXPECT_EQ(run(backingUp({"--instance", "School"})).status, 0);
+  EXPECT_EQ(run(backingUp({"--instance", "School", "--json"})).status, 0);
+  EXPECT_EQ(run(backingUp({"--all"})).status, 0);
+  EXPECT_EQ(
+      run(backingUp({"--all", "--json"}), {}, {{"ORVIK_CLIENT_SECRET", "sample-secret-of-none"}}).status, 0);
+  EXPECT_EQ(run({"config", "show"}).status, 0);
+  expectTokensAndSignedAddressesWereHandedOut();
+  expectOnlyInKeychain();
+  EXPECT_EQ(run({"instances", "remove", "School", "--yes"}).status, 0);
+  EXPECT_EQ(run(backingUp({"--instance", "School"})).status, 10);
+  EXPECT_FALSE(hasSecret());
+}
+
 /// Proxies and clumsy servers do so.
 TEST_F(NoSecretIsLeft, WhenTheServerRepeatsWhatItWasSent) {
   EXPECT_EQ(add("School").status, 0);
