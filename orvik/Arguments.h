@@ -119,10 +119,15 @@ struct RemoveRunsArguments : OutputArguments {
   std::optional<std::string> instance;  ///< name, ID or folder name
 };
 
+/// `orvik schedule run`: how the backups that are due are made. No server is named.
+struct RunScheduleArguments {
+  BackupArguments backup;
+};
+
 /// `orvik status`.
 struct StatusArguments : OutputArguments {
   std::string to;
-  int maxAge = 48;  ///< hours since the last backup; 0 is no limit
+  int maxAge = standardMaximumAge;  ///< hours since the last backup; 0 is no limit
   bool noSizes = false;
 };
 
@@ -274,6 +279,6 @@ using Invocation =
                  RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
                  DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
                  AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
-                 AddRunArguments, RemoveRunsArguments, StatusArguments>;
+                 AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments>;
 
 }  // namespace orvik::host

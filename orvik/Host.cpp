@@ -82,12 +82,21 @@ struct Dispatch {
   ExitStatus operator()(const ExportArguments& arguments) const {
     return exportObjects(arguments, results, stop);
   }
-  ExitStatus operator()(const ListRunsArguments& arguments) const { return listRuns(arguments, results); }
-  ExitStatus operator()(const AddRunArguments& arguments) const { return addRun(arguments, results, stop); }
-  ExitStatus operator()(const RemoveRunsArguments& arguments) const {
-    return removeRuns(arguments, results, stop);
+  ExitStatus operator()(const ListRunsArguments& arguments) const {
+    return listRuns(arguments, places, results);
   }
-  ExitStatus operator()(const StatusArguments& arguments) const { return status(arguments, results, stop); }
+  ExitStatus operator()(const AddRunArguments& arguments) const {
+    return addRun(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const RemoveRunsArguments& arguments) const {
+    return removeRuns(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const RunScheduleArguments& arguments) const {
+    return runSchedule(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const StatusArguments& arguments) const {
+    return status(arguments, places, results, stop);
+  }
 };
 
 ExitStatus runCommand(const std::vector<std::string>& arguments, Results& results) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/HostPlaces.h"
 #include "orvik/Instances/KnownInstances.h"
 #include "orvik/Report.h"
 #include "orvik/Schedule/RunText.h"
@@ -87,8 +86,7 @@ class Selection {
 
 }  // namespace
 
-ExitStatus listRuns(const ListRunsArguments& arguments, Results& results) {
-  const auto places = HostPlaces::own();
+ExitStatus listRuns(const ListRunsArguments& arguments, const HostPlaces& places, Results& results) {
   const Report report(arguments, results);
   const KnownInstances known(places);
   tellWarnings(known, report);
@@ -104,11 +102,11 @@ ExitStatus listRuns(const ListRunsArguments& arguments, Results& results) {
   return ExitStatus::done;
 }
 
-ExitStatus addRun(const AddRunArguments& arguments, Results& results, const std::stop_token& stop) {
+ExitStatus addRun(const AddRunArguments& arguments, const HostPlaces& places, Results& results,
+                  const std::stop_token& stop) {
   const auto now = platform::now();
   const auto date =
       arguments.at ? RunTime::at(*arguments.at, now) : RunTime::in(arguments.in.value_or(0), now);
-  const auto places = HostPlaces::own();
   const Report report(arguments, results);
   const KnownInstances known(places);
   tellWarnings(known, report);
@@ -129,8 +127,8 @@ ExitStatus addRun(const AddRunArguments& arguments, Results& results, const std:
   return ExitStatus::done;
 }
 
-ExitStatus removeRuns(const RemoveRunsArguments& arguments, Results& results, const std::stop_token& stop) {
-  const auto places = HostPlaces::own();
+ExitStatus removeRuns(const RemoveRunsArguments& arguments, const HostPlaces& places, Results& results,
+                      const std::stop_token& stop) {
   const Report report(arguments, results);
   const KnownInstances known(places);
   tellWarnings(known, report);

@@ -4,6 +4,7 @@
 
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/HostPlaces.h"
 #include "orvik/Output.h"
 
 namespace orvik::host {
@@ -12,12 +13,19 @@ namespace orvik::host {
 // never written over.
 
 /// `orvik schedule list`.
-ExitStatus listRuns(const ListRunsArguments& arguments, Results& results);
+ExitStatus listRuns(const ListRunsArguments& arguments, const HostPlaces& places, Results& results);
 
 /// `orvik schedule add`.
-ExitStatus addRun(const AddRunArguments& arguments, Results& results, const std::stop_token& stop);
+ExitStatus addRun(const AddRunArguments& arguments, const HostPlaces& places, Results& results,
+                  const std::stop_token& stop);
 
 /// `orvik schedule remove`. `NotFoundError` when no run fits.
-ExitStatus removeRuns(const RemoveRunsArguments& arguments, Results& results, const std::stop_token& stop);
+ExitStatus removeRuns(const RemoveRunsArguments& arguments, const HostPlaces& places, Results& results,
+                      const std::stop_token& stop);
+
+/// `orvik schedule run`: makes the backups that are due, one for each instance, and takes their runs from the
+/// schedule once they are published. `BusyError` while another process does so.
+ExitStatus runSchedule(const RunScheduleArguments& arguments, const HostPlaces& places, Results& results,
+                       const std::stop_token& stop);
 
 }  // namespace orvik::host

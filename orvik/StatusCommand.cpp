@@ -9,9 +9,10 @@
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/AllocatedSize.h"
 #include "orvik/BackupSession.h"
-#include "orvik/HostPlaces.h"
+#include "orvik/InstanceBackup.h"
 #include "orvik/Instances/InstanceFile.h"
 #include "orvik/Instances/KnownInstances.h"
+#include "orvik/KnownFolders.h"
 #include "orvik/Report.h"
 #include "orvik/Schedule/ScheduleFile.h"
 #include "orvik/Status/StatusText.h"
@@ -26,8 +27,9 @@ using platform::json::Value;
 
 class Status {
  public:
-  Status(const StatusArguments& arguments, const Report& report, const std::stop_token& stop)
-      : arguments_(arguments), report_(report), stop_(stop), root_(arguments.to) {}
+  Status(const StatusArguments& arguments, const HostPlaces& places, const Report& report,
+         const std::stop_token& stop)
+      : arguments_(arguments), places_(places), report_(report), stop_(stop), root_(arguments.to) {}
 
   ExitStatus run() {
     for (const auto& warning : known_.warnings()) report_.note(warning);
@@ -72,12 +74,10 @@ class Status {
     std::vector<InstanceState> states;
     for (const auto& instance : known_.all()) {
       auto state = stateOf(instance.descriptor());
-      if (const auto url = instance.normalizedURL()) {
-        try {
-          instanceFor(root_, {*url, instance.clientID, instance.name});
-        } catch (const tuv::Error& error) {
-          state.problem = error.description();
-        }
+      try {
+        instanceFor(root_, registered(instance));
+      } catch (const tuv::Error& error) {
+        state.problem = error.description();
       }
       states.push_back(std::move(state));
     }
@@ -103,6 +103,11 @@ class Status {
     state.lookAt(runs_);
     if (!state.problem.empty()) return;
     state.look();
+    try {
+      KnownFolders(places_.data).requireFilled(BackupRepository(state.folder));
+    } catch (const tuv::Error& error) {
+      state.problem = error.description();
+    }
     if (arguments_.noSizes || !state.hasFolder) return;
     const auto view = report_.view(Verbosity::brief);
     view->step("Measuring " + state.folder.string());
@@ -134,10 +139,10 @@ class Status {
   }
 
   const StatusArguments& arguments_;
+  const HostPlaces& places_;
   const Report& report_;
   const std::stop_token& stop_;
   const std::filesystem::path root_;
-  const HostPlaces places_ = HostPlaces::own();
   const KnownInstances known_{places_};
   std::vector<ScheduledRun> runs_;
   std::vector<JudgedInstance> instances_;
@@ -146,9 +151,10 @@ class Status {
 
 }  // namespace
 
-ExitStatus status(const StatusArguments& arguments, Results& results, const std::stop_token& stop) {
+ExitStatus status(const StatusArguments& arguments, const HostPlaces& places, Results& results,
+                  const std::stop_token& stop) {
   const Report report(arguments, results);
-  return Status(arguments, report, stop).run();
+  return Status(arguments, places, report, stop).run();
 }
 
 }  // namespace orvik::host

@@ -4,6 +4,7 @@
 
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/HostPlaces.h"
 #include "orvik/Output.h"
 
 namespace orvik::host {
@@ -11,6 +12,7 @@ namespace orvik::host {
 /// `orvik status`: how old the last backup of each instance is. `overdue` when that is too old for one;
 /// `NotFoundError` when there is neither an instance nor a folder of one. Takes no lock and changes nothing.
 /// Throws what `describe` knows.
-ExitStatus status(const StatusArguments& arguments, Results& results, const std::stop_token& stop);
+ExitStatus status(const StatusArguments& arguments, const HostPlaces& places, Results& results,
+                  const std::stop_token& stop);
 
 }  // namespace orvik::host

@@ -9,8 +9,6 @@ namespace orvik::host::commandLine {
 
 namespace {
 
-constexpr double tenYears = 87600;  // hours
-
 void addOutput(CLI::App& command, OutputArguments& output) {
   addQuiet(command, output.quiet);
   addJSON(command, output.json);
@@ -32,7 +30,9 @@ void addAdd(CLI::App& schedule, Commands& commands) {
       .add_option("--at", a->at,
                   "When: 23:00, \"2026-11-22 23:00\" on this machine's clock, or ISO 8601 with a zone")
       ->type_name("TIME");
-  command.add_option("--in", a->in, "In so many hours")->type_name("HOURS")->check(within(0, tenYears));
+  command.add_option("--in", a->in, "In so many hours")
+      ->type_name("HOURS")
+      ->check(within(bounds::hours.low, bounds::hours.high));
   addOutput(command, *a);
   command.footer(
       "orvik schedule run makes the backups that are due; a timer or a person starts it.\n\n"
@@ -61,6 +61,21 @@ void addRemove(CLI::App& schedule, Commands& commands) {
                       }});
 }
 
+void addRun(CLI::App& schedule, Commands& commands) {
+  auto& command = *schedule.add_subcommand("run", "Make the backups that are due");
+  const auto a = std::make_shared<RunScheduleArguments>();
+  addRoot(command, a->backup.to);
+  addRunOptions(command, a->backup);
+  command.footer(
+      "Several due runs of a server are one backup. A run stays in the schedule until its backup is\n"
+      "published. Only keychain and managed secrets are used.\n\n"
+      "Example:\n  orvik schedule run --to /srv/backups");
+  commands.push_back({&command, [&command, a]() -> Invocation {
+                        requireRunOptions(command, a->backup);
+                        return *a;
+                      }});
+}
+
 }  // namespace
 
 void addSchedule(CLI::App& program, Commands& commands) {
@@ -69,9 +84,10 @@ void addSchedule(CLI::App& program, Commands& commands) {
   addList(schedule, commands);
   addAdd(schedule, commands);
   addRemove(schedule, commands);
+  addRun(schedule, commands);
   commands.push_back({&schedule, []() -> Invocation {
                         throw UsageError(
-                            "schedule needs a command: list, add or remove. See orvik schedule --help.");
+                            "schedule needs a command: list, add, remove or run. See orvik schedule --help.");
                       }});
 }
 

@@ -11,8 +11,10 @@ void addStatus(CLI::App& program, Commands& commands) {
   auto& command = *program.add_subcommand("status", "Tell how old the backups of all servers are");
   const auto a = std::make_shared<StatusArguments>();
   command.add_option("--to", a->to, "Folder of all instances")->type_name("ROOT");
-  addNumber(command, "--max-age", a->maxAge, 0, 87600,
-            "Hours that the last backup may be old; 0 is no limit");
+  command.add_option("--max-age", a->maxAge, "Hours that the last backup may be old; 0 is no limit")
+      ->type_name("HOURS")
+      ->check(wholeNumber(bounds::hours))
+      ->capture_default_str();
   command.add_flag("--no-sizes", a->noSizes, "Don't measure the folders, which takes long on slow shares");
   addQuiet(command, a->quiet);
   addJSON(command, a->json);

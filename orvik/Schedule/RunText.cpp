@@ -34,19 +34,6 @@ std::string when(platform::Date date, platform::Date now) {
                      date > now ? "in " + wording::distance(date - now) : "due " + wording::ago(date, now));
 }
 
-std::string tooSoon(const std::string& instance, const BackupInterval::Decision::TooSoon& decision,
-                    platform::Date now) {
-  const auto last = decision.last > now
-                        ? fmt::format(
-                              "The last backup of {} lies in the future ({}, {}): a clock is or was "
-                              "wrong.",
-                              instance, dateText(decision.last), wording::ago(decision.last, now))
-                        : fmt::format("The last backup of {} is too young ({}, {}).", instance,
-                                      dateText(decision.last), wording::ago(decision.last, now));
-  return fmt::format("{} Another may begin {} (in {}); until then its run stays in the schedule.", last,
-                     dateText(decision.next), wording::distance(decision.next - now));
-}
-
 std::vector<std::string> table(const std::vector<ScheduledRun>& runs, const KnownInstances& known,
                                platform::Date now, const Paint& paint) {
   TextTable table({{"WHEN"}, {"INSTANCE"}, {"ID"}});

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "OrvikCore/Config/BackupInterval.h"
 #include "OrvikCore/Config/ScheduleStore.h"
 #include "Platform/JSON/Value.h"
 #include "orvik/Instances/KnownInstances.h"
@@ -19,11 +18,6 @@ std::string instanceName(const platform::UUID& id, const KnownInstances& known);
 
 /// "Nov 22, 2026, 11:00 PM (in 3 h)", of a past one "(due 3 h ago)".
 std::string when(platform::Date date, platform::Date now);
-
-/// Why a backup that is due is not made now, and that it stays due. A last backup in the future is called
-/// what it is.
-std::string tooSoon(const std::string& instance, const BackupInterval::Decision::TooSoon& decision,
-                    platform::Date now);
 
 /// The lines of a table.
 std::vector<std::string> table(const std::vector<ScheduledRun>& runs, const KnownInstances& known,

@@ -41,7 +41,7 @@ class Judge {
   }
 
   void judgeBackup() {
-    if (!state_.problem.empty()) return overdue("foreignFolder", state_.problem);
+    if (!state_.problem.empty()) return overdue("folder", state_.problem);
     if (!state_.hasFolder)
       return overdue("noFolder",
                      fmt::format("never backed up: there is no folder {}", state_.folder.string()));

@@ -25,7 +25,7 @@ struct InstanceState {
   std::string name;
   platform::UUID id;
   std::filesystem::path folder;
-  std::string problem;  ///< a sentence on why the folder is not this instance's; nothing below is known then
+  std::string problem;  ///< a sentence on why the folder can't be this instance's; nothing below counts then
   bool hasFolder = false;
   std::optional<Backup> last;
   std::vector<std::string> unfinished;  ///< IDs of runs that are going on or were interrupted, ascending

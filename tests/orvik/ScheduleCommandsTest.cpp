@@ -219,7 +219,7 @@ TEST_F(ScheduleCommands, AScheduleTooLongToBeTrueIsDamagedToo) {
 TEST_F(ScheduleCommands, TheCommandNamesItsOwnCommands) {
   const auto end = run({"schedule"});
   EXPECT_EQ(end.status, 2);
-  EXPECT_THAT(end.error, HasSubstr("list, add or remove"));
+  EXPECT_THAT(end.error, HasSubstr("list, add, remove or run"));
 }
 
 }  // namespace

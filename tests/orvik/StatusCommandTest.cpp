@@ -5,6 +5,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Store/BackupLock.h"
 #include "OrvikCore/Store/BackupRepository.h"
+#include "orvik/KnownFolders.h"
 #include "tests/Support/RegisteredHost.h"
 #include "tests/Support/SampleRecords.h"
 
@@ -166,6 +167,16 @@ TEST_F(StatusCommand, AFolderOfAnotherServerIsNotTheInstances) {
   EXPECT_EQ(member(instanceLine(), "backup"), "(none)");
 }
 
+TEST_F(StatusCommand, AFolderThatLostItsBackupsIsToldSo) {
+  const auto instance = school();
+  host::KnownFolders(data).remember(repository(instance), backUp(instance, 1h), {});
+  EXPECT_EQ(status().status, 0);
+  files::removeTree(root);
+  const auto end = status();
+  EXPECT_EQ(end.status, 5);
+  EXPECT_THAT(end.output, HasSubstr("Is a disk or a share not mounted?"));
+}
+
 TEST_F(StatusCommand, WithoutARegisteredInstanceTheFoldersBelowTheRootCount) {
   const InstanceConfig stray{platform::UUID::random(), "Stray", "https://stray.example.com", "4711", {}};
   backUp(stray, 1h);
@@ -194,6 +205,15 @@ TEST_F(StatusCommand, TheFolderOfAllInstancesMustBeNamed) {
   backUp(school(), 1h);
   start.environment["ORVIK_TO"] = root.string();
   EXPECT_EQ(test::runToEnd(start).status, 0);
+}
+
+TEST_F(StatusCommand, SettingsSayWhatOptionsDoNot) {
+  backUp(school(), 49h);
+  EXPECT_EQ(run({"config", "set", "BackupFolder", root.string()}).status, 0);
+  EXPECT_EQ(run({"status"}).status, 5);
+  EXPECT_EQ(run({"config", "set", "MaximumAgeHours", "50"}).status, 0);
+  EXPECT_EQ(run({"status"}).status, 0);
+  EXPECT_EQ(run({"status", "--max-age", "48"}).status, 5);
 }
 
 TEST_F(StatusCommand, SizesAreMeasuredUnlessItIsToldOtherwise) {

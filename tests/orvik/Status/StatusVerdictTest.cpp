@@ -67,7 +67,7 @@ TEST_F(StatusVerdictTest, NoBackupIsOverdueWhateverTheLimit) {
   EXPECT_THAT(verdict().troubles[0].text, HasSubstr("/backups/school.example"));
   state.problem = "The folder holds backups of another server.";
   EXPECT_TRUE(verdict(0).isOverdue);
-  EXPECT_THAT(kinds(0), ElementsAre("foreignFolder"));
+  EXPECT_THAT(kinds(0), ElementsAre("folder"));
 }
 
 TEST_F(StatusVerdictTest, ABackupInTheFutureIsToldAndBeyondTheLimitOverdue) {
