@@ -54,11 +54,12 @@ class Selection {
 
   /// Takes them out of `runs`. Throws `NotFoundError`, and `UsageError` when several begin with the ID.
   Runs takeFrom(Runs& runs) const {
-    const auto chosen = std::ranges::stable_partition(runs, [&](const auto& run) { return !fits(run); });
-    Runs taken(chosen.begin(), chosen.end());
+    const auto chosen =
+        std::stable_partition(runs.begin(), runs.end(), [&](const ScheduledRun& run) { return !fits(run); });
+    Runs taken(chosen, runs.end());
     if (taken.empty()) throw NotFoundError(missing());
     if (!id_.empty() && taken.size() > 1) throw UsageError(ambiguous(taken));
-    runs.erase(chosen.begin(), chosen.end());
+    runs.erase(chosen, runs.end());
     return taken;
   }
 

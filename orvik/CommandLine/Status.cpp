@@ -22,7 +22,7 @@ void addStatus(CLI::App& program, Commands& commands) {
       "For monitoring: the exit status is 5 when a backup is missing or too old, or when a scheduled run is\n"
       "more than an hour late.\n\n"
       "Example:\n  orvik status --to /srv/backups --max-age 26");
-  commands.push_back({&command, [&command, a]() -> Invocation {
+  commands.push_back({&command, [a]() -> Invocation {
                         if (a->to.empty()) throw UsageError("--to is missing. See orvik status --help.");
                         return *a;
                       }});
