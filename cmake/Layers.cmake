@@ -21,9 +21,16 @@ function(orvik_library name folders)
 endfunction()
 
 # Sources with names of their own that other sources of their namespace use too: they are built alone everywhere.
-set_source_files_properties(JamfCore/Networking/APIClient.cpp OrvikCore/Store/CollectionPreflight.cpp
-  Platform/Crypto/KeyedHash.cpp Platform/Files/SecretFile.cpp Platform/Keychain/TokenPIN.cpp
-  Platform/Hex.cpp Platform/Locale/Letters.cpp Platform/Preferences/UserPreferences.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+set_source_files_properties(
+  JamfCore/Networking/APIClient.cpp
+  OrvikCore/Store/CollectionPreflight.cpp
+  Platform/Crypto/KeyedHash.cpp
+  Platform/Files/SecretFile.cpp
+  Platform/Hex.cpp
+  Platform/Keychain/TokenPIN.cpp
+  Platform/Locale/Letters.cpp
+  Platform/Preferences/UserPreferences.cpp
+  PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
 # orvik_program(NAME FOLDER LIBRARY...): a program of all sources of one folder. All but main.cpp is also the
 # library NAME-parts, so that tests reach it.
