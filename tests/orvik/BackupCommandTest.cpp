@@ -161,7 +161,7 @@ TEST_F(BackupCommand, LockWaitEndsWhenItsTimeIsOver) {
 class CancelledBackup : public BackupCommand {
  protected:
   void hangOnCategories() {
-    rule = server.faults().add({"api/v1/categories*", "GET", {}, 0, sample::FaultHang{}});
+    rule = server.faults().add({"JSSResource/categories*", "GET", {}, 0, sample::FaultHang{}});
   }
   static void waitUntilReading(RunningProgram& running) { ASSERT_TRUE(running.waitFor("buildings  ")); }
   int rule = 0;
