@@ -17,7 +17,7 @@ namespace {
 using namespace orvik;
 namespace files = platform::files;
 using test::journalEntry;
-using Entries = std::vector<JournalEntry>;
+using JournalEntries = std::vector<JournalEntry>;
 
 class Journal : public testing::Test {
  protected:
@@ -40,7 +40,7 @@ TEST_F(Journal, MakingOneTouchesNothing) {
   BackupJournal journal(folder / "none");
   journal.close();
   EXPECT_FALSE(files::exists(folder / "none"));
-  EXPECT_EQ(BackupJournal::read(folder / "none"), Entries());
+  EXPECT_EQ(BackupJournal::read(folder / "none"), JournalEntries());
 }
 
 TEST_F(Journal, EntriesAreThereAtOnceOneALine) {
@@ -49,7 +49,7 @@ TEST_F(Journal, EntriesAreThereAtOnceOneALine) {
   EXPECT_EQ(files::read(path), line(one));
   journal.append(three);
   EXPECT_EQ(files::read(path), line(one) + line(three));
-  EXPECT_EQ(BackupJournal::read(folder.path()), (Entries{one, three}));
+  EXPECT_EQ(BackupJournal::read(folder.path()), (JournalEntries{one, three}));
 }
 
 TEST_F(Journal, LineFeedsAndNULsInNamesStayInTheirLine) {
@@ -58,7 +58,7 @@ TEST_F(Journal, LineFeedsAndNULsInNamesStayInTheirLine) {
   BackupJournal journal(folder.path());
   journal.append(entry);
   journal.append(two);
-  EXPECT_EQ(BackupJournal::read(folder.path()), (Entries{entry, two}));
+  EXPECT_EQ(BackupJournal::read(folder.path()), (JournalEntries{entry, two}));
 }
 
 TEST_F(Journal, AppendAfterCloseGoesOnInTheSameFile) {
@@ -73,19 +73,19 @@ TEST_F(Journal, ALineCutOffInMidJSONCostsOnlyItself) {
   const auto whole = line(one) + line(two);
   for (std::size_t cut = 1; cut < line(three).size() - 1; ++cut) {
     test::write(path, whole + line(three).substr(0, cut));
-    EXPECT_EQ(BackupJournal::read(folder.path()), (Entries{one, two})) << cut;
+    EXPECT_EQ(BackupJournal::read(folder.path()), (JournalEntries{one, two})) << cut;
   }
 }
 
 TEST_F(Journal, AnEntryAfterATornLineIsReadAgain) {
   test::write(path, line(one) + line(two).substr(0, 20));
   BackupJournal(folder.path()).append(three);
-  EXPECT_EQ(BackupJournal::read(folder.path()), (Entries{one, three}));
+  EXPECT_EQ(BackupJournal::read(folder.path()), (JournalEntries{one, three}));
 }
 
 TEST_F(Journal, AWholeLastLineWithoutItsLineFeedCounts) {
   const auto text = line(one) + line(two);
-  EXPECT_EQ(BackupJournal::parse(text.substr(0, text.size() - 1)), (Entries{one, two}));
+  EXPECT_EQ(BackupJournal::parse(text.substr(0, text.size() - 1)), (JournalEntries{one, two}));
 }
 
 TEST_F(Journal, AGarbledLineInTheMiddleCostsOnlyItself) {
@@ -94,7 +94,8 @@ TEST_F(Journal, AGarbledLineInTheMiddleCostsOnlyItself) {
        {std::string("\0\x01\xff{}", 5), std::string("{"), std::string("[]"), std::string("{}"),
         std::string("{\"section\":\"policies\",\"item\":null}"), std::string("\xef\xbb\xbf") + line(three),
         deep, std::string(" ") + line(three), std::string("{\"section\":\"\xff\"}")})
-    EXPECT_EQ(BackupJournal::parse(line(one) + garbled + "\n" + line(two)), (Entries{one, two})) << garbled;
+    EXPECT_EQ(BackupJournal::parse(line(one) + garbled + "\n" + line(two)), (JournalEntries{one, two}))
+        << garbled;
 }
 
 TEST_F(Journal, ASealedLineIsTheBase64TextOfTheSealedJSON) {
@@ -105,20 +106,20 @@ TEST_F(Journal, ASealedLineIsTheBase64TextOfTheSealedJSON) {
   const auto sealed = platform::base64Decode(std::string_view(text).substr(0, text.size() - 1));
   ASSERT_TRUE(sealed && BackupCipher::isSealed(*sealed));
   EXPECT_EQ(cipher->open(*sealed) + "\n", line(one));
-  EXPECT_EQ(BackupJournal::read(folder.path(), cipher), Entries{one});
+  EXPECT_EQ(BackupJournal::read(folder.path(), cipher), JournalEntries{one});
 }
 
 TEST_F(Journal, ASealedJournalReadWithoutACipherIsEmpty) {
   BackupJournal journal(folder.path(), cipher);
   journal.append(one);
-  EXPECT_EQ(BackupJournal::read(folder.path()), Entries());
-  EXPECT_EQ(BackupJournal::read(folder.path(), test::cipherOf("another key")), Entries());
+  EXPECT_EQ(BackupJournal::read(folder.path()), JournalEntries());
+  EXPECT_EQ(BackupJournal::read(folder.path(), test::cipherOf("another key")), JournalEntries());
 }
 
 TEST_F(Journal, PlainAndSealedLinesCanStandInOneFile) {
   const auto text = line(one) + sealedLine(two) + line(three);
-  EXPECT_EQ(BackupJournal::parse(text, cipher), (Entries{one, two, three}));
-  EXPECT_EQ(BackupJournal::parse(text), (Entries{one, three}));
+  EXPECT_EQ(BackupJournal::parse(text, cipher), (JournalEntries{one, two, three}));
+  EXPECT_EQ(BackupJournal::parse(text), (JournalEntries{one, three}));
 }
 
 TEST_F(Journal, ADamagedSealedLineCostsOnlyItself) {
@@ -126,7 +127,7 @@ TEST_F(Journal, ADamagedSealedLineCostsOnlyItself) {
   damaged[40] = damaged[40] == 'A' ? 'B' : 'A';
   const auto sealedGarbage = platform::base64Encode(cipher->seal("{}")) + "\n";
   const auto text = sealedLine(one) + damaged + "not Base64!\n" + sealedGarbage + sealedLine(three);
-  EXPECT_EQ(BackupJournal::parse(text, cipher), (Entries{one, three}));
+  EXPECT_EQ(BackupJournal::parse(text, cipher), (JournalEntries{one, three}));
 }
 
 TEST_F(Journal, AFailureOfTheDiskReachesTheCaller) {
@@ -136,15 +137,15 @@ TEST_F(Journal, AFailureOfTheDiskReachesTheCaller) {
   EXPECT_THROW(journal.append(two), files::FileError);
   files::disarmFaultSeam();
   journal.append(three);
-  EXPECT_EQ(BackupJournal::read(folder.path()), (Entries{one, three}));
+  EXPECT_EQ(BackupJournal::read(folder.path()), (JournalEntries{one, three}));
 }
 
 TEST_F(Journal, WhatIsNoFileReadsAsEmpty) {
   std::filesystem::create_directories(path);
-  EXPECT_EQ(BackupJournal::read(folder.path()), Entries());
+  EXPECT_EQ(BackupJournal::read(folder.path()), JournalEntries());
   std::filesystem::remove(path);
   test::makePipe(path);
-  EXPECT_EQ(BackupJournal::read(folder.path()), Entries());
+  EXPECT_EQ(BackupJournal::read(folder.path()), JournalEntries());
 }
 
 class State : public testing::Test {

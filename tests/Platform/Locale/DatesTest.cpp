@@ -21,7 +21,7 @@ void useZone(const char* zone) {
   ::tzset();
 }
 
-void useLocale(const char* all, const char* time = "", const char* lang = "") {
+void writeDatesIn(const char* all, const char* time = "", const char* lang = "") {
   ::setenv("LC_ALL", all, 1);
   ::setenv("LC_TIME", time, 1);
   ::setenv("LANG", lang, 1);
@@ -72,30 +72,30 @@ TEST(Dates, TheTwoHoursOfTheClocksReturnDiffer) {
 
 TEST(Dates, PeopleReadAMediumDateAndAShortTimeInTheirLocaleAndZone) {
   useZone("Europe/Berlin");
-  useLocale("en_US.UTF-8");
+  writeDatesIn("en_US.UTF-8");
   EXPECT_EQ(withPlainBlanks(dateText(winter)), "Mar 4, 2025, 10:15 AM");
-  useLocale("de_DE.UTF-8");
+  writeDatesIn("de_DE.UTF-8");
   EXPECT_EQ(dateText(winter), "04.03.2025, 10:15");
   useZone("America/St_Johns");
   EXPECT_EQ(dateText(summer), "04.07.2025, 06:45");
-  useLocale("fr_FR@euro");
+  writeDatesIn("fr_FR@euro");
   EXPECT_EQ(withPlainBlanks(dateText(winter)), "4 mars 2025, 05:45");
 }
 
 TEST(Dates, TheVariablesCountInTheirOrder) {
   useZone("UTC");
-  useLocale("de_DE.UTF-8", "en_US.UTF-8", "en_US.UTF-8");
+  writeDatesIn("de_DE.UTF-8", "en_US.UTF-8", "en_US.UTF-8");
   EXPECT_EQ(dateText(winter), "04.03.2025, 09:15");
-  useLocale("", "de_DE.UTF-8", "en_US.UTF-8");
+  writeDatesIn("", "de_DE.UTF-8", "en_US.UTF-8");
   EXPECT_EQ(dateText(winter), "04.03.2025, 09:15");
-  useLocale("", "", "de_DE.UTF-8");
+  writeDatesIn("", "", "de_DE.UTF-8");
   EXPECT_EQ(dateText(winter), "04.03.2025, 09:15");
 }
 
 TEST(Dates, WithoutALanguageDatesAreEnglish) {
   useZone("UTC");
   for (const char* name : {"C", "POSIX", "C.UTF-8", ""}) {
-    useLocale(name);
+    writeDatesIn(name);
     EXPECT_EQ(withPlainBlanks(dateText(winter)), "Mar 4, 2025, 9:15 AM") << name;
   }
 }
@@ -104,14 +104,14 @@ TEST(Dates, AnUnknownLocaleStillNamesTheDate) {
   useZone("UTC");
   for (const std::string& name : {std::string("xx_YY"), std::string("//"), std::string(20, 'q'),
                                   std::string(150, 'q'), std::string(5000, 'q')}) {
-    useLocale(name.c_str());
+    writeDatesIn(name.c_str());
     EXPECT_NE(dateText(winter).find("2025"), std::string::npos) << name.substr(0, 20);
   }
 }
 
 TEST(Dates, ManyThreadsGetTheSameTexts) {
   useZone("Europe/Berlin");
-  useLocale("de_DE.UTF-8");
+  writeDatesIn("de_DE.UTF-8");
   std::vector<std::string> texts(8);
   {
     std::vector<std::jthread> threads;
