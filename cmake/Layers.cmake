@@ -14,23 +14,10 @@ function(orvik_library name folders)
   target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE orvik_warnings)
   target_link_libraries(${name} ${ARGN})
-  # Many sources in one halve what a library costs; a sanitizer build is nobody's to edit in.
   if(ORVIK_SANITIZE)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    orvik_precompile(${name})
   endif()
 endfunction()
-
-# Sources with names of their own that other sources of their namespace use too: they are built alone everywhere.
-set_source_files_properties(
-  JamfCore/Networking/APIClient.cpp
-  OrvikCore/Store/CollectionPreflight.cpp
-  Platform/Crypto/KeyedHash.cpp
-  Platform/Files/SecretFile.cpp
-  Platform/Hex.cpp
-  Platform/Keychain/TokenPIN.cpp
-  Platform/Locale/Letters.cpp
-  Platform/Preferences/UserPreferences.cpp
-  PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
 # orvik_program(NAME FOLDER LIBRARY...): a program of all sources of one folder. All but main.cpp is also the
 # library NAME-parts, so that tests reach it.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <mutex>
 
@@ -43,8 +44,12 @@ bool journalIsAbsent() noexcept {
 
 void writeSystemLog(SystemLogPriority priority, std::string_view subsystem, std::string_view category,
                     std::string_view message) noexcept {
+  const int before = errno;  // a line of the log changes nothing for who writes it
   try {
-    if (journalIsAbsent()) return;
+    if (journalIsAbsent()) {
+      errno = before;
+      return;
+    }
     auto fields = systemLogFields(priority, subsystem, category, message);
     std::array<iovec, fields.size()> parts;
     for (std::size_t i = 0; i < fields.size(); ++i) parts[i] = {fields[i].data(), fields[i].size()};
@@ -60,6 +65,7 @@ void writeSystemLog(SystemLogPriority priority, std::string_view subsystem, std:
   } catch (...) {
     // Out of memory: the line is lost.
   }
+  errno = before;
 }
 
 }  // namespace platform

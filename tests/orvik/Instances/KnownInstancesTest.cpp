@@ -31,8 +31,9 @@ struct KnownInstancesTest : testing::Test {
   }
   KnownInstances known() const { return KnownInstances(forced.places()); }
   std::vector<std::string> names() const {
+    const auto instances = known();
     std::vector<std::string> found;
-    for (const auto& each : known().all()) found.push_back(each.name);
+    for (const auto& each : instances.all()) found.push_back(each.name);
     return found;
   }
   std::string refusal(std::string_view name) const {
