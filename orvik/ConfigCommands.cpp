@@ -31,7 +31,7 @@ Value jsonOf(const Shown& setting) {
 
 ExitStatus showSettings(const ShowSettingsArguments& arguments, const Settings& settings, Results& results) {
   const auto all = settings.shown();
-  TextTable table({{"Setting"}, {"Option"}, {"From"}, {"Value"}});
+  TextTable table({{"SETTING"}, {"OPTION"}, {"FROM"}, {"VALUE"}});
   for (const auto& each : all) {
     if (arguments.json) results.line(jsonLine(jsonOf(each)));
     table.add({each.name, each.option, originText(each), each.value.empty() ? "–" : each.value});

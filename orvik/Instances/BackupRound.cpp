@@ -130,7 +130,7 @@ void tellRound(const std::vector<RoundEntry>& round, const BackupArguments& argu
                               .set("exit", static_cast<int>(statusOf(round)))));
     return;
   }
-  TextTable table({{"Instance"}, {"Status"}, {"Objects"}, {"Took", TextTable::Align::right}, {"Backup"}});
+  TextTable table({{"INSTANCE"}, {"STATUS"}, {"OBJECTS"}, {"TOOK", TextTable::Align::right}, {"BACKUP"}});
   for (const auto& entry : round) table.add(rowOf(entry));
   if (!arguments.quiet) remarks::line("");
   for (const auto& line : table.lines(Paint(wantsColours(Stream::output)))) results.line(line);

@@ -137,7 +137,7 @@ void noteScheduledRuns(const InstanceConfig& instance, const HostPlaces& places,
   const auto runs = ScheduleStore(places.data).load();
   if (const auto count = std::ranges::count(runs, instance.id, &ScheduledRun::instanceID); count != 0)
     report.note(
-        fmt::format("{} of {} stay in the schedule, where each will fail; orvik schedule remove takes "
+        fmt::format("{} of {} left in the schedule, where each will fail; orvik schedule remove takes "
                     "them out.",
                     wording::counted(count, "run"), instance.name));
 }
