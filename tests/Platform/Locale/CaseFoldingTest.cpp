@@ -163,7 +163,8 @@ TEST_F(CaseFolding, TextsMadeAgainstTheSearchTakeNoLonger) {
   EXPECT_EQ(found(text + "B", needle + "b").substr(0, 8), "1950000:");
   EXPECT_EQ(found("é" + text, std::string(60, 'a') + "é"), "-");
   EXPECT_EQ(found(text, std::string(63, 'A') + "b"), "-");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  // A walk that begins anew at every place would take many minutes, whatever the machine and its sanitizer.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
 }  // namespace
