@@ -49,6 +49,8 @@ std::string_view reason(int status) {
       return "OK";
     case 201:
       return "Created";
+    case 202:
+      return "Accepted";
     case 206:
       return "Partial Content";
     case 302:
@@ -71,8 +73,14 @@ std::string_view reason(int status) {
       return "Method Not Allowed";
     case 406:
       return "Not Acceptable";
+    case 409:
+      return "Conflict";
     case 413:
       return "Content Too Large";
+    case 415:
+      return "Unsupported Media Type";
+    case 422:
+      return "Unprocessable Content";
     case 429:
       return "Too Many Requests";
     case 431:
