@@ -25,8 +25,14 @@ bool fits(std::string_view pattern, std::span<const std::string> segments) {
 }  // namespace
 
 Administration::Administration(Fleet& fleet, const Dialect& dialect)
-    : objects_(fleet, dialect), groups_(fleet, dialect) {
-  for (auto routes : {objects_.routes(), groups_.routes()})
+    : objects_(fleet, dialect),
+      groups_(fleet, dialect),
+      classic_(fleet, dialect),
+      inventory_(fleet, dialect),
+      titles_(fleet, dialect),
+      uploads_(fleet, dialect) {
+  for (auto routes : {objects_.routes(), groups_.routes(), classic_.routes(), inventory_.routes(),
+                      titles_.routes(), uploads_.routes()})
     std::ranges::move(routes, std::back_inserter(routes_));
 }
 

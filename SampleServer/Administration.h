@@ -4,9 +4,13 @@
 #include <optional>
 #include <vector>
 
+#include "SampleServer/ClassicObjects.h"
 #include "SampleServer/ComputerGroups.h"
 #include "SampleServer/Dialect.h"
 #include "SampleServer/Fleet.h"
+#include "SampleServer/Inventory.h"
+#include "SampleServer/PackageUploads.h"
+#include "SampleServer/PatchTitles.h"
 #include "SampleServer/ProObjects.h"
 #include "SampleServer/Route.h"
 
@@ -32,6 +36,10 @@ class Administration {
   // Constant after construction.
   ProObjects objects_;
   ComputerGroups groups_;
+  ClassicObjects classic_;
+  Inventory inventory_;
+  PatchTitles titles_;
+  PackageUploads uploads_;
   std::vector<Route> routes_;
 
   std::mutex writing_;  // held while a write is carried out, never while its answer is sent

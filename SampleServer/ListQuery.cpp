@@ -90,7 +90,8 @@ void ListQuery::sort(std::vector<Value>& objects) const {
 }
 
 Answer ListQuery::answer(const std::vector<std::string>& ids,
-                         const std::function<std::optional<Value>(const std::string& id)>& make) const {
+                         const std::function<std::optional<Value>(const std::string& id)>& make,
+                         const std::function<void(Value& object)>& show) const {
   const auto range = [&](std::size_t count) {
     const std::size_t begin =
         page_.page < count / page_.size + 1 ? std::min(page_.page * page_.size, count) : count;
@@ -110,6 +111,7 @@ Answer ListQuery::answer(const std::vector<std::string>& ids,
     objects = {std::make_move_iterator(objects.begin() + static_cast<std::ptrdiff_t>(begin)),
                std::make_move_iterator(objects.begin() + static_cast<std::ptrdiff_t>(end))};
   }
+  if (show) std::ranges::for_each(objects, show);
   return proAnswer(Value::object({{"totalCount", total}, {"results", Value(std::move(objects))}}).text());
 }
 

@@ -40,9 +40,11 @@ class ListQuery {
   bool isPlain() const { return !filter_ && order_.empty(); }
 
   /// `{"totalCount":2,"results":[...]}`, made of the objects with these ids. Only those of the page are made
-  /// where the query is plain. `make` may give nothing for an object that is gone by now.
+  /// where the query is plain. `make` may give nothing for an object that is gone by now; `show`, where it is
+  /// given, leaves out of one what is not to be seen but may be filtered by.
   Answer answer(const std::vector<std::string>& ids,
-                const std::function<std::optional<platform::json::Value>(const std::string& id)>& make) const;
+                const std::function<std::optional<platform::json::Value>(const std::string& id)>& make,
+                const std::function<void(platform::json::Value& object)>& show = {}) const;
 
  private:
   struct Order {

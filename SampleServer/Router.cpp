@@ -1,17 +1,10 @@
 #include "SampleServer/Router.h"
 
 #include "SampleServer/Answers.h"
+#include "SampleServer/ClassicBody.h"
 #include "SampleServer/ListQuery.h"
 
 namespace sample {
-namespace {
-
-bool wantsJSON(const Request& request) {
-  const auto accept = request.header("Accept");
-  return accept && accept->find("application/json") != std::string_view::npos;
-}
-
-}  // namespace
 
 Router::Router(const Fleet& fleet, const Downloads& downloads, Administration& administration,
                const SampleOptions& options)
@@ -128,10 +121,7 @@ Answer Router::serve(const Request& request, std::string_view path, Target targe
   if (const int status = refusalOf(target)) return failureFor(path, status);
   if (request.method != "GET") return failureFor(path, 405);
   const bool classic = path.starts_with("JSSResource");
-  if (classic && !wantsJSON(request)) {
-    return classicFailure(406, "Not Acceptable",
-                          "This server answers with JSON only; ask with Accept: application/json");
-  }
+  if (classic) requireJSON(request);
   switch (target.what) {
     case What::classicList:
       return classicAnswer(fleet_.classicList(target.section, mode.shape));

@@ -20,10 +20,12 @@ namespace sample {
 
 /// A small device management server with a made-up fleet, on a real socket of this machine.
 ///
-/// It serves OAuth tokens, every section that a backup reads, in the shapes of real servers, the writes of
-/// categories, scripts, packages, computer extension attributes and computer groups, and the packages' files:
-/// with a signed URL from "/cdn/", and to anybody from "/JamfShare/Packages/", a distribution point. The
-/// fleet and the files are generated, so a server of 50,000 objects is as light as an empty one. One thread
+/// It serves OAuth tokens, every section that a backup reads, in the shapes of real servers, and the
+/// packages' files: with a signed URL from "/cdn/", and to anybody from "/JamfShare/Packages/", a
+/// distribution point. It takes the writes of an administrator's client: categories, scripts, packages and
+/// their files, computer extension attributes, groups of computers, policies, configuration profiles and the
+/// computers themselves; what was written is held, and shows in every list and record. The rest of the fleet
+/// and its files are generated, so a server of 50,000 objects is as light as an empty one. One thread
 /// accepts, one serves each connection. Any thread may call, besides `start` and `stop`, which are for the
 /// owner.
 class SampleServer {
