@@ -220,7 +220,7 @@ Value ComputerGroups::members(const Value& body) const {
   std::vector<std::string> ids;
   for (const Value& id : *body.find("assignments")->array_()) ids.push_back(*id.string());
   std::ranges::sort(ids);
-  ids.erase(std::ranges::unique(ids).begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   for (const std::string& id : ids) {
     const auto computer = fleet_.recordValue(computers_, id);
     if (!computer)
