@@ -88,6 +88,10 @@ void APIClient::send(const Endpoint& endpoint, const std::stop_token& stop) {
   sendRaw(endpoint, false, stop);
 }
 
+platform::Bytes APIClient::sendForBytes(const Endpoint& endpoint, const std::stop_token& stop) {
+  return sendRaw(endpoint, false, stop);
+}
+
 void APIClient::send(const Endpoint& endpoint, const std::string& fallbackPath, const std::stop_token& stop) {
   try {
     return send(endpoint, stop);

@@ -17,6 +17,8 @@
 
 namespace jamf {
 
+struct GroupMemberDevice;
+
 /// The one door to a Jamf Pro server: puts the bearer token on a request, answers a 401 with one forced token
 /// refresh and one repeat, turns a 429 into `rateLimited`, decodes JSON and uploads files. Paging, pacing and
 /// all other repeats stand above it.
@@ -37,6 +39,9 @@ class APIClient : public JamfRequesting {
   /// The same, and once more with `fallbackPath` as path when the server answers 404 exactly: for servers
   /// that have the resource under an older version of its path.
   void send(const Endpoint& endpoint, const std::string& fallbackPath, const std::stop_token& stop = {});
+
+  /// Sends and gives the answer's body as it came.
+  platform::Bytes sendForBytes(const Endpoint& endpoint, const std::stop_token& stop = {});
 
   /// Sends and decodes the answer.
   template <class T>
@@ -74,6 +79,11 @@ class APIClient : public JamfRequesting {
                const OnProgress& onProgress = {}, const std::stop_token& stop = {}) {
     return decode<T>(upload(path, fieldName, fileURL, onProgress, stop), path);
   }
+
+  /// The members of a computer group, smart or static, by the Classic API, which alone tells both. Include
+  /// "JamfCore/Networking/GroupMemberDevice.h".
+  std::vector<GroupMemberDevice> classicGroupMembers(const std::string& groupID,
+                                                     const std::stop_token& stop = {});
 
   platform::Bytes get(const std::string& path, const std::vector<QueryItem>& query,
                       const std::stop_token& stop) override;

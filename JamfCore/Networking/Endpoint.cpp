@@ -1,5 +1,9 @@
 #include "JamfCore/Networking/Endpoint.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "JamfCore/Networking/APIError.h"
 #include "Platform/HTTP/URL.h"
 
@@ -40,6 +44,18 @@ std::string Endpoint::url(std::string_view base) const {
   if (name) url->path = withoutSlashes(url->path, false) + "/" + encodedName(*name);
   url->query = encodedQuery(queryItems);
   return url->text();
+}
+
+bool isPathComponent(std::string_view text) noexcept {
+  if (text.empty() || text == "." || text == "..") return false;
+  return std::ranges::none_of(
+      text, [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == '\x7f'; });
+}
+
+const std::string& pathComponent(const std::string& id) {
+  if (!isPathComponent(id))
+    throw APIError::requestFailed(400, fmt::format("\"{}\" is not the id of an object.", id));
+  return id;
 }
 
 }  // namespace jamf

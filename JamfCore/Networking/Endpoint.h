@@ -44,4 +44,12 @@ constexpr auto enumTexts(Endpoint::Method) {
                     std::pair{Method::delete_, "DELETE"sv}};
 }
 
+/// Whether a text can stand as one component of a request path: not empty, no dot folder, no slash and no
+/// control character.
+bool isPathComponent(std::string_view text) noexcept;
+
+/// The text itself, an id that a caller gave. Throws `APIError` (request failed, 400, as a server would
+/// answer) for one that can't stand in a path.
+const std::string& pathComponent(const std::string& id);
+
 }  // namespace jamf

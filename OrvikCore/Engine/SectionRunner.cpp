@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "JamfCore/Networking/Endpoint.h"
 #include "OrvikCore/Engine/DeviceSection.h"
 #include "OrvikCore/Engine/FileSection.h"
 #include "OrvikCore/Engine/SectionDelta.h"
@@ -119,7 +120,8 @@ SectionRunner::Reading SectionRunner::readClassicList(const SectionDefinition::C
   const auto listPath = fmt::format("JSSResource/{}", kind.list);
   auto entries = classicEntries(context_.pipeline.get(listPath, {}, stop), kind.key);
   for (auto& entry : entries)
-    if (isPathComponent(entry.id)) entry.path = fmt::format("JSSResource/{}/id/{}", kind.detail, entry.id);
+    if (jamf::isPathComponent(entry.id))
+      entry.path = fmt::format("JSSResource/{}/id/{}", kind.detail, entry.id);
 
   Reading reading;
   reading.sources = {{"list", listPath}, {"classic", fmt::format("JSSResource/{}/id/{{id}}", kind.detail)}};
@@ -204,7 +206,7 @@ std::string SectionRunner::storeObject(const platform::Bytes& body) const {
 }
 
 void SectionRunner::requirePathComponent(const std::string& id) {
-  if (!isPathComponent(id)) refuseID(id);
+  if (!jamf::isPathComponent(id)) refuseID(id);
 }
 
 const SectionIndex* SectionRunner::parentIndex() const {

@@ -4,14 +4,14 @@
 
 #include <utility>
 
+#include "JamfCore/Networking/Endpoint.h"
 #include "OrvikCore/Jamf/DownloadError.h"
 #include "OrvikCore/Jamf/JSONTree.h"
-#include "OrvikCore/Jamf/SectionLists.h"
 
 namespace orvik::PackageSources {
 
 void requireComponent(const std::string& fileName) {
-  if (!isPathComponent(fileName))
+  if (!jamf::isPathComponent(fileName))
     throw DownloadError::noSource(
         fmt::format("The file name \"{}\" leads out of its folder, so it is not asked for.", fileName));
 }

@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "JamfCore/Networking/Endpoint.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "TuvCore/Error.h"
 
@@ -64,7 +65,7 @@ std::vector<ListEntry> accountEntries(std::string_view body) {
   std::vector<ListEntry> all;
   for (const auto& row : rows)
     for (auto& entry : entriesOf(unwrappedElements(accounts[row.key]).value_or(std::vector<JSONTree>()))) {
-      if (isPathComponent(entry.id))
+      if (jamf::isPathComponent(entry.id))
         entry.path = fmt::format("JSSResource/accounts/{}/{}", row.pathWord, entry.id);
       entry.id = fmt::format("{}:{}", row.prefix, entry.id);
       all.push_back(std::move(entry));
@@ -126,18 +127,12 @@ std::vector<ListEntry> proEntries(const std::vector<JSONTree>& elements, const S
     ListEntry entry;
     entry.id = elements[i].first(idPaths).value_or(fmt::format("item-{}", i));
     entry.name = elements[i].first({{"name"}, {"displayName"}, {"packageName"}, {"fileName"}});
-    if (!kind.detail.empty() && isPathComponent(entry.id))
+    if (!kind.detail.empty() && jamf::isPathComponent(entry.id))
       entry.path = fmt::format("{}/{}", kind.detail, entry.id);
     entry.payload = elements[i];
     entries.push_back(std::move(entry));
   }
   return entries;
-}
-
-bool isPathComponent(std::string_view text) noexcept {
-  if (text.empty() || text == "." || text == "..") return false;
-  return std::ranges::none_of(
-      text, [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == '\x7f'; });
 }
 
 }  // namespace orvik

@@ -54,8 +54,4 @@ ProResponse proFetch(jamf::JamfRequesting& reader, const std::string& path,
 /// The entries of a Pro list; an element without an id is named by its place, "item-3".
 std::vector<ListEntry> proEntries(const std::vector<JSONTree>& elements, const SectionDefinition::Pro& kind);
 
-/// Whether a text from the server can stand as one component of a request path: not empty, no dot folder, no
-/// slash and no control character.
-bool isPathComponent(std::string_view text) noexcept;
-
 }  // namespace orvik

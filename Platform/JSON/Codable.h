@@ -42,12 +42,19 @@
 ///     }
 ///
 /// A type of another shape has two members instead, `void encode(Writer&) const` and `static T decode(View)`,
-/// the latter of which throws `DecodingError`.
+/// the latter of which throws `DecodingError`; one of them is enough for what goes in one direction. With
+/// `static constexpr bool mayBeAbsent = true` a field of that type stays as it is made where its key is
+/// missing or null.
+///
+/// An optional field is a `std::optional`, or a type with `static constexpr bool isOptional = true` that is
+/// used like one.
 ///
 /// Encoding: keys ascending; an empty optional leaves its key out; dates as ISO 8601 at whole seconds; UUIDs
 /// in upper case. Decoding is strict: a missing or null required field, a wrong type, 2.0 for an integer, an
 /// unknown enum text or an integer out of range fail with the coding path; null for an optional counts as
-/// absent; unknown keys are ignored; of a repeated key the last counts.
+/// absent; unknown keys are ignored; of a repeated key the last counts. A field may have a second key,
+/// `json::field("seen", &Record::seen, "lastSeen")`, which is read where the first has no value and is never
+/// written.
 namespace platform::json {
 
 /// A document that is JSON but not the record that was asked for. `description()` begins with the coding
@@ -79,11 +86,13 @@ template <class Record, class Member>
 struct Field {
   std::string_view key;
   Member Record::*member;
+  std::string_view secondKey;  ///< empty for none
 };
 
 template <class Record, class Member>
-constexpr Field<Record, Member> field(std::string_view key, Member Record::*member) {
-  return {key, member};
+constexpr Field<Record, Member> field(std::string_view key, Member Record::*member,
+                                      std::string_view secondKey = {}) {
+  return {key, member, secondKey};
 }
 
 template <class T>
@@ -92,8 +101,12 @@ concept CodableRecord = requires {
 };
 
 template <class T>
-concept CodableByMembers = requires(const T& value, Writer& writer, View view) {
+concept EncodableByMember = requires(const T& value, Writer& writer) {
   value.encode(writer);
+};
+
+template <class T>
+concept DecodableByMember = requires(View view) {
   { T::decode(view) } -> std::same_as<T>;
 };
 
@@ -118,8 +131,11 @@ constexpr std::optional<E> enumFromText(std::string_view text) {
 
 namespace detail {
 
+/// `std::optional`, and what says of itself that it is one.
 template <class T>
-struct OptionalTraits : std::false_type {};
+    struct OptionalTraits : std::bool_constant < requires {
+  requires T::isOptional;
+} > {};
 template <class T>
 struct OptionalTraits<std::optional<T>> : std::true_type {};
 template <class T>
@@ -169,7 +185,7 @@ void encodeValue(Writer& writer, const T& value) {
     writer.string(iso8601(value));
   } else if constexpr (std::same_as<T, UUID>) {
     writer.string(value.text());
-  } else if constexpr (CodableByMembers<T>) {
+  } else if constexpr (EncodableByMember<T>) {
     value.encode(writer);
   } else if constexpr (CodableEnum<T>) {
     writer.string(textOf(value));
@@ -217,6 +233,31 @@ T decodeInteger(View view) {
   throw DecodingError("", isInteger ? "the integer is out of range" : "not an integer");
 }
 
+/// Whether a field of the record has a second key.
+template <class T>
+constexpr bool hasSecondKeys() {
+  return std::apply([](const auto&... each) { return (!each.secondKey.empty() || ...); }, T::fields());
+}
+
+/// Puts the values that stand under the second keys of a record's fields where there is none yet.
+template <class T, class Found>
+void findSecondKeys(View view, Found& found) {
+  static constexpr auto fields = T::fields();
+  Found second;
+  for (const auto named : view.members())
+    std::apply(
+        [&](const auto&... each) {
+          std::size_t position = 0;
+          static_cast<void>(((!each.secondKey.empty() && each.secondKey == named.key
+                                  ? (second[position] = named.value, true)
+                                  : (++position, false)) ||
+                             ...));
+        },
+        fields);
+  for (std::size_t i = 0; i < found.size(); ++i)
+    if (second[i] && (!found[i] || found[i]->isNull())) found[i] = second[i];
+}
+
 /// The values of a record's fields, by position; of a repeated key the last. Throws `DecodingError` for what
 /// is no object.
 template <class T>
@@ -233,14 +274,23 @@ auto findFields(View view) {
               ((each.key == named.key ? (found[position] = named.value, true) : (++position, false)) || ...));
         },
         fields);
+  if constexpr (hasSecondKeys<T>()) findSecondKeys<T>(view, found);
   return found;
+}
+
+template <class Member>
+constexpr bool mayBeAbsent() {
+  if constexpr (requires { Member::mayBeAbsent; })
+    return Member::mayBeAbsent;
+  else
+    return isOptional<Member>;
 }
 
 /// Whether a field has a value. Throws `DecodingError` when it must have one and hasn't.
 template <class Member>
 bool isGiven(std::string_view key, const std::optional<View>& value) {
   if (value && !value->isNull()) return true;
-  if (!isOptional<Member>)
+  if (!mayBeAbsent<Member>())
     throw DecodingError(std::string(key), value ? "null for a required field" : "missing");
   return false;
 }
@@ -292,7 +342,7 @@ T decodeValue(View view) {
     return required(parseISO8601(required(view.string(), "not a date")), "not an ISO 8601 date");
   } else if constexpr (std::same_as<T, UUID>) {
     return required(UUID::parse(required(view.string(), "not a UUID")), "not a UUID");
-  } else if constexpr (CodableByMembers<T>) {
+  } else if constexpr (DecodableByMember<T>) {
     return T::decode(view);
   } else if constexpr (CodableEnum<T>) {
     return required(enumFromText<T>(required(view.string(), "not a text")), "an unknown value");

@@ -43,7 +43,7 @@ void walkValue(View view, const OnField& onField) {
         throw error.below(key);
       }
     }
-  } else if constexpr (CodableRecord<T> && !CodableByMembers<T>) {
+  } else if constexpr (CodableRecord<T> && !DecodableByMember<T>) {
     static constexpr auto fields = T::fields();
     const auto found = detail::findFields<T>(view);
     const auto look = [&]<class Member>(const Field<T, Member>& each, const std::optional<View>& value) {

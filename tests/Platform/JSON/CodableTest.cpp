@@ -39,6 +39,22 @@ struct Item {
   bool operator==(const Item&) const = default;
 };
 
+struct Count {
+  int value = 0;
+  static constexpr bool mayBeAbsent = true;
+  void encode(json::Writer& writer) const { writer.integer(value); }
+  static Count decode(json::View view) { return {json::decodeValue<int>(view)}; }
+};
+
+struct Sighting {
+  std::optional<std::string> seen;
+  Count count;
+  static constexpr auto fields() {
+    return std::tuple{json::field("seen", &Sighting::seen, "lastSeen"),
+                      json::field("count", &Sighting::count)};
+  }
+};
+
 struct Everything {
   Status status = Status::complete;
   bool flag = false;
@@ -78,6 +94,7 @@ namespace {
 using records::Counts;
 using records::Everything;
 using records::Item;
+using records::Sighting;
 using records::Stamped;
 using records::Status;
 
@@ -146,6 +163,22 @@ TEST(CodableTest, AnEmptyOptionalHasNoKeyAndAFalseBooleanHas) {
 TEST(CodableTest, NullOrAMissingKeyIsAnEmptyOptional) {
   EXPECT_EQ(decoded<Item>(R"({"id":"1","objects":{},"name":null,"counts":null})"), (Item{"1", {}, {}, {}}));
   EXPECT_EQ(decoded<Item>(R"({"id":"1","objects":{}})"), (Item{"1", {}, {}, {}}));
+}
+
+TEST(CodableTest, ASecondKeyCountsWhereTheFirstHasNoValueAndIsNeverWritten) {
+  for (const auto* text : {R"({"seen":"a"})", R"({"lastSeen":"a"})", R"({"lastSeen":"b","seen":"a"})",
+                           R"({"seen":"a","lastSeen":"b"})", R"({"seen":null,"lastSeen":"a"})",
+                           R"({"lastSeen":"a","seen":null})", R"({"lastSeen":"b","lastSeen":"a"})"})
+    EXPECT_EQ(decoded<Sighting>(text).seen, "a") << text;
+  EXPECT_EQ(decoded<Sighting>("{}").seen, std::nullopt);
+  EXPECT_EQ(compact(Sighting{"a", {}}), R"({"count":0,"seen":"a"})");
+}
+
+TEST(CodableTest, ATypeThatMayBeAbsentKeepsItsDefault) {
+  EXPECT_EQ(decoded<Sighting>("{}").count.value, 0);
+  EXPECT_EQ(decoded<Sighting>(R"({"count":null})").count.value, 0);
+  EXPECT_EQ(decoded<Sighting>(R"({"count":3})").count.value, 3);
+  EXPECT_EQ(problemOf<Sighting>(R"({"count":"3"})"), "count: not an integer");
 }
 
 TEST(CodableTest, UnknownKeysAreIgnored) {

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "Platform/JSON/Codable.h"
+
+namespace jamf {
+
+/// One page of a list of the modern API. `totalCount` counts what the filter lets through, on all pages.
+template <class T>
+struct Page {
+  std::int64_t totalCount = 0;
+  std::vector<T> results;
+
+  static constexpr auto fields() {
+    using namespace platform::json;
+    return std::tuple{field("totalCount", &Page::totalCount), field("results", &Page::results)};
+  }
+  bool operator==(const Page&) const = default;
+};
+
+}  // namespace jamf
