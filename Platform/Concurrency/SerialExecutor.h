@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <future>
@@ -44,6 +45,12 @@ class SerialExecutor {
   /// Whether the caller is on the executor's own thread.
   bool isCurrent() const noexcept { return std::this_thread::get_id() == thread_.get_id(); }
 
+  /// How many functions wait for their turn.
+  std::size_t waitingCount() const {
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+  }
+
   /// Runs `body` on the thread and waits for it: gives its result, or throws what it threw. On the thread
   /// itself `body` runs at once.
   template <class Body>
@@ -74,7 +81,7 @@ class SerialExecutor {
     }
   }
 
-  std::mutex mutex_;  // guards what follows, up to the thread
+  mutable std::mutex mutex_;  // guards what follows, up to the thread
   std::condition_variable arrived_;
   std::deque<std::function<void()>> waiting_;
   bool isEnding_ = false;

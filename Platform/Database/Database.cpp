@@ -77,6 +77,7 @@ Kind kindOf(int code, int systemCode) {
       return systemCode == EROFS || systemCode == EACCES || systemCode == EPERM ? Kind::readOnly
                                                                                 : Kind::other;
     case SQLITE_CONSTRAINT:
+    case SQLITE_MISMATCH:
       return Kind::refused;
     default:
       return Kind::other;
@@ -116,7 +117,10 @@ void makeFolder(const std::filesystem::path& folder) {
 }  // namespace
 
 void detail::DatabaseConnection::fail(int code) const {
-  const int systemCode = handle ? sqlite3_system_errno(handle) : 0;
+  // Of a failed commit SQLite does not note the system's reason; it is the last thing that went wrong.
+  const int lastCode = errno;
+  const int noted = handle ? sqlite3_system_errno(handle) : 0;
+  const int systemCode = noted != 0 ? noted : lastCode;
   const int primary = code & 0xFF;
   std::string detail = handle ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
   if ((primary == SQLITE_CANTOPEN || primary == SQLITE_IOERR) && systemCode != 0)
@@ -256,7 +260,7 @@ void Database::create(const Path& path, std::int32_t applicationID, const Use& f
 Database Database::open(const Path& path, std::int32_t applicationID, const Use& accept,
                         std::chrono::milliseconds longestWait) {
   Database database(path);
-  database.leaveLog(true);
+  database.leaveLog(database.hasLog());
   database.configure(longestWait);
   database.requireApplication(applicationID);
   database.requireWhole();
@@ -286,7 +290,9 @@ void Database::configure(std::chrono::milliseconds longestWait) {
 }
 
 void Database::requireApplication(std::int32_t applicationID) {
-  if (!hasLog() && files::size(path()) == 0) fail(Kind::damaged, path(), "it is empty");
+  constexpr std::int64_t shortestFile = 512;  // SQLite takes what is shorter for an empty database
+  if (!hasLog() && files::size(path()).value_or(0) < shortestFile)
+    fail(Kind::damaged, path(), "it is empty, or cut off");
   if (number("PRAGMA application_id") != applicationID)
     throw DatabaseError(Kind::damaged, "The database " + path().string() + " is one of another program.");
 }
@@ -313,8 +319,6 @@ bool Database::hasLog() const noexcept { return files::size(path().string() + "-
 
 /// Whether closing leaves a log with content as it is, rather than taking it into the file.
 void Database::leaveLog(bool isLeft) noexcept {
-  int keeps = isLeft && hasLog() ? 1 : 0;
-  sqlite3_file_control(connection_->handle, "main", SQLITE_FCNTL_PERSIST_WAL, &keeps);
   sqlite3_db_config(connection_->handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, isLeft ? 1 : 0, nullptr);
 }
 
