@@ -16,8 +16,6 @@ namespace {
 
 using platform::Database;
 
-constexpr std::int32_t applicationID = 0x4F724F67;  // "OrOg"; in every file, never change
-
 /// What brings a database to a version. Once released it never changes: records that gain a column get one
 /// more of these.
 struct Migration {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -20,6 +21,8 @@ class PersistenceError : public tuv::Error {
 namespace PersistenceController {
 
 inline constexpr std::string_view schemaVersion = "1.0.0";
+/// Stands in every file; never change.
+inline constexpr std::int32_t applicationID = 0x4F724F67;
 
 /// Opens the database, and makes it (0600, in a folder of 0700) where there is none; any number of processes
 /// may do so at once. Each call gives a connection of its own: one for each thread that works with it.
