@@ -150,14 +150,14 @@ struct StaticGroupWriteBody {
 };
 
 /// The computers that match a smart group.
-struct Membership {
+struct SmartGroupMembership {
   std::vector<std::int64_t> members;
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("members", &Membership::members)};
+    return std::tuple{field("members", &SmartGroupMembership::members)};
   }
-  bool operator==(const Membership&) const = default;
+  bool operator==(const SmartGroupMembership&) const = default;
 };
 
 }  // namespace jamf

@@ -23,7 +23,7 @@ struct Members {
   std::vector<Member> computers;
 
   static Members decode(json::View view) {
-    const auto empty = view.isObject() && view.members().begin() == view.members().end();
+    const auto empty = view.isObject() && view.sortedMembers().empty();
     return {empty ? std::vector<Member>() : json::decodeValue<std::vector<Member>>(view)};
   }
 };
