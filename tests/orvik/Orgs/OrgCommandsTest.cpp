@@ -18,7 +18,8 @@ namespace files = platform::files;
 
 class OrgCommands : public test::OrgHost {
  protected:
-  ProgramEnd atTerminal(Arguments arguments, const std::string& asked, const std::string& answer) const {
+  test::ProgramEnd atTerminal(Arguments arguments, const std::string& asked,
+                              const std::string& answer) const {
     auto with = start(std::move(arguments));
     with.error = test::ProgramStart::Error::terminal;
     with.inputKind = test::ProgramStart::Input::terminal;
@@ -28,7 +29,6 @@ class OrgCommands : public test::OrgHost {
     running.type(answer);
     return running.wait();
   }
-  using ProgramEnd = test::ProgramEnd;
 };
 
 TEST_F(OrgCommands, AddKeepsTheSecretInTheKeychainAndTheRestInTheDatabase) {
