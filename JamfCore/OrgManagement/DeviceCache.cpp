@@ -1,5 +1,7 @@
 #include "JamfCore/OrgManagement/DeviceCache.h"
 
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "JamfCore/Persistence/Records.h"
@@ -8,27 +10,35 @@ namespace jamf {
 
 namespace {
 
-CachedDevice recordOf(const Device& device, const platform::UUID& orgID, platform::Date now) {
-  CachedDevice record;
-  record.cacheKey = orgID.text() + "." + device.id;
-  record.orgID = orgID;
+using platform::Boxed;
+
+/// In place, so that a fleet is written with the memory of one record.
+void set(std::optional<std::string>& text, const Boxed<std::string>& value) {
+  if (value)
+    text ? text->assign(*value) : text.emplace(*value);
+  else
+    text.reset();
+}
+
+/// All but the key, and what is the same for the whole fleet.
+void fill(CachedDevice& record, const Device& device) {
+  static const Device::General noGeneral;
+  static const Device::Hardware noHardware;
+  static const Device::OperatingSystem noSystem;
+  const auto& general = device.general ? *device.general : noGeneral;
+  const auto& hardware = device.hardware ? *device.hardware : noHardware;
+  const auto& system = device.operatingSystem ? *device.operatingSystem : noSystem;
   record.deviceID = device.id;
-  record.cachedAt = now;
-  if (const auto& general = device.general) {
-    record.name = general->name.value_or("");
-    record.lastIpAddress = general->lastIpAddress.optional();
-    record.lastContactTime = general->lastContactTime.optional();
-    record.reportDate = general->reportDate.optional();
-    record.platform = general->platform.optional();
-    record.assetTag = general->assetTag.optional();
-  }
-  if (const auto& hardware = device.hardware) {
-    record.serialNumber = hardware->serialNumber.optional();
-    record.make = hardware->make.optional();
-    record.model = hardware->model.optional();
-  }
-  if (const auto& system = device.operatingSystem) record.osVersion = system->version.optional();
-  return record;
+  record.name = general.name ? *general.name : std::string();
+  set(record.serialNumber, hardware.serialNumber);
+  set(record.make, hardware.make);
+  set(record.model, hardware.model);
+  set(record.osVersion, system.version);
+  set(record.lastIpAddress, general.lastIpAddress);
+  set(record.lastContactTime, general.lastContactTime);
+  set(record.reportDate, general.reportDate);
+  set(record.platform, general.platform);
+  set(record.assetTag, general.assetTag);
 }
 
 Device deviceOf(CachedDevice&& record) {
@@ -65,10 +75,20 @@ std::optional<platform::Date> DeviceCache::lastSyncedAt(const platform::UUID& or
 }
 
 void DeviceCache::store(const std::vector<Device>& devices, const platform::UUID& orgID) const {
-  const auto now = platform::now();
+  std::unordered_map<std::string_view, const Device*> last(devices.size());
+  for (const auto& device : devices) last[device.id] = &device;
+  const auto keyFront = orgID.text() + ".";
+  CachedDevice record;
+  record.orgID = orgID;
+  record.cachedAt = platform::now();
   modelContext_->save([&](ModelChanges& changes) {
     changes.removeAll<CachedDevice>(orgID);
-    for (const auto& device : devices) changes.put(recordOf(device, orgID, now));
+    for (const auto& device : devices) {
+      if (last[device.id] != &device) continue;
+      record.cacheKey.assign(keyFront).append(device.id);
+      fill(record, device);
+      changes.insert(record);
+    }
   });
 }
 

@@ -67,12 +67,10 @@ class ModelChanges {
   /// Refused when a record of the same key is there.
   template <class Record>
   void insert(const Record& record) {
-    write("INSERT", record);
-  }
-  /// The same in place of a record of the same key.
-  template <class Record>
-  void put(const Record& record) {
-    write("INSERT OR REPLACE", record);
+    auto statement = database_.prepare(insertion<Record>());
+    detail::forEachColumn<Record>(
+        [&](const auto& column, int place) { detail::bindMember(statement, place + 1, record, column); });
+    statement.run();
   }
 
   /// Writes what differs between the two, and no more: what others changed in the meantime beside that stays.
@@ -108,16 +106,16 @@ class ModelChanges {
   }
 
  private:
+  /// The command for all records of a type, made once: fleets are written record by record.
   template <class Record>
-  void write(const char* verb, const Record& record) {
-    constexpr auto count = std::tuple_size_v<decltype(Record::columns())>;
-    std::string places = "?";
-    for (std::size_t i = 1; i < count; ++i) places += ", ?";
-    auto statement = database_.prepare(fmt::format("{} INTO {} ({}) VALUES ({})", verb, Record::table,
-                                                   detail::columnNames<Record>(), places));
-    detail::forEachColumn<Record>(
-        [&](const auto& column, int place) { detail::bindMember(statement, place + 1, record, column); });
-    statement.run();
+  static const std::string& insertion() {
+    static const std::string sql = [] {
+      std::string places;
+      detail::forEachColumn<Record>([&](const auto&, int place) { places += place == 0 ? "?" : ", ?"; });
+      return fmt::format("INSERT INTO {} ({}) VALUES ({})", Record::table, detail::columnNames<Record>(),
+                         places);
+    }();
+    return sql;
   }
 
   template <class Record>

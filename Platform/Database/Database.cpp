@@ -5,9 +5,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <map>
+#include <iterator>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Platform/Files/Files.h"
 #include "Platform/UUID.h"
@@ -18,9 +19,10 @@ namespace detail {
 
 /// A command in SQLite's form; finalised when it goes.
 struct PreparedStatement {
+  std::string sql;
   sqlite3_stmt* handle = nullptr;
 
-  PreparedStatement() = default;
+  explicit PreparedStatement(std::string_view text) : sql(text) {}
   ~PreparedStatement() { sqlite3_finalize(handle); }
   PreparedStatement(const PreparedStatement&) = delete;
   PreparedStatement& operator=(const PreparedStatement&) = delete;
@@ -29,8 +31,8 @@ struct PreparedStatement {
 struct DatabaseConnection {
   std::filesystem::path path;
   sqlite3* handle = nullptr;
-  /// Those that nobody uses, by their text.
-  std::multimap<std::string, std::unique_ptr<PreparedStatement>, std::less<>> idle;
+  /// Those that nobody uses: a handful, the one that was used last at the end.
+  std::vector<std::unique_ptr<PreparedStatement>> idle;
 
   explicit DatabaseConnection(std::filesystem::path file) : path(std::move(file)) {}
   ~DatabaseConnection() {
@@ -129,13 +131,15 @@ void detail::DatabaseConnection::fail(int code) const {
 }
 
 Statement::Statement(detail::DatabaseConnection& connection, std::string_view sql)
-    : connection_(&connection), sql_(sql) {
-  if (const auto kept = connection.idle.find(sql); kept != connection.idle.end()) {
-    prepared_ = std::move(kept->second);
-    connection.idle.erase(kept);
+    : connection_(&connection) {
+  auto& idle = connection.idle;
+  for (auto kept = idle.rbegin(); kept != idle.rend(); ++kept) {
+    if ((*kept)->sql != sql) continue;
+    prepared_ = std::move(*kept);
+    idle.erase(std::next(kept).base());
     return;
   }
-  prepared_ = std::make_unique<detail::PreparedStatement>();
+  prepared_ = std::make_unique<detail::PreparedStatement>(sql);
   require(sqlite3_prepare_v3(connection.handle, sql.data(), static_cast<int>(sql.size()),
                              SQLITE_PREPARE_PERSISTENT, &prepared_->handle, nullptr));
 }
@@ -144,7 +148,7 @@ Statement::~Statement() {
   if (!prepared_) return;
   reset();
   try {
-    connection_->idle.emplace(std::move(sql_), std::move(prepared_));
+    connection_->idle.push_back(std::move(prepared_));
   } catch (const std::bad_alloc&) {
   }
 }
@@ -287,6 +291,8 @@ void Database::configure(std::chrono::milliseconds longestWait) {
   sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
   run("PRAGMA synchronous = FULL");
   run("PRAGMA cell_size_check = ON");
+  run("PRAGMA temp_store = MEMORY");  // nothing of it in files elsewhere
+  run("PRAGMA cache_size = -8192");   // KiB; the standard 2 MiB are less than the indexes of a large fleet
 }
 
 void Database::requireApplication(std::int32_t applicationID) {

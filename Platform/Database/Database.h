@@ -59,7 +59,6 @@ class Statement {
   void require(int code) const;
 
   detail::DatabaseConnection* connection_;
-  std::string sql_;
   std::unique_ptr<detail::PreparedStatement> prepared_;
 };
 
