@@ -34,6 +34,12 @@ Answer classicAnswer(platform::Bytes body) {
   return {200, "text/plain;charset=UTF-8", platform::Bytes(classicHeaders), std::move(body)};
 }
 
+Answer classicWritten(int status, std::string_view root, std::string_view id) {
+  return {status, "text/xml;charset=UTF-8", platform::Bytes(classicHeaders),
+          fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?><{0}>{1}</{0}>", root,
+                      id.empty() ? std::string() : fmt::format("<id>{}</id>", id))};
+}
+
 Answer proFailure(int status, std::string_view code, std::string_view description, std::string_view field) {
   platform::Bytes body =
       fmt::format("{{\"httpStatus\":{},\"traceId\":\"{:016x}\",\"errors\":[", status, nextTrace());

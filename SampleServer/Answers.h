@@ -14,6 +14,10 @@ Answer proAnswer(platform::Bytes body);
 /// A JSON body of the Classic interface, which calls it plain text.
 Answer classicAnswer(platform::Bytes body);
 
+/// What the Classic interface says to a write, in XML whatever was asked for: `<policy><id>42</id></policy>`
+/// for that root; without an id an empty root.
+Answer classicWritten(int status, std::string_view root, std::string_view id);
+
 /// `code` empty: the list of errors is empty.
 Answer proFailure(int status, std::string_view code, std::string_view description,
                   std::string_view field = {});

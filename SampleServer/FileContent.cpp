@@ -33,6 +33,13 @@ void forEachBlock(const FileContent& content, Take take) {
 // A row of words that grow by a constant: it takes no longer than sending the bytes, and no two places of a
 // file look alike.
 void FileContent::fill(std::int64_t offset, std::span<char> out) const {
+  if (stored) {
+    const std::string_view rest =
+        std::string_view(*stored).substr(std::min(stored->size(), static_cast<std::size_t>(offset)));
+    const std::size_t length = rest.copy(out.data(), out.size());
+    std::ranges::fill(out.subspan(length), '\0');
+    return;
+  }
   constexpr std::uint64_t step = 0x9e3779b97f4a7c15;
   std::uint64_t word = key + static_cast<std::uint64_t>(offset / wordSize) * step;
   for (auto skip = static_cast<std::size_t>(offset % wordSize); !out.empty(); skip = 0, word += step) {

@@ -6,8 +6,10 @@
 #include <charconv>
 #include <mutex>
 
-#include "Platform/JSON/Writer.h"
+#include "Platform/JSON/View.h"
+#include "SampleServer/RecordFiles.h"
 #include "SampleServer/RecordTexts.h"
+#include "SampleServer/WrittenRecord.h"
 
 namespace sample {
 
@@ -66,21 +68,44 @@ std::string Fleet::idOf(std::size_t section, std::size_t index) const {
 RecordContext Fleet::context(const Section& state, std::size_t section, std::size_t index) const {
   const SectionRow& row = sectionTable()[section];
   const auto revision = state.revisions.find(index);
-  const auto name = state.names.find(index);
-  const unsigned changes = revision == state.revisions.end() ? 0 : revision->second;
-  std::string shown = name == state.names.end() ? nameOf(section, index) : name->second;
-  if (row.onlyNamed && changes > 0) shown += fmt::format("-{}", changes + 1);
   const std::uint64_t key = mix(mix(seed_ ^ hashText(row.id)) + index);
   const auto date = state.dates.find(index);
-  return {*this,
-          row,
-          index,
-          idOf(section, index),
-          std::move(shown),
-          changes,
-          key,
-          Draw(mix(key)),
-          date == state.dates.end() ? InventoryDate() : date->second};
+  RecordContext made{*this,
+                     row,
+                     index,
+                     idOf(section, index),
+                     nameAt(state, section, index),
+                     revision == state.revisions.end() ? 0 : revision->second,
+                     key,
+                     Draw(mix(key)),
+                     date == state.dates.end() ? InventoryDate() : date->second};
+  if (const auto tag = state.assetTags.find(index); tag != state.assetTags.end()) made.assetTag = tag->second;
+  if (const auto found = state.written.find(index); found != state.written.end())
+    made.written = found->second;
+  return made;
+}
+
+std::string Fleet::nameAt(const Section& state, std::size_t section, std::size_t index) const {
+  const auto name = state.names.find(index);
+  std::string shown = name == state.names.end() ? nameOf(section, index) : name->second;
+  if (!sectionTable()[section].onlyNamed) return shown;
+  const auto revision = state.revisions.find(index);
+  if (revision != state.revisions.end()) shown += fmt::format("-{}", revision->second + 1);
+  return shown;
+}
+
+void Fleet::render(Bytes& out, RecordContext& context, const RecordTemplate& made) {
+  if (context.written) {
+    out += writtenRecord(context).text();
+  } else {
+    made.render(out, context);
+  }
+}
+
+platform::json::Value Fleet::writtenRecord(const RecordContext& context) {
+  platform::json::Value record = *context.written;
+  if (context.row.id == "packages") setPackageMembers(record, context.fleet.shelf().claim(context.index));
+  return record;
 }
 
 std::optional<std::size_t> Fleet::find(const Section& state, std::size_t section, std::string_view id) const {
@@ -145,7 +170,12 @@ void Fleet::appendElements(Bytes& out, std::size_t section, std::size_t from, st
     first = false;
     --left;
     RecordContext c = context(state, section, index);
-    element.render(out, c);
+    // Where a list has elements of its own, they show nothing of a record but what the context knows.
+    if (c.row.listed.empty()) {
+      render(out, c, element);
+    } else {
+      element.render(out, c);
+    }
   }
 }
 
@@ -215,8 +245,14 @@ std::optional<Bytes> Fleet::record(std::size_t section, std::string_view id, Rec
   Bytes out;
   out.reserve(4096);
   const Templates& made = templates_[section];
-  (form == RecordForm::classic ? made.classic : made.record).render(out, *found);
+  render(out, *found, form == RecordForm::classic ? made.classic : made.record);
   return out;
+}
+
+std::optional<platform::json::Value> Fleet::recordValue(std::size_t section, std::string_view id) const {
+  const auto bytes = record(section, id);
+  if (!bytes) return std::nullopt;
+  return platform::json::Value::from(platform::json::Document::parse(*bytes)->root());
 }
 
 bool Fleet::change(std::size_t section, std::string_view id) {
@@ -225,7 +261,12 @@ bool Fleet::change(std::size_t section, std::string_view id) {
   const auto index = find(state, section, id);
   if (!index) return false;
   if (sectionTable()[section].ids == IDStyle::fileName) return shelf_.change(id);
-  ++state.revisions[*index];
+  const unsigned revision = ++state.revisions[*index];
+  if (state.written.contains(*index)) {
+    platform::json::Value record = writtenRecord(context(state, section, *index));
+    touchRecord(sectionTable()[section], record, revision);
+    hold(state, section, *index, std::move(record));
+  }
   if (const auto date = state.dates.find(*index); date != state.dates.end()) date->second.isSet = false;
   return true;
 }
@@ -257,16 +298,26 @@ bool Fleet::refresh(std::size_t section, std::string_view id) {
 bool Fleet::remove(std::size_t section, std::string_view id) {
   std::unique_lock lock(mutex_);
   const auto index = find(sections_[section], section, id);
-  if (index) sections_[section].removed.insert(*index);
-  return index.has_value();
+  if (!index) return false;
+  sections_[section].removed.insert(*index);
+  sections_[section].written.erase(*index);
+  return true;
 }
 
 bool Fleet::rename(std::size_t section, std::string_view id, std::string name) {
   if (sectionTable()[section].ids == IDStyle::fileName) return false;  // the name is the id
   std::unique_lock lock(mutex_);
   const auto index = find(sections_[section], section, id);
-  if (index) sections_[section].names[*index] = std::move(name);
-  return index.has_value();
+  if (!index) return false;
+  Section& state = sections_[section];
+  if (state.written.contains(*index)) {
+    platform::json::Value record = writtenRecord(context(state, section, *index));
+    setRecordName(sectionTable()[section], record, name);
+    hold(state, section, *index, std::move(record));
+  } else {
+    state.names[*index] = std::move(name);
+  }
+  return true;
 }
 
 std::optional<std::string> Fleet::add(std::size_t section) {

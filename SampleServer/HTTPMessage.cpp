@@ -43,12 +43,20 @@ std::optional<std::size_t> parseLength(std::string_view text) {
   return error == std::errc::result_out_of_range ? static_cast<std::size_t>(-1) : value;
 }
 
+/// Whether a package's file comes with the request.
+bool isUpload(const Request& request) {
+  return request.method == "POST" && request.path.starts_with("/api/v1/packages/") &&
+         request.path.ends_with("/upload");
+}
+
 std::string_view reason(int status) {
   switch (status) {
     case 200:
       return "OK";
     case 201:
       return "Created";
+    case 202:
+      return "Accepted";
     case 206:
       return "Partial Content";
     case 302:
@@ -71,8 +79,14 @@ std::string_view reason(int status) {
       return "Method Not Allowed";
     case 406:
       return "Not Acceptable";
+    case 409:
+      return "Conflict";
     case 413:
       return "Content Too Large";
+    case 415:
+      return "Unsupported Media Type";
+    case 422:
+      return "Unprocessable Content";
     case 429:
       return "Too Many Requests";
     case 431:
@@ -121,14 +135,21 @@ std::optional<std::string_view> Request::header(std::string_view name) const {
 }
 
 std::optional<std::string> Request::queryItem(std::string_view name) const {
+  std::vector<std::string> values = queryItems(name);
+  return values.empty() ? std::nullopt : std::optional(std::move(values.front()));
+}
+
+std::vector<std::string> Request::queryItems(std::string_view name) const {
+  std::vector<std::string> values;
   for (std::string_view rest = query; !rest.empty();) {
     const std::string_view item = rest.substr(0, rest.find('&'));
     rest.remove_prefix(std::min(rest.size(), item.size() + 1));
     const std::size_t equals = item.find('=');
     if (percentDecode(item.substr(0, equals)) != name) continue;
-    return equals == std::string_view::npos ? std::string() : percentDecode(item.substr(equals + 1));
+    values.push_back(equals == std::string_view::npos ? std::string()
+                                                      : percentDecode(item.substr(equals + 1)));
   }
-  return std::nullopt;
+  return values;
 }
 
 RequestReader::Progress RequestReader::refuse(int status) {
@@ -198,7 +219,7 @@ RequestReader::Progress RequestReader::advance(platform::Bytes& buffer) {
     seen = value;
     length = *parsed;
   }
-  if (length > maximumBody) return refuse(413);
+  if (length > (isUpload(request_) ? maximumUpload : maximumBody)) return refuse(413);
   needed_ = end + 4 + length;
   if (buffer.size() < needed_) {
     const auto expect = request_.header("Expect");

@@ -27,6 +27,8 @@ struct Request {
   std::optional<std::string_view> header(std::string_view name) const;
   /// The value of a query item, percent-decoded.
   std::optional<std::string> queryItem(std::string_view name) const;
+  /// The values of all items of that name, in their order.
+  std::vector<std::string> queryItems(std::string_view name) const;
 };
 
 /// Cuts requests out of a connection's buffer (RFC 9112), however they arrive. Bodies need a Content-Length.
@@ -36,6 +38,8 @@ class RequestReader {
 
   static constexpr std::size_t maximumHead = 64 * 1024;
   static constexpr std::size_t maximumBody = 16 * 1024 * 1024;
+  /// Of a package's file with the form around it.
+  static constexpr std::size_t maximumUpload = 64 * 1024 * 1024;
 
   /// Looks at the start of `buffer`. `ready`: `request()` holds until the buffer changes. `refused`:
   /// `refusal()` is the status to answer before closing.

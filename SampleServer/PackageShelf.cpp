@@ -127,12 +127,71 @@ bool PackageShelf::addPackage(const NewPackage& package) {
   return true;
 }
 
+void PackageShelf::describe(std::size_t place, const std::string& fileName, const std::string& hashType,
+                            const std::string& hashValue) {
+  if (const auto known = place < packageCount() ? std::optional(claim(place)) : std::nullopt;
+      known && known->fileName == fileName && known->hashType == hashType && known->hashValue == hashValue) {
+    return;
+  }
+  std::unique_lock lock(mutex_);
+  const std::size_t before = files_.size();
+  const std::size_t file = addFile(fileName, 0, false);
+  if (files_.size() > before) files_[file].isNowhere = true;
+  // Without a digest to claim, the package has the one of its file.
+  const auto claimed = hashValue.empty() ? std::nullopt : std::optional(hashValue);
+  Package package{file, hashType.empty() ? "SHA_512" : hashType, claimed, {}};
+  if (place < packages_.size()) {
+    packages_[place] = std::move(package);
+  } else {
+    packages_.push_back(std::move(package));
+  }
+}
+
+bool PackageShelf::store(std::size_t place, std::string fileName, platform::Bytes content) {
+  auto stored = std::make_shared<const platform::Bytes>(std::move(content));
+  std::unique_lock lock(mutex_);
+  const std::size_t number = addFile(std::move(fileName), 0, false);
+  File& file = files_[number];
+  file.size = static_cast<std::int64_t>(stored->size());
+  file.stored = std::move(stored);
+  file.isNowhere = false;
+  ++file.revision;
+  file.digests.clear();
+  packages_.at(place) = {number, "SHA_512", {}, {}};
+  if (std::find(cloud_.begin(), cloud_.end(), number) != cloud_.end()) return false;
+  cloud_.push_back(number);
+  return true;
+}
+
+std::size_t PackageShelf::packageCount() const {
+  std::shared_lock lock(mutex_);
+  return packages_.size();
+}
+
 const PackageShelf::File* PackageShelf::find(std::string_view fileName) const {
   const auto found = numbers_.find(fileName);
   return found == numbers_.end() ? nullptr : &files_[found->second];
 }
 
-FileContent PackageShelf::contentOf(const File& file) { return {mix(file.key + file.revision), file.size}; }
+FileContent PackageShelf::contentOf(const File& file) {
+  return {mix(file.key + file.revision), file.size, file.stored};
+}
+
+std::optional<std::string> PackageShelf::sizeText(const Package& package, const File& file) const {
+  switch (sizeShape_) {
+    case PackageSizeShape::digits:
+      return std::to_string(file.size);
+    case PackageSizeShape::empty:
+      return "";
+    case PackageSizeShape::unit:
+      return fmt::format("{}KB", file.size / 1000);
+    case PackageSizeShape::null:
+      return std::nullopt;
+    case PackageSizeShape::mixed:
+      break;
+  }
+  return package.size.value_or(file.isNowhere ? std::string() : std::to_string(file.size));
+}
 
 PackageClaim PackageShelf::claim(std::size_t place) const {
   PackageClaim claim;
@@ -142,8 +201,9 @@ PackageClaim PackageShelf::claim(std::size_t place) const {
     std::shared_lock lock(mutex_);
     const Package& package = packages_.at(place);
     const File& file = files_[package.file];
-    claim = {file.name, package.hashType, {}, package.size.value_or(std::to_string(file.size))};
+    claim = {file.name, package.hashType, {}, sizeText(package, file)};
     value = package.hashValue;
+    if (!value && file.isNowhere) value = "";
     content = contentOf(file);
   }
   const auto algorithm = algorithmOf(claim.hashType);
@@ -187,6 +247,7 @@ bool PackageShelf::change(std::string_view fileName) {
   if (found == numbers_.end()) return false;
   File& file = files_[found->second];
   ++file.revision;
+  file.stored.reset();
   file.digests.clear();
   return true;
 }

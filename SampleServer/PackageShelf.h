@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <shared_mutex>
 #include <string>
@@ -48,7 +50,17 @@ struct PackageClaim {
   std::string fileName;
   std::string hashType;
   std::string hashValue;
-  std::string size;  ///< text, as servers write it: digits, nothing, or "234KB"
+  /// Text, as servers write it: digits, nothing, or "234KB". Nothing where it is null.
+  std::optional<std::string> size;
+};
+
+/// How a package's record tells the size of its file.
+enum class PackageSizeShape {
+  mixed,   ///< each package in its own way, as servers have them
+  digits,  ///< "412345678"
+  empty,   ///< ""
+  unit,    ///< "234KB"
+  null,
 };
 
 /// So many hexadecimal digits that are no digest of anything. They stand for SHA-3, which this system does
@@ -69,13 +81,23 @@ class PackageShelf {
   /// True when its file is new and stands at the next place of the cloud.
   bool addPackage(const NewPackage& package);
 
+  /// Lets a package name a file, which need not be anywhere yet, and claim another digest of it than before.
+  /// The package at the place behind the last one is a new one.
+  void describe(std::size_t package, const std::string& fileName, const std::string& hashType,
+                const std::string& hashValue);
+  /// Gives the package a file of that name with these bytes, in place of one that is there, and right
+  /// digests. True when the file now stands at the next place of the cloud.
+  bool store(std::size_t package, std::string fileName, platform::Bytes content);
+
+  void setSizeShape(PackageSizeShape shape) { sizeShape_ = shape; }
+
   PackageClaim claim(std::size_t package) const;
   std::string fileName(std::size_t package) const;
   std::string cloudFileName(std::size_t cloudFile) const;
   /// The place of a file among those of the cloud.
   std::optional<std::size_t> cloudFile(std::string_view fileName) const;
   std::optional<ShelvedFile> file(std::string_view fileName) const;
-  /// Content of the same size with other bytes. False for an unknown file.
+  /// Made-up content of the same size with other bytes. False for an unknown file.
   bool change(std::string_view fileName);
 
   /// The digest of the present content as hexadecimal text, worked out once. Nothing for an unknown file.
@@ -88,6 +110,8 @@ class PackageShelf {
     bool onShare;
     std::uint64_t key;
     unsigned revision = 0;
+    std::shared_ptr<const platform::Bytes> stored = {};
+    bool isNowhere = false;                                                 // only named so far
     mutable std::map<platform::DigestAlgorithm, std::string> digests = {};  // of that revision
   };
   struct Package {
@@ -103,10 +127,14 @@ class PackageShelf {
   void addMadeUp(bool cloudHasRoom);
   const File* find(std::string_view fileName) const;
   static FileContent contentOf(const File& file);
+  std::optional<std::string> sizeText(const Package& package, const File& file) const;
+  std::size_t packageCount() const;
 
   // Constant after construction.
   const FleetSize fleet_;
   const std::uint64_t seed_;
+
+  std::atomic<PackageSizeShape> sizeShape_ = PackageSizeShape::mixed;  // synchronises itself
 
   mutable std::shared_mutex mutex_;  // guards what follows
   std::vector<File> files_;

@@ -20,16 +20,20 @@ void appendMember(Bytes& out, std::string_view key, std::string_view text) {
 }
 
 /// The older members have a value where it is of their type.
-void appendHashes(Bytes& out, const PackageClaim& claim) {
-  const auto valueFor = [&](std::string_view type) {
+struct OlderHash {
+  std::string_view key;
+  std::string_view type;
+  std::string_view valueIn(const PackageClaim& claim) const {
     return claim.hashType == type ? std::string_view(claim.hashValue) : std::string_view();
-  };
-  appendMember(out, "md5", valueFor("MD5"));
-  out += ',';
-  appendMember(out, "sha256", valueFor("SHA_256"));
-  out += ',';
-  appendMember(out, "sha3512", valueFor("SHA3_512"));
-  out += ',';
+  }
+};
+constexpr OlderHash olderHashes[] = {{"md5", "MD5"}, {"sha256", "SHA_256"}, {"sha3512", "SHA3_512"}};
+
+void appendHashes(Bytes& out, const PackageClaim& claim) {
+  for (const OlderHash& hash : olderHashes) {
+    appendMember(out, hash.key, hash.valueIn(claim));
+    out += ',';
+  }
   appendMember(out, "hashType", claim.hashType);
   out += ',';
   appendMember(out, "hashValue", claim.hashValue);
@@ -41,8 +45,17 @@ void appendPackageMembers(Bytes& out, RecordContext& context, std::string_view w
   const PackageShelf& shelf = context.fleet.shelf();
   if (which == "fileName") return appendMember(out, which, shelf.fileName(context.index));
   const PackageClaim claim = shelf.claim(context.index);
-  if (which == "size") return appendMember(out, which, claim.size);
-  appendHashes(out, claim);
+  if (which != "size") return appendHashes(out, claim);
+  if (claim.size) return appendMember(out, which, *claim.size);
+  out += "\"size\":null";
+}
+
+void setPackageMembers(platform::json::Value& record, const PackageClaim& claim) {
+  record.set("fileName", claim.fileName);
+  for (const OlderHash& hash : olderHashes) record.set(hash.key, hash.valueIn(claim));
+  record.set("hashType", claim.hashType);
+  record.set("hashValue", claim.hashValue);
+  record.set("size", claim.size ? platform::json::Value(*claim.size) : platform::json::Value());
 }
 
 void appendCloudFileMembers(Bytes& out, RecordContext& context) {

@@ -11,6 +11,9 @@ namespace sample {
 /// What a package says of its file: "fileName", "hashes" or "size".
 void appendPackageMembers(platform::Bytes& out, RecordContext& context, std::string_view which);
 
+/// Puts the same into a record that a client wrote, which has those members.
+void setPackageMembers(platform::json::Value& record, const PackageClaim& claim);
+
 /// What the cloud's list says of a file: its name, length and digests.
 void appendCloudFileMembers(platform::Bytes& out, RecordContext& context);
 

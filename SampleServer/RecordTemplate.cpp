@@ -136,6 +136,10 @@ constexpr Word words[] = {
     {"idText", [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, c.id); }},
     {"name", [](Bytes& out, RecordContext& c, std::string_view) { appendString(out, c.name); }},
     {"remark", fillRemark},
+    {"assetTag",
+     [](Bytes& out, RecordContext& c, std::string_view argument) {
+       appendString(out, c.assetTag.value_or(std::string(argument) + c.id));
+     }},
     // Settings change by these two alone: a number that grows with each change, a truth value that turns.
     {"level", [](Bytes& out, RecordContext& c,
                  std::string_view argument) { appendNumber(out, toNumber(argument) + c.revision); }},

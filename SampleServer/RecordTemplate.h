@@ -2,12 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Platform/Bytes.h"
+#include "Platform/JSON/Value.h"
 #include "SampleServer/Draw.h"
 #include "SampleServer/PackageShelf.h"
 #include "SampleServer/SectionTable.h"
@@ -46,6 +48,9 @@ struct RecordContext {
   std::uint64_t key;  ///< of the object, the same for list and record
   Draw draw;          ///< for what only the record holds
   InventoryDate inventory = {};
+  /// What a client wrote in place of the generated record; mostly null.
+  std::shared_ptr<const platform::json::Value> written = {};
+  std::optional<std::string> assetTag = {};  ///< of a device, as far as a client wrote one
 };
 
 /// JSON text with places to fill, `{"id":${id},"note":${remark}}`.

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "Platform/JSON/Writer.h"
+#include "SampleServer/WrittenRecord.h"
 
 namespace sample {
 namespace {
@@ -147,7 +148,10 @@ void appendReferences(Bytes& out, RecordContext& c, std::string_view section, st
   out += ']';
 }
 
-bool isSmart(const RecordContext& c) { return mix(c.key + 6) % 5 < 3; }
+bool isSmart(const RecordContext& c) {
+  if (c.written) return plainText(objectAt(*c.written, "computer_group")->find("is_smart")) == "true";
+  return mix(c.key + 6) % 5 < 3;
+}
 
 void appendCriteria(Bytes& out, RecordContext& c, bool always) {
   out += '[';

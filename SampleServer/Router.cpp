@@ -1,34 +1,16 @@
 #include "SampleServer/Router.h"
 
-#include <charconv>
-
 #include "SampleServer/Answers.h"
+#include "SampleServer/ClassicBody.h"
+#include "SampleServer/ListQuery.h"
 
 namespace sample {
-namespace {
 
-constexpr std::size_t defaultPageSize = 100;
-constexpr std::size_t greatestPageSize = 2000;
-
-/// A query item that counts; nothing for what is no plain number.
-std::optional<std::size_t> number(const std::optional<std::string>& text, std::size_t otherwise) {
-  if (!text) return otherwise;
-  std::size_t value = 0;
-  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
-  if (error != std::errc() || end != text->data() + text->size()) return std::nullopt;
-  return value;
-}
-
-bool wantsJSON(const Request& request) {
-  const auto accept = request.header("Accept");
-  return accept && accept->find("application/json") != std::string_view::npos;
-}
-
-}  // namespace
-
-Router::Router(const Fleet& fleet, const Downloads& downloads, const SampleOptions& options)
+Router::Router(const Fleet& fleet, const Downloads& downloads, Administration& administration,
+               const SampleOptions& options)
     : fleet_(fleet),
       downloads_(downloads),
+      administration_(administration),
       modes_(std::make_unique<Mode[]>(sectionTable().size())),
       privilegesInAuth_(options.privilegesInAuth) {
   for (std::size_t i = 0; i < sectionTable().size(); ++i) {
@@ -97,8 +79,21 @@ void Router::addDevices() {
 }
 
 Answer Router::answer(const Request& request, std::string_view path) const {
+  try {
+    return route(request, path);
+  } catch (Refusal& refusal) {
+    return std::move(refusal.answer);
+  }
+}
+
+Answer Router::route(const Request& request, std::string_view path) const {
   if (path == "api/v1/jamf-pro-version") return proAnswer(R"({"version":"11.30.1-t1784555528405"})");
   if (path == "api/v1/auth") return serveAuth();
+  if (const auto task = administration_.find(request)) {
+    if (const int status = modes_[*sectionNumber(task->route.section)].status)
+      return failureFor(path, status);
+    if (auto answer = administration_.serve(*task)) return *std::move(answer);
+  }
   if (const auto found = exact_.find(path); found != exact_.end())
     return serve(request, path, found->second, {});
 
@@ -126,10 +121,7 @@ Answer Router::serve(const Request& request, std::string_view path, Target targe
   if (const int status = refusalOf(target)) return failureFor(path, status);
   if (request.method != "GET") return failureFor(path, 405);
   const bool classic = path.starts_with("JSSResource");
-  if (classic && !wantsJSON(request)) {
-    return classicFailure(406, "Not Acceptable",
-                          "This server answers with JSON only; ask with Accept: application/json");
-  }
+  if (classic) requireJSON(request);
   switch (target.what) {
     case What::classicList:
       return classicAnswer(fleet_.classicList(target.section, mode.shape));
@@ -163,13 +155,8 @@ int Router::refusalOf(const Target& target) const {
 }
 
 Answer Router::servePage(const Request& request, Target target) const {
-  const auto page = number(request.queryItem("page"), 0);
-  const auto size = number(request.queryItem("page-size"), defaultPageSize);
-  if (!page) return proFailure(400, "INVALID_FIELD", "The page is no number", "page");
-  if (!size || *size == 0)
-    return proFailure(400, "INVALID_FIELD", "The page size is no positive number", "page-size");
-  return proAnswer(fleet_.page(target.section, *page, std::min(*size, greatestPageSize),
-                               modes_[target.section].totalCount,
+  const PageRequest asked = PageRequest::of(request);
+  return proAnswer(fleet_.page(target.section, asked.page, asked.size, modes_[target.section].totalCount,
                                target.what == What::basicPage ? ListForm::basic : ListForm::usual));
 }
 

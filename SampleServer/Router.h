@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "SampleServer/Administration.h"
 #include "SampleServer/Downloads.h"
 #include "SampleServer/Fleet.h"
 #include "SampleServer/HTTPMessage.h"
@@ -17,11 +18,12 @@
 
 namespace sample {
 
-/// Finds what a path asks for and answers from the fleet. The token has been looked at before. Any thread may
-/// call.
+/// Finds what a path asks for and answers from the fleet, or lets the administration answer. The token has
+/// been looked at before. Any thread may call.
 class Router {
  public:
-  Router(const Fleet& fleet, const Downloads& downloads, const SampleOptions& options);
+  Router(const Fleet& fleet, const Downloads& downloads, Administration& administration,
+         const SampleOptions& options);
 
   /// `path` is decoded and has no leading slash.
   Answer answer(const Request& request, std::string_view path) const;
@@ -65,16 +67,20 @@ class Router {
   };
   using Targets = std::unordered_map<std::string, Target, Hash, std::equal_to<>>;
 
+  /// These throw `Refusal`.
+  Answer route(const Request& request, std::string_view path) const;
+  Answer serve(const Request& request, std::string_view path, Target target, std::string_view id) const;
+  Answer servePage(const Request& request, Target target) const;
+
   void addRow(std::size_t section);
   void addDevices();
-  Answer serve(const Request& request, std::string_view path, Target target, std::string_view id) const;
   int refusalOf(const Target& target) const;
-  Answer servePage(const Request& request, Target target) const;
   Answer serveAuth() const;
 
   // Constant after construction.
   const Fleet& fleet_;
   const Downloads& downloads_;
+  Administration& administration_;
   Targets exact_;    // whole paths
   Targets parents_;  // the path ahead of "/<id>"
   Targets details_;  // the path ahead of "/<id>/detail"

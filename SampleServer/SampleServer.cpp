@@ -47,7 +47,8 @@ class SampleServer::Core {
   explicit Core(const SampleOptions& options)
       : fleet(options.size, options.seed),
         downloads(fleet, options.clock),
-        router(fleet, downloads, options),
+        administration(fleet, dialect),
+        router(fleet, downloads, administration, options),
         tokens(
             orMade(options.clientID, fmt::format("sample-client-{}", options.seed)),
             orMade(options.clientSecret, fmt::format("sample-secret-{:016x}-not-secret", mix(options.seed))),
@@ -63,7 +64,9 @@ class SampleServer::Core {
   }
 
   Fleet fleet;
+  Dialect dialect;
   Downloads downloads;
+  Administration administration;
   Router router;
   TokenDesk tokens;
   FaultRules faults;
@@ -129,6 +132,11 @@ std::vector<std::string> SampleServer::ids(std::string_view section) const {
   for (const std::string& id : core_->fleet.ids(*sectionNumber("accountGroups")))
     found.push_back("group:" + id);
   return found;
+}
+
+std::optional<std::string> SampleServer::record(std::string_view section, std::string_view id) const {
+  const auto object = resolve(section, id);
+  return object ? core_->fleet.record(object->section, object->id) : std::nullopt;
 }
 
 std::size_t SampleServer::objectCount() const { return core_->fleet.objectCount(); }
@@ -205,6 +213,8 @@ bool SampleServer::setTotalCount(std::string_view section, bool shown) {
 void SampleServer::setPrivilegesInAuth(bool shown) { core_->router.setPrivilegesInAuth(shown); }
 void SampleServer::setMobileDetailList(bool served) { core_->router.setMobileDetailList(served); }
 void SampleServer::refuseClassicDevices(int status) { core_->router.refuseClassicDevices(status); }
+Dialect& SampleServer::dialect() { return core_->dialect; }
+void SampleServer::setPackageSizeShape(PackageSizeShape shape) { core_->fleet.setPackageSizeShape(shape); }
 FaultRules& SampleServer::faults() { return core_->faults; }
 void SampleServer::setDelay(std::chrono::microseconds delay) { core_->exchange.setDelay(delay); }
 void SampleServer::setRequestHook(RequestHook hook) { core_->exchange.setHook(std::move(hook)); }

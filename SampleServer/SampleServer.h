@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "SampleServer/Dialect.h"
 #include "SampleServer/FaultRules.h"
 #include "SampleServer/PackageShelf.h"
 #include "SampleServer/RequestLog.h"
@@ -21,9 +22,12 @@ namespace sample {
 ///
 /// It serves OAuth tokens, every section that a backup reads, in the shapes of real servers, and the
 /// packages' files: with a signed URL from "/cdn/", and to anybody from "/JamfShare/Packages/", a
-/// distribution point. The fleet and the files are generated, so a server of 50,000 objects is as light as an
-/// empty one. One thread accepts, one serves each connection. Any thread may call, besides `start` and
-/// `stop`, which are for the owner.
+/// distribution point. It takes the writes of an administrator's client: categories, scripts, packages and
+/// their files, computer extension attributes, groups of computers, policies, configuration profiles and the
+/// computers themselves; what was written is held, and shows in every list and record. The rest of the fleet
+/// and its files are generated, so a server of 50,000 objects is as light as an empty one. One thread
+/// accepts, one serves each connection. Any thread may call, besides `start` and `stop`, which are for the
+/// owner.
 class SampleServer {
  public:
   /// Called with the running number of a request before it is answered, on the thread of its connection.
@@ -73,6 +77,8 @@ class SampleServer {
   bool refresh(std::string_view section, std::string_view id);
   /// The ids of a section's objects, in the order of its list. Empty for an unknown section.
   std::vector<std::string> ids(std::string_view section) const;
+  /// An object's record as a backup reads it; nothing for an unknown object.
+  std::optional<std::string> record(std::string_view section, std::string_view id) const;
   /// Objects of all sections beside the devices.
   std::size_t objectCount() const;
 
@@ -119,6 +125,11 @@ class SampleServer {
   /// Lets the Classic records of computers and mobile devices answer with that status alone: 401, with the
   /// HTML page of old servers, 403 or 404. 0 serves them again.
   void refuseClassicDevices(int status);
+
+  /// Where this server is to answer as those of another release do.
+  Dialect& dialect();
+  /// How packages tell the size of their files.
+  void setPackageSizeShape(PackageSizeShape shape);
 
   /// What goes wrong on purpose.
   FaultRules& faults();

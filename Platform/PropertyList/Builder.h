@@ -6,18 +6,17 @@
 #include <vector>
 
 #include "Platform/PropertyList/PropertyList.h"
+#include "Platform/XML/XMLEvents.h"
 
 namespace platform::plist::detail {
 
 /// Makes a value of the elements and texts of a document, in their order. What is no property list is refused
 /// where it appears: each call throws `ParseError`, which doesn't know the line.
-class Builder {
+class Builder final : public xml::Events {
  public:
-  void begin(std::string_view element);
-  /// A piece of text; pieces that follow each other are one.
-  void text(std::string_view piece);
-  /// Requires: `element` is the one that was begun last and not ended.
-  void end(std::string_view element);
+  void begin(std::string_view element) override;
+  void text(std::string_view piece) override;
+  void end(std::string_view element) override;
 
   /// Requires: every element was ended, at least one was begun.
   Value finish() { return *std::move(value_); }

@@ -11,6 +11,7 @@
 #include "Platform/Bytes.h"
 #include "Platform/Date.h"
 #include "Platform/Error.h"
+#include "Platform/XML/XMLEvents.h"
 
 /// Property lists in XML (DTD "PropertyList-1.0"): dictionaries, arrays and six kinds of plain values.
 namespace platform::plist {
@@ -18,7 +19,7 @@ namespace platform::plist {
 /// The deepest nesting of dictionaries and arrays that is read.
 inline constexpr std::size_t maximumDepth = 256;
 /// The longest document that is read, in bytes.
-inline constexpr std::size_t maximumSize = std::size_t{64} << 20;
+inline constexpr std::size_t maximumSize = xml::maximumSize;
 
 /// Says what is wrong and in which line.
 class ParseError : public Error {
@@ -58,6 +59,6 @@ class Value {
 
 /// Reads a document. A declaration of an entity is refused, and no external entity is ever looked at. Throws
 /// `ParseError`.
-Value parse(std::string_view xml);
+Value parse(std::string_view document);
 
 }  // namespace platform::plist

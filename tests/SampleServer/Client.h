@@ -142,6 +142,15 @@ class AuthorizedClient : public RawClient {
       : RawClient(server.port()), token_(freshToken(server)) {}
 
   Received get(std::string_view path) { return ask(getRequest(path, token_)); }
+  /// Sends a body of that type; an empty type sends none.
+  Received write(std::string_view method, std::string_view path, std::string_view body = {},
+                 std::string_view type = "application/json") {
+    std::string head = std::string(method) + " /" + std::string(path) +
+                       " HTTP/1.1\r\nHost: x\r\nAccept: application/json\r\nAuthorization: Bearer " + token_ +
+                       "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    if (!type.empty()) head += "Content-Type: " + std::string(type) + "\r\n";
+    return ask(head + "\r\n" + std::string(body));
+  }
   const std::string& token() const { return token_; }
 
  private:

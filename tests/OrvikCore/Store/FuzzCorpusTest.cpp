@@ -15,6 +15,7 @@
 #include "fuzz/PropertyListCheck.h"
 #include "fuzz/SealedBlobCheck.h"
 #include "fuzz/SectionIndexCheck.h"
+#include "fuzz/XMLElementCheck.h"
 
 // The seeds of the fuzz targets: as they stand, cut everywhere, and changed at seeded places.
 
@@ -52,5 +53,6 @@ TEST(FuzzCorpus, PackIndex) { replay("PackIndex", orvik::fuzz::brokenPackIndexRu
 TEST(FuzzCorpus, ContentRange) { replay("ContentRange", orvik::fuzz::brokenContentRangeRule); }
 TEST(FuzzCorpus, PEM) { replay("PEM", orvik::fuzz::brokenPEMRule); }
 TEST(FuzzCorpus, PropertyList) { replay("PropertyList", orvik::fuzz::brokenPropertyListRule); }
+TEST(FuzzCorpus, XMLElement) { replay("XMLElement", orvik::fuzz::brokenXMLElementRule); }
 
 }  // namespace

@@ -125,7 +125,7 @@ TEST(HostilePropertyListTest, EveryCutOfADocumentIsRefused) {
   }
 }
 
-constexpr const char* subsetRefused = "declarations, such as of entities, are not read in a property list";
+constexpr const char* subsetRefused = "declarations, such as of entities, are not read";
 
 TEST(HostilePropertyListTest, DeclaredEntitiesAreRefused) {
   std::string bomb = "<!DOCTYPE plist [\n<!ENTITY a \"lol\">\n";
