@@ -62,8 +62,8 @@ class SerialExecutor {
     {
       const std::lock_guard lock(mutex_);
       waiting_.emplace_back([task] { (*task)(); });
+      arrived_.notify_one();  // with the lock: without it the executor may be gone by now
     }
-    arrived_.notify_one();
     return result.get();
   }
 
