@@ -2,9 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "Platform/Keychain/Passwords.h"
 #include "Platform/Locale/Text.h"
-#include "TuvCore/AppIdentity.h"
+#include "TuvCore/UserPasswords.h"
 
 namespace tuv {
 
@@ -14,8 +13,7 @@ namespace {
 template <typename Operation>
 auto withPasswords(const Operation& operation) {
   try {
-    const auto store = platform::keychain::passwords(AppIdentity::own().userSupportDirectory() / "secrets");
-    return operation(*store);
+    return operation(*userPasswords());
   } catch (const platform::keychain::PasswordError& error) {
     throw KeychainError::unexpectedStatus(static_cast<std::int32_t>(error.reason()), error.description());
   }

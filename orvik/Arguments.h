@@ -268,6 +268,35 @@ struct TestInstanceArguments {
   OutputArguments output;
 };
 
+/// What the commands on organizations share.
+struct OrgArguments : OutputArguments {
+  std::optional<std::string> database;  ///< file; none: the user's own
+};
+
+/// `orvik orgs list`.
+struct ListOrgsArguments : OrgArguments {};
+
+/// `orvik orgs add`.
+struct AddOrgArguments : OrgArguments {
+  std::string name;
+  std::string url;
+  std::string clientID;
+  SecretArguments secret;
+};
+
+/// `orvik orgs remove`.
+struct RemoveOrgArguments : OrgArguments {
+  std::string name;  ///< or ID
+  bool yes = false;
+  bool dryRun = false;
+};
+
+/// `orvik orgs rename`.
+struct RenameOrgArguments : OrgArguments {
+  std::string name;  ///< or ID
+  std::string newName;
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
@@ -279,6 +308,7 @@ using Invocation =
                  RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
                  DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
                  AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
-                 AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments>;
+                 AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
+                 ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments>;
 
 }  // namespace orvik::host

@@ -47,6 +47,7 @@ class CommandTable {
     commandLine::addBackup(app_, commands_);
     commandLine::addSimulate(app_, commands_);
     commandLine::addInstances(app_, commands_);
+    commandLine::addOrgs(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);

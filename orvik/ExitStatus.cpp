@@ -1,10 +1,12 @@
 #include "orvik/ExitStatus.h"
 
+#include "JamfCore/Authentication/KeychainStore.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
 #include "OrvikCore/Store/CollectionPreflight.h"
 #include "Platform/Concurrency/Cancellation.h"
+#include "Platform/Database/DatabaseError.h"
 #include "Platform/HTTP/HTTPSession.h"
 #include "TuvCore/KeychainStore.h"
 
@@ -58,6 +60,11 @@ Failure describe(const std::exception_ptr& failure) {
     return {ExitStatus::credential, error.description()};
   } catch (const tuv::KeychainError& error) {
     return {ExitStatus::credential, error.description()};
+  } catch (const jamf::KeychainError& error) {
+    return {ExitStatus::credential, error.description()};
+  } catch (const platform::DatabaseError& error) {
+    const bool isBusy = error.kind() == platform::DatabaseErrorKind::busy;
+    return {isBusy ? ExitStatus::locked : ExitStatus::failed, error.description()};
   } catch (const SecretError& error) {
     return {ExitStatus::credential, error.description()};
   } catch (const BackupEngineError& error) {

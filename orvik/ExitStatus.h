@@ -14,7 +14,7 @@ enum class ExitStatus : int {
   usage = 2,
   warnings = 3,     ///< published with warnings
   overdue = 5,      ///< nothing recent enough
-  notFound = 10,    ///< no such folder, backup or instance
+  notFound = 10,    ///< no such folder, backup, instance or organization
   locked = 11,      ///< another writer holds the folder
   credential = 12,  ///< missing or refused
   cancelled = 130,
@@ -26,7 +26,7 @@ class UsageError : public tuv::Error {
   using Error::Error;
 };
 
-/// There is no such folder, backup or instance.
+/// There is no such folder, backup, instance or organization.
 class NotFoundError : public tuv::Error {
  public:
   using Error::Error;

@@ -16,6 +16,7 @@
 #include "orvik/Instances/InstanceCommands.h"
 #include "orvik/JSONProgress.h"
 #include "orvik/LockCommands.h"
+#include "orvik/Orgs/OrgCommands.h"
 #include "orvik/Output.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/ScheduleCommands.h"
@@ -73,6 +74,18 @@ struct Dispatch {
   }
   ExitStatus operator()(const TestInstanceArguments& arguments) const {
     return testInstance(arguments, std::move(environmentSecret), places, results, stop);
+  }
+  ExitStatus operator()(const ListOrgsArguments& arguments) const {
+    return listOrgs(arguments, places, results);
+  }
+  ExitStatus operator()(const AddOrgArguments& arguments) const {
+    return addOrg(arguments, std::move(environmentSecret), places, results, stop);
+  }
+  ExitStatus operator()(const RemoveOrgArguments& arguments) const {
+    return removeOrg(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const RenameOrgArguments& arguments) const {
+    return renameOrg(arguments, places, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }

@@ -1,9 +1,12 @@
 #include "orvik/Question.h"
 
+#include <fmt/format.h>
+
 #include "Platform/Files/SecretFile.h"
 #include "Platform/Locale/Text.h"
 #include "Platform/Terminal/HiddenTyping.h"
 #include "Platform/Terminal/StandardStreams.h"
+#include "orvik/ExitStatus.h"
 #include "orvik/Output.h"
 #include "orvik/VisibleText.h"
 
@@ -35,6 +38,12 @@ platform::SecretString askForSecret(const std::string& text, const std::stop_tok
 bool confirms(const std::string& text, const std::stop_token& stop) {
   const auto answer = platform::locale::lowercased(ask(text + " [y/N]", stop));
   return answer == "y" || answer == "yes";
+}
+
+bool agrees(bool yes, std::string_view what, const std::string& text, const std::stop_token& stop) {
+  if (yes) return true;
+  if (!canAsk()) throw UsageError(fmt::format("Without a terminal, --yes is needed to remove {}.", what));
+  return confirms(text, stop);
 }
 
 }  // namespace orvik::host::question

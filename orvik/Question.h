@@ -2,6 +2,7 @@
 
 #include <stop_token>
 #include <string>
+#include <string_view>
 
 #include "Platform/SecretString.h"
 
@@ -20,5 +21,9 @@ platform::SecretString askForSecret(const std::string& text, const std::stop_tok
 
 /// Whether the answer is "y" or "yes", in any case.
 bool confirms(const std::string& text, const std::stop_token& stop);
+
+/// The same for a removal that `--yes` agrees to. Throws `UsageError` where there is nobody to ask; `what` is
+/// "an instance".
+bool agrees(bool yes, std::string_view what, const std::string& text, const std::stop_token& stop);
 
 }  // namespace orvik::host::question

@@ -12,6 +12,7 @@
 #include "Platform/Process/ChildProcess.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/Question.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
@@ -114,6 +115,13 @@ ClientSecret readSecret(SecretSources sources, const std::stop_token& stop) try 
   throw;
 } catch (const tuv::Error& error) {
   throw CredentialError(error.description());
+}
+
+ClientSecret readOrAskSecret(SecretSources sources, const std::stop_token& stop) {
+  if (isAtHand(sources) || !question::canAsk()) return readSecret(std::move(sources), stop);
+  auto typed = question::askForSecret("Client secret (it is not shown):", stop);
+  if (typed.empty()) throw CredentialError("No client secret was typed.");
+  return {std::move(typed), "the terminal"};
 }
 
 }  // namespace orvik::host

@@ -34,4 +34,7 @@ bool isAtHand(const SecretSources& sources);
 /// read; `platform::CancellationError` on a stop.
 ClientSecret readSecret(SecretSources sources, const std::stop_token& stop);
 
+/// The same; where there is none and a person sits at the terminal, what they type unseen.
+ClientSecret readOrAskSecret(SecretSources sources, const std::stop_token& stop);
+
 }  // namespace orvik::host

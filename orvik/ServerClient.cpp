@@ -5,19 +5,24 @@
 
 #include "JamfCore/Networking/APIClient.h"
 #include "Platform/Files/Files.h"
-#include "Platform/HTTP/HTTPSession.h"
 
 namespace orvik::host {
+
+platform::HTTPSessionConfiguration withTrustAnchors(platform::HTTPSessionConfiguration configuration,
+                                                    const std::filesystem::path& trustAnchors) {
+  if (!trustAnchors.empty() && !platform::files::isFile(trustAnchors))
+    throw tuv::Error("There is no file of trust anchors at " + trustAnchors.string() + ".");
+  configuration.extraTrustAnchors = trustAnchors;
+  return configuration;
+}
 
 std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
                                                  jamf::OAuthTokenManager::SecretProvider secret,
                                                  const std::filesystem::path& trustAnchors) {
-  if (!trustAnchors.empty() && !platform::files::isFile(trustAnchors))
-    throw tuv::Error("There is no file of trust anchors at " + trustAnchors.string() + ".");
   platform::HTTPSessionConfiguration configuration;
   configuration.totalTimeout = std::chrono::seconds(600);
-  configuration.extraTrustAnchors = trustAnchors;
-  const auto session = std::make_shared<platform::HTTPSession>(configuration);
+  const auto session =
+      std::make_shared<platform::HTTPSession>(withTrustAnchors(std::move(configuration), trustAnchors));
 
   const auto tokens =
       std::make_shared<jamf::OAuthTokenManager>(server.text(), clientID, session, std::move(secret));

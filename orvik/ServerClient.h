@@ -6,9 +6,15 @@
 
 #include "JamfCore/Authentication/OAuthTokenManager.h"
 #include "JamfCore/Networking/JamfRequesting.h"
+#include "Platform/HTTP/HTTPSession.h"
 #include "Platform/HTTP/URL.h"
 
 namespace orvik::host {
+
+/// With these trust anchors beside the system's: a PEM file, or empty for none. Throws `tuv::Error` when
+/// there is no such file.
+platform::HTTPSessionConfiguration withTrustAnchors(platform::HTTPSessionConfiguration configuration,
+                                                    const std::filesystem::path& trustAnchors);
 
 /// A client for the reads of a backup: an answer may take 600 seconds, and 60 without a byte. It owns its
 /// connections, its tokens and the secret's provider. `trustAnchors` is a PEM file, or empty.

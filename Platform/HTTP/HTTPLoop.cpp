@@ -70,6 +70,8 @@ HTTPSession::Loop::~Loop() {
 }
 
 void HTTPSession::Loop::submit(Transfer transfer) {
+  if (configuration_.mostIdleTimeout.count() > 0)
+    transfer->request.idleTimeout = std::min(transfer->request.idleTimeout, configuration_.mostIdleTimeout);
   Orders change;
   change.submitted.push_back(std::move(transfer));
   give(std::move(change));

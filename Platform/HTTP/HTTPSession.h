@@ -77,6 +77,8 @@ class HTTPStreamDelegate {
 struct HTTPSessionConfiguration {
   /// A transfer ends after that long whatever it does; zero is no limit.
   std::chrono::milliseconds totalTimeout{0};
+  /// No transfer may be idle for longer, whatever its request allows; zero is no limit.
+  std::chrono::milliseconds mostIdleTimeout{0};
   /// PEM file of trust anchors beside the system's. Empty: the system's alone.
   std::filesystem::path extraTrustAnchors;
   /// Where to connect really: "host:port" of a URL to "address:port". TLS and the Host header keep the URL's

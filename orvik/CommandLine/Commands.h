@@ -31,6 +31,8 @@ void addFolderCare(CLI::App& program, Commands& commands);
 void addLock(CLI::App& program, Commands& commands);
 /// `instances list`, `instances add`, `instances remove` and `instances test`.
 void addInstances(CLI::App& program, Commands& commands);
+/// `orgs list`, `orgs add`, `orgs remove` and `orgs rename`.
+void addOrgs(CLI::App& program, Commands& commands);
 /// `sections`, `show`, `diff`, `search`, `history` and `export`.
 void addExplore(CLI::App& program, Commands& commands);
 /// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.

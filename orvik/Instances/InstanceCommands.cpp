@@ -115,23 +115,6 @@ SecretSources sourcesOf(const SecretArguments& arguments, platform::SecretString
   return {arguments.file, arguments.command, std::move(environmentSecret)};
 }
 
-/// What the arguments name, or else what a person at the terminal types.
-ClientSecret secretFor(const AddInstanceArguments& arguments, platform::SecretString environmentSecret,
-                       const std::stop_token& stop) {
-  auto sources = sourcesOf(arguments.secret, std::move(environmentSecret));
-  if (isAtHand(sources) || !question::canAsk()) return readSecret(std::move(sources), stop);
-  auto typed = question::askForSecret("Client secret (it is not shown):", stop);
-  if (typed.empty()) throw CredentialError("No client secret was typed.");
-  return {std::move(typed), "the terminal"};
-}
-
-bool agreed(const RemoveInstanceArguments& arguments, const std::string& question,
-            const std::stop_token& stop) {
-  if (arguments.yes) return true;
-  if (!question::canAsk()) throw UsageError("Without a terminal, --yes is needed to remove an instance.");
-  return question::confirms(question, stop);
-}
-
 /// Runs that somebody planned for an instance that is no more.
 void noteScheduledRuns(const InstanceConfig& instance, const HostPlaces& places, const Report& report) {
   const auto runs = ScheduleStore(places.data).load();
@@ -168,7 +151,7 @@ ExitStatus addInstance(const AddInstanceArguments& arguments, platform::SecretSt
   const auto instance = configOf(arguments);
   if (const auto remark = clearTextRemark(*instance.normalizedURL())) report.note(*remark);
   requireFree(known(places, report).all(), instance);
-  const auto secret = secretFor(arguments, std::move(environmentSecret), stop);
+  const auto secret = readOrAskSecret(sourcesOf(arguments.secret, std::move(environmentSecret)), stop);
   const bool isNew = Registration(instance, secret.value).carryOut(places, report, stop);
 
   const auto text = fmt::format(
@@ -198,7 +181,8 @@ ExitStatus removeInstance(const RemoveInstanceArguments& arguments, const HostPl
     finish(fmt::format("Would remove {}. Its backups stay.", what), false);
     return ExitStatus::done;
   }
-  if (!agreed(arguments, fmt::format("Remove {}? Its backups stay.", what), stop)) {
+  if (!question::agrees(arguments.yes, "an instance", fmt::format("Remove {}? Its backups stay.", what),
+                        stop)) {
     finish("Nothing was removed.", false);
     return ExitStatus::failed;
   }

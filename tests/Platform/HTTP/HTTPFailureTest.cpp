@@ -164,6 +164,19 @@ TEST(HTTPFailure, ASilentServerIsTimedOut) {
   EXPECT_LT(took, 1s);
 }
 
+TEST(HTTPFailure, ASessionMayAllowLessIdlenessThanARequestAndNeverMore) {
+  ScriptedServer server([](Exchange& exchange) { exchange.hold(); });
+  HTTPSessionConfiguration configuration;
+  configuration.mostIdleTimeout = 60ms;
+  HTTPSession strict(configuration);
+  EXPECT_EQ(failure(strict, request(server.url())).kind(), HTTPErrorKind::timedOut);
+  configuration.mostIdleTimeout = 60s;
+  HTTPSession patient(configuration);
+  auto sent = request(server.url());
+  sent.idleTimeout = 60ms;
+  EXPECT_EQ(failure(patient, sent).kind(), HTTPErrorKind::timedOut);
+}
+
 TEST(HTTPFailure, AServerThatFallsSilentInTheBodyIsTimedOut) {
   ScriptedServer server([](Exchange& exchange) {
     exchange.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
