@@ -82,14 +82,16 @@ void addApply(CLI::App& playbook, Commands& commands) {
   command.add_option("--plan", a->plan, "Refuse when it would not do what this plan says")->type_name("FILE");
   command.add_flag("--yes", a->yes, "Do it without asking; needed where there is no terminal");
   command.footer(
-      "Shows first what it would do. A resource that fails does not stop the next one, and nothing is rolled\n"
+      "Shows first what it would do. A resource that fails does not stop the next one, and nothing is "
+      "rolled\n"
       "back; the status is 1 then.\n\n"
       "Example:\n  orvik playbook apply school.yaml --org School --plan school.plan");
   push(commands, command, a, {"FILE", "--org"});
 }
 
 void addFetch(CLI::App& playbook, Commands& commands) {
-  auto& command = *playbook.add_subcommand("fetch", "List the playbooks of a GitHub repository, or fetch one");
+  auto& command =
+      *playbook.add_subcommand("fetch", "List the playbooks of a GitHub repository, or fetch one");
   const auto a = std::make_shared<FetchPlaybookArguments>();
   command.add_option("REPOSITORY", a->repository, "A public repository, as OWNER/REPO")->type_name("");
   command.add_option("NAME", a->name, "The playbook to fetch (default: list all)")->type_name("");

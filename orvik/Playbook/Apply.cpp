@@ -20,14 +20,14 @@ PlaybookRunResult run(const PlaybookServer& server, const Report& report, const 
   view->step(fmt::format("Applying {}", playbook.name));
   std::size_t done = 0;
   try {
-    return jamf::PlaybookRunner{server.client()}.run(
-        playbook, false, stop, [&](const PlaybookRunResult::Entry& entry) {
-          ++done;
-          view->aside([&] {
-            report.text(planText::line(entry, report.paint()));
-            report.event("applied", planText::json(entry));
-          });
-        });
+    return jamf::PlaybookRunner{server.client()}.run(playbook, false, stop,
+                                                     [&](const PlaybookRunResult::Entry& entry) {
+                                                       ++done;
+                                                       view->aside([&] {
+                                                         report.text(planText::line(entry, report.paint()));
+                                                         report.event("applied", planText::json(entry));
+                                                       });
+                                                     });
   } catch (const platform::CancellationError&) {
     view->aside([&] {
       report.note(fmt::format("Stopped after {} of {} resources. What was done stays done.", done,

@@ -60,7 +60,8 @@ ExitStatus checkPlaybook(const CheckPlaybookArguments& arguments, Results& resul
   const auto text = readPlaybookFile(arguments.file, stop);
   const auto playbook = jamf::PlaybookYAML::decode(text);
   for (const auto& each : unknownKeys(text))
-    report.note(fmt::format("Line {}: {} is no key of {} and means nothing.", each.line, each.key, each.place));
+    report.note(
+        fmt::format("Line {}: {} is no key of {} and means nothing.", each.line, each.key, each.place));
   printPage(playbook, report);
   for (const auto& each : playbook.resources) report.event("resource", resourceJSON(each));
   auto end = Value::object({{"name", playbook.name}, {"resources", playbook.resources.size()}});

@@ -33,8 +33,7 @@ CommunityPlaybookRepository repositoryOf(const FetchPlaybookArguments& arguments
 }
 
 Value jsonOf(const Entry& entry) {
-  return Value::object(
-      {{"name", entry.name}, {"path", entry.path}, {"downloadURL", entry.downloadURL}});
+  return Value::object({{"name", entry.name}, {"path", entry.path}, {"downloadURL", entry.downloadURL}});
 }
 
 const Entry& entryNamed(const std::vector<Entry>& entries, const FetchPlaybookArguments& arguments) {

@@ -55,8 +55,8 @@ SavedPlan SavedPlan::read(const std::filesystem::path& file) {
     auto plan = json::Decoder().decode<SavedPlan>(bytes);
     if (plan.format == currentFormat) return plan;
   } catch (const platform::Error& error) {
-    throw UsageError(fmt::format("{} is no plan of orvik playbook plan: {}", file.string(),
-                                 error.description()));
+    throw UsageError(
+        fmt::format("{} is no plan of orvik playbook plan: {}", file.string(), error.description()));
   }
   throw UsageError(fmt::format("{} is a plan of a newer release.", file.string()));
 }
