@@ -335,6 +335,14 @@ struct FetchPlaybookArguments : OutputArguments {
   std::optional<std::string> apiURL;  ///< none: GitHub's
 };
 
+/// `orvik playbook from-backup`.
+struct PlaybookFromBackupArguments {
+  FolderArguments at;
+  std::optional<std::string> backup;  ///< none: the newest
+  std::vector<std::string> sections;  ///< none: all that playbooks know
+  std::string out;                    ///< file
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
@@ -349,6 +357,6 @@ using Invocation =
                  AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
                  ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
                  CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments,
-                 ApplyPlaybookArguments, FetchPlaybookArguments>;
+                 ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments>;
 
 }  // namespace orvik::host

@@ -103,6 +103,9 @@ struct Dispatch {
   ExitStatus operator()(const FetchPlaybookArguments& arguments) const {
     return fetchPlaybook(arguments, results, stop);
   }
+  ExitStatus operator()(const PlaybookFromBackupArguments& arguments) const {
+    return playbookFromBackup(arguments, results, stop);
+  }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }
   ExitStatus operator()(const DiffArguments& arguments) const { return diff(arguments, results, stop); }

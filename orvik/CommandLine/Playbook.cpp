@@ -110,6 +110,35 @@ void addFetch(CLI::App& playbook, Commands& commands) {
                       }});
 }
 
+void addFromBackup(CLI::App& playbook, Commands& commands) {
+  auto& command = *playbook.add_subcommand("from-backup", "Make a playbook of what a backup holds");
+  const auto a = std::make_shared<PlaybookFromBackupArguments>();
+  addFolder(command, a->at.folder);
+  command.add_option("--backup", a->backup, "A backup by its ID (default: the newest)")->type_name("ID");
+  command.add_option("--section", a->sections, "These sections alone (default: all that playbooks know)")
+      ->type_name("ID[,ID...]")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command.add_option("--out", a->out, "The playbook's file; one that is there is replaced")
+      ->type_name("FILE");
+  addKey(command, a->at.key);
+  addForm(command, a->at);
+  command.footer(
+      "Takes scripts, packages, computer extension attributes, smart computer groups, computer "
+      "configuration\n"
+      "profiles and policies. What a playbook can't carry, such as scopes and package files, is listed on\n"
+      "standard error. The file is for your eyes alone: scripts and profiles may hold secrets.\n\n"
+      "Example:\n  orvik playbook from-backup /srv/backups/school.example --section scripts --out "
+      "school.yaml");
+  commands.push_back({&command, [&command, a]() -> Invocation {
+                        requireNoBlank(command);
+                        requireFolder(command, a->at.folder);
+                        requireGiven(command, "--out");
+                        return *a;
+                      }});
+}
+
 }  // namespace
 
 void addPlaybook(CLI::App& program, Commands& commands) {
@@ -121,10 +150,11 @@ void addPlaybook(CLI::App& program, Commands& commands) {
   addPlan(playbook, commands);
   addApply(playbook, commands);
   addFetch(playbook, commands);
+  addFromBackup(playbook, commands);
   commands.push_back({&playbook, []() -> Invocation {
                         throw UsageError(
-                            "playbook needs a command: check, next, plan, apply or fetch. See orvik playbook "
-                            "--help.");
+                            "playbook needs a command: check, next, plan, apply, fetch or from-backup. See "
+                            "orvik playbook --help.");
                       }});
 }
 

@@ -31,4 +31,8 @@ ExitStatus applyPlaybook(const ApplyPlaybookArguments& arguments, const HostPlac
 ExitStatus fetchPlaybook(const FetchPlaybookArguments& arguments, Results& results,
                          const std::stop_token& stop);
 
+/// `orvik playbook from-backup`.
+ExitStatus playbookFromBackup(const PlaybookFromBackupArguments& arguments, Results& results,
+                              const std::stop_token& stop);
+
 }  // namespace orvik::host
