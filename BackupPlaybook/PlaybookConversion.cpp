@@ -91,9 +91,10 @@ void append(std::vector<std::string>& list, std::vector<std::string> more) {
   std::ranges::move(more, std::back_inserter(list));
 }
 
-/// A list that an empty object may stand for; nothing for what is none.
+/// A list that nothing or an empty object may stand for; nothing for what is none.
 std::optional<std::vector<JSONTree>> listOf(const JSONTree& tree) {
   if (auto elements = tree.array()) return elements;
+  if (tree.raw() && !tree.raw()->isNull() && !tree.isObject()) return std::nullopt;
   const bool isEmpty = std::ranges::all_of(tree.members(), [](const auto& member) {
     return member.first == "size" && member.second.integer() == 0;
   });

@@ -37,15 +37,24 @@ class Losses {
     ++sums_[{&section, isWhole ? "left out, for " + loss.reason : loss.field}];
   }
 
-  /// A section that the backup has and playbooks don't know, or the other way round.
-  void add(std::string_view sectionID, const std::string& why) {
-    report_.event("sectionLeftOut", Value::object({{"section", sectionID}, {"message", why}}));
-    if (!report_.isJSON()) report_.note(fmt::format("{}: {}", sectionID, why));
+  /// A section that playbooks know and the backup doesn't.
+  void addUnread(std::string_view sectionID) {
+    addSection(sectionID, "the backup did not read it");
+    if (!report_.isJSON()) report_.note(fmt::format("The backup did not read {}.", sectionID));
+  }
+  /// A section that the backup has and playbooks don't know.
+  void addUnknown(std::string_view sectionID) {
+    addSection(sectionID, "playbooks have no kind for its objects");
+    unknown_.emplace_back(sectionID);
   }
 
   /// "12 policies: scope".
   void sumUp() const {
     if (report_.isJSON()) return;
+    if (!unknown_.empty())
+      report_.note(fmt::format("Playbooks have no kind for {}: {}",
+                               wording::counted(static_cast<std::int64_t>(unknown_.size()), "section"),
+                               fmt::join(unknown_, ", ")));
     for (const auto& [what, count] : sums_)
       report_.note(
           fmt::format("{} {}: {}", count, count == 1 ? what.first->noun : what.first->nouns, what.second));
@@ -53,8 +62,13 @@ class Losses {
   std::size_t count() const { return count_; }
 
  private:
+  void addSection(std::string_view sectionID, std::string_view why) {
+    report_.event("sectionLeftOut", Value::object({{"section", sectionID}, {"message", why}}));
+  }
+
   const Report& report_;
   std::size_t count_ = 0;
+  std::vector<std::string> unknown_;
   std::map<std::pair<const PlaybookSection*, std::string>, std::size_t> sums_;
 };
 
@@ -78,12 +92,11 @@ Sections sectionsOf(const BackupReader& backup, Losses& losses) {
     if (readsSection(backup, each.id))
       sections.push_back(&each);
     else
-      losses.add(each.id, "the backup did not read this section");
+      losses.addUnread(each.id);
   }
   for (const auto& each : backup.sections())
     if (each.summary.counts.total != 0 && playbookSection(each.summary.id) == nullptr)
-      losses.add(each.summary.id, fmt::format("playbooks have no kind for its {}",
-                                              wording::counted(each.summary.counts.total, "object")));
+      losses.addUnknown(each.summary.id);
   return sections;
 }
 
