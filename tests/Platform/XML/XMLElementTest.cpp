@@ -72,6 +72,13 @@ TEST(XMLElement, DepthAndLengthAreBounded) {
   EXPECT_THAT(refusal(std::string(maximumSize + 1, ' ')), HasSubstr("more than"));
 }
 
+TEST(XMLElement, ElementsAreCounted) {
+  std::string xml = "<a>";
+  for (std::size_t i = 1; i < maximumElements; ++i) xml += "<b/>";
+  EXPECT_EQ(refusal(xml + "</a>"), "");
+  EXPECT_THAT(refusal(xml + "<b/></a>"), HasSubstr("more than 1000000 elements"));
+}
+
 TEST(XMLElement, ManyChildrenAreReadInOneGo) {
   std::string xml = "<a>";
   for (int i = 0; i < 100'000; ++i) xml += "<b>x</b>";
