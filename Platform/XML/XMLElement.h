@@ -12,7 +12,7 @@ namespace platform::xml {
 /// The deepest nesting of elements that is read.
 inline constexpr std::size_t maximumDepth = 64;
 /// The most elements that are read, since each takes more memory than the four bytes that make one.
-inline constexpr std::size_t maximumElements = 1'000'000;
+inline constexpr std::size_t maximumElements = 250'000;
 
 /// An element of a small document, with what is in it. Attributes and comments are left out. Texts are UTF-8.
 struct Element {
