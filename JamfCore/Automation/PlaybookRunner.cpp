@@ -21,32 +21,19 @@ const tuv::CategoryLogger& logger() {
   return instance;
 }
 
-template <class Declared>
-struct KindOf;
-template <>
-struct KindOf<PlaybookSmartGroup> {
-  using Kind = resources::SmartGroups;
-};
-template <>
-struct KindOf<PlaybookPolicy> {
-  using Kind = resources::Policies;
-};
-template <>
-struct KindOf<PlaybookScript> {
-  using Kind = resources::Scripts;
-};
-template <>
-struct KindOf<PlaybookConfigurationProfile> {
-  using Kind = resources::ConfigurationProfiles;
-};
-template <>
-struct KindOf<PlaybookComputerExtensionAttribute> {
-  using Kind = resources::ExtensionAttributes;
-};
-template <>
-struct KindOf<PlaybookPackage> {
-  using Kind = resources::Packages;
-};
+using resources::Tools;
+
+// The kind of each declaration.
+resources::SmartGroups kindOf(const PlaybookSmartGroup&, const Tools& tools) { return {tools}; }
+resources::Policies kindOf(const PlaybookPolicy&, const Tools& tools) { return {tools}; }
+resources::Scripts kindOf(const PlaybookScript&, const Tools& tools) { return {tools}; }
+resources::ConfigurationProfiles kindOf(const PlaybookConfigurationProfile&, const Tools& tools) {
+  return {tools};
+}
+resources::ExtensionAttributes kindOf(const PlaybookComputerExtensionAttribute&, const Tools& tools) {
+  return {tools};
+}
+resources::Packages kindOf(const PlaybookPackage&, const Tools& tools) { return {tools}; }
 
 /// What one resource asks of the server.
 struct Step {
@@ -56,8 +43,8 @@ struct Step {
 
 /// Finds out what a resource asks for, and does it unless `dryRun`.
 template <class Declared>
-Step take(const resources::Tools& tools, const Declared& declared, bool dryRun) {
-  typename KindOf<Declared>::Kind kind{tools};
+Step take(const Tools& tools, const Declared& declared, bool dryRun) {
+  auto kind = kindOf(declared, tools);
   if (declared.state == PlaybookResourceState::absent) {
     const auto object = kind.find(declared);
     if (!object) return {};
@@ -77,7 +64,7 @@ Step take(const resources::Tools& tools, const Declared& declared, bool dryRun) 
 }
 
 /// The same with a failure as an entry. Throws `CancellationError` when what failed was stopped.
-PlaybookPlan::Entry entryOf(const resources::Tools& tools, const PlaybookResource& resource, bool dryRun) {
+PlaybookPlan::Entry entryOf(const Tools& tools, const PlaybookResource& resource, bool dryRun) {
   PlaybookPlan::Entry entry;
   entry.typeLabel = resource.typeLabel();
   entry.name = resource.name();
@@ -136,7 +123,7 @@ PlaybookRunResult PlaybookRunner::run(const Playbook& playbook, bool dryRun, con
   result.startedAt = platform::now();
   logger().notice(
       fmt::format("playbook \"{}\" starting: {} resources, dryRun={}", playbook.name, count, dryRun));
-  const resources::Tools tools{client, Categories::ensured, stop};
+  const Tools tools{client, Categories::ensured, stop};
   for (const auto& resource : playbook.resources) {
     const auto started = platform::MonotonicClock::now();
     const auto entry = entryOf(tools, resource, dryRun);
@@ -153,7 +140,7 @@ PlaybookRunResult PlaybookRunner::run(const Playbook& playbook, bool dryRun, con
 }
 
 PlaybookPlan PlaybookRunner::plan(const Playbook& playbook, const std::stop_token& stop) const {
-  const resources::Tools tools{client, Categories::lookedUp, stop};
+  const Tools tools{client, Categories::lookedUp, stop};
   PlaybookPlan plan;
   for (const auto& resource : playbook.resources) plan.entries.push_back(entryOf(tools, resource, true));
   return plan;

@@ -15,6 +15,8 @@ class TreeBuilder final : public Events {
   void begin(std::string_view element) override {
     if (open_.size() == maximumDepth)
       throw ParseError(fmt::format("elements lie in each other deeper than {} levels", maximumDepth));
+    if (++count_ > maximumElements)
+      throw ParseError(fmt::format("there are more than {} elements", maximumElements));
     open_.push_back({std::string(element), {}, {}});
   }
 
@@ -34,6 +36,7 @@ class TreeBuilder final : public Events {
   Element finish() { return std::move(root_); }
 
  private:
+  std::size_t count_ = 0;
   std::vector<Element> open_;
   Element root_;
 };

@@ -11,6 +11,8 @@ namespace platform::xml {
 
 /// The deepest nesting of elements that is read.
 inline constexpr std::size_t maximumDepth = 64;
+/// The most elements that are read, since each takes more memory than the four bytes that make one.
+inline constexpr std::size_t maximumElements = 250'000;
 
 /// An element of a small document, with what is in it. Attributes and comments are left out. Texts are UTF-8.
 struct Element {
@@ -25,7 +27,7 @@ struct Element {
 };
 
 /// Reads a document: its outermost element. Throws `ParseError`, which names the line, also for one that is
-/// longer than `maximumSize` or deeper than `maximumDepth`.
+/// longer than `maximumSize`, deeper than `maximumDepth` or has more than `maximumElements`.
 Element parse(std::string_view xml);
 
 }  // namespace platform::xml
