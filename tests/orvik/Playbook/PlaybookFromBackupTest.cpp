@@ -75,7 +75,8 @@ const std::vector<Carried>& carried() {
   return all;
 }
 
-/// By name, what a playbook carries of each object, as text; "" is absent too.
+/// By name, what a playbook carries of each object, as text; "" is absent too, and so is what is called by
+/// the ID -1.
 std::map<std::string, std::vector<std::string>> valuesOf(const BackupReader& backup, const Carried& kind) {
   std::map<std::string, std::vector<std::string>> found;
   for (const auto& entry : backup.entries(kind.section)) {
@@ -84,7 +85,7 @@ std::map<std::string, std::vector<std::string>> valuesOf(const BackupReader& bac
     auto& values = found[entry.displayName()];
     for (const auto& path : kind.fields) {
       auto value = record;
-      for (const auto key : path) value = value[key];
+      for (const auto key : path) value = value["id"].integer() == -1 ? JSONTree() : value[key];
       values.push_back(value.serialized().value_or("\"\""));
       if (values.back() == "null") values.back() = "\"\"";
     }
