@@ -116,15 +116,6 @@ TEST(YAMLNode, NestingHasALimit) {
   EXPECT_EQ(problemOf(std::string(100'000, '[')), "line 1: nested deeper than 128 levels");
 }
 
-TEST(YAMLNode, ADocumentThatMergesItselfLargerAndLargerIsRefused) {
-  std::string text = "k0: &k0 {";
-  for (int i = 0; i < 1000; ++i) text += "m" + std::to_string(i) + ": 1, ";
-  text += "}\n";
-  for (int i = 1; i < 4000; ++i)
-    text += "k" + std::to_string(i) + ": &k" + std::to_string(i) + " {<<: *k" + std::to_string(i - 1) + "}\n";
-  EXPECT_THAT(problemOf(text), HasSubstr("more than 2000000 values"));
-}
-
 TEST(YAMLNode, ATextBeyondTheGreatestSizeIsRefusedUnread) {
   const std::string text(maximumSize + 1, ' ');
   EXPECT_EQ(problemOf(text), "134217729 bytes; at most 134217728 are read");
