@@ -1,14 +1,14 @@
 #include "orvik/Playbook/PlaybookFile.h"
 
 #include <algorithm>
-#include <array>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 #include <variant>
 
+#include "JamfCore/Automation/Playbook.h"
+#include "Platform/Files/Files.h"
 #include "Platform/Files/SecretFile.h"
-#include "Platform/Locale/Text.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "Platform/YAML/Node.h"
 #include "orvik/ExitStatus.h"
@@ -31,7 +31,6 @@ Keys keysOf() {
 /// What one type of resource may say.
 struct ResourceKeys {
   std::string_view type;
-  std::string_view label;
   Keys keys;
 };
 
@@ -40,7 +39,7 @@ std::vector<ResourceKeys> allResourceKeys(std::index_sequence<indices...> /*case
   std::vector<ResourceKeys> all;
   const auto add = [&](const PlaybookResource& sample, Keys keys) {
     keys.push_back("type");
-    all.push_back({sample.type(), sample.typeLabel(), std::move(keys)});
+    all.push_back({sample.type(), std::move(keys)});
   };
   (add({std::variant_alternative_t<indices, PlaybookResource::Record>{}},
        keysOf<std::variant_alternative_t<indices, PlaybookResource::Record>>()),
@@ -89,6 +88,12 @@ std::string readPlaybookFile(const std::string& file, const std::stop_token& sto
     return std::string(
         files::readSecretly(platform::standardStreams::input(), limit, "standard input", stop).reveal());
   if (!files::exists(file)) throw NotFoundError("There is no file " + file + ".");
+  if (files::isFile(file)) {
+    std::string text;
+    files::read(file, text, limit);
+    return text;
+  }
+  // A pipe gives its bytes when it likes, and takes a stop.
   return std::string(files::readSecretFile(file, limit, files::Exposure::allowed, stop).reveal());
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
-
-#include "JamfCore/Automation/Playbook.h"
-#include "Platform/Bytes.h"
 
 /// The document that a command is told to work with.
 namespace orvik::host {
@@ -18,7 +17,7 @@ std::string readPlaybookFile(const std::string& file, const std::stop_token& sto
 /// A key that means nothing where it stands: most likely a slip of the pen.
 struct UnknownKey {
   std::string key;
-  std::string place;  ///< "the playbook", "a policy"
+  std::string place;  ///< "the playbook", "a criterion"
   std::size_t line = 0;
 
   bool operator==(const UnknownKey&) const = default;

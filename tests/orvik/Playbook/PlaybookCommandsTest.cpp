@@ -248,6 +248,10 @@ TEST_F(PlaybookCommands, FetchListsAndFetches) {
   EXPECT_EQ(with({}).output, "a.yaml\n");
   EXPECT_EQ(member(named("playbook", with({"--json"})).at(0), "path"), "a.yaml");
   EXPECT_EQ(with({"a.yaml"}).output, "name: \x1b[2JP\nresources: []\n") << "a pipe gets it as it is";
+  auto atTerminal = start({"playbook", "fetch", from[0], "a.yaml", from[1], from[2]});
+  atTerminal.output = test::ProgramStart::Output::terminal;
+  const auto shown = runToEnd(atTerminal).output;
+  EXPECT_THAT(shown, AllOf(HasSubstr("name: ␛[2JP"), Not(HasSubstr("\x1b[2J"))));
   EXPECT_EQ(with({"a.yaml", "--out", file("f.yaml")}).status, 0);
   EXPECT_EQ(files::read(file("f.yaml")), "name: \x1b[2JP\nresources: []\n");
   const auto none = with({"b.yaml"});

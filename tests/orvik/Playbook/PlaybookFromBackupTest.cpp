@@ -3,6 +3,7 @@
 #include "JamfCore/Automation/PlaybookYAML.h"
 #include "OrvikCore/Explore/BackupReader.h"
 #include "OrvikCore/Store/BackupRepository.h"
+#include "tests/Support/OrganisationFiles.h"
 #include "tests/Support/PlaybookHost.h"
 
 namespace orvik {
@@ -222,6 +223,15 @@ TEST_F(PlaybookFromBackup, TheFileIsItsOwnersAlone) {
   struct stat status {};
   ASSERT_EQ(::stat(file("out.yaml").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(PlaybookFromBackup, ASealedBackupNeedsItsKey) {
+  const auto organisation = test::OrganisationFiles::make(folder.path());
+  backUp(server, secretFile, root, {"--encrypt", "--key", organisation.key.string()});
+  EXPECT_EQ(fromBackup().status, 12);
+  EXPECT_FALSE(files::exists(file("out.yaml")));
+  EXPECT_EQ(fromBackup({"--key", organisation.key.string()}).status, 0);
+  EXPECT_GT(made().resources.size(), 50U);
 }
 
 TEST_F(PlaybookFromBackup, WhatIsNotThereIsNotFoundAndNothingIsWritten) {
