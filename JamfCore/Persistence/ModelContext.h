@@ -77,7 +77,7 @@ class ModelChanges {
   /// False when there is no such record any more.
   template <class Record>
   bool update(const Record& before, const Record& after) {
-    const auto& key = std::get<0>(Record::columns());
+    const auto key = std::get<0>(Record::columns());
     // Where nothing differs, the key is set to what it is, which tells whether the record is there.
     auto assignments = std::string(key.name) + " = ?1";
     detail::forEachColumn<Record>([&](const auto& column, int place) {
