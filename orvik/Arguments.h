@@ -297,6 +297,52 @@ struct RenameOrgArguments : OrgArguments {
   std::string newName;
 };
 
+/// `orvik playbook check`. A file of "-" is standard input, here and below.
+struct CheckPlaybookArguments : OutputArguments {
+  std::string file;
+};
+
+/// `orvik playbook next`.
+struct NextPlaybookRunArguments : OutputArguments {
+  std::string file;
+  std::optional<std::string> after;  ///< as `RunTime::moment` reads it; none is now
+};
+
+/// What the commands share that compare a playbook with a server.
+struct PlaybookServerArguments : OrgArguments {
+  std::string file;
+  std::string org;  ///< name or ID
+  std::string caFile;
+};
+
+/// `orvik playbook plan`.
+struct PlanPlaybookArguments : PlaybookServerArguments {
+  std::optional<std::string> out;  ///< file of the plan
+};
+
+/// `orvik playbook apply`.
+struct ApplyPlaybookArguments : PlaybookServerArguments {
+  std::optional<std::string> plan;  ///< file
+  bool yes = false;
+};
+
+/// `orvik playbook fetch`.
+struct FetchPlaybookArguments : OutputArguments {
+  std::string repository;           ///< OWNER/REPO
+  std::optional<std::string> name;  ///< none lists what there is
+  std::string branch = "main";
+  std::optional<std::string> out;     ///< file
+  std::optional<std::string> apiURL;  ///< none: GitHub's
+};
+
+/// `orvik playbook from-backup`.
+struct PlaybookFromBackupArguments {
+  FolderArguments at;
+  std::optional<std::string> backup;  ///< none: the newest
+  std::vector<std::string> sections;  ///< none: all that playbooks know
+  std::string out;                    ///< file
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
@@ -309,6 +355,8 @@ using Invocation =
                  DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
                  AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
                  AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
-                 ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments>;
+                 ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
+                 CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments,
+                 ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments>;
 
 }  // namespace orvik::host

@@ -48,6 +48,7 @@ class CommandTable {
     commandLine::addSimulate(app_, commands_);
     commandLine::addInstances(app_, commands_);
     commandLine::addOrgs(app_, commands_);
+    commandLine::addPlaybook(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);

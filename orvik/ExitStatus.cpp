@@ -1,6 +1,7 @@
 #include "orvik/ExitStatus.h"
 
 #include "JamfCore/Authentication/KeychainStore.h"
+#include "JamfCore/Automation/PlaybookYAML.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
@@ -49,6 +50,8 @@ Failure describe(const std::exception_ptr& failure) {
     if (error.kind() == platform::HTTPErrorKind::cancelled) return cancelled();
     return {ExitStatus::failed, error.description()};
   } catch (const UsageError& error) {
+    return {ExitStatus::usage, error.description()};
+  } catch (const jamf::PlaybookYAMLError& error) {
     return {ExitStatus::usage, error.description()};
   } catch (const NotFoundError& error) {
     return {ExitStatus::notFound, error.description()};

@@ -11,9 +11,10 @@ namespace orvik::host {
 enum class ExitStatus : int {
   done = 0,
   failed = 1,
-  usage = 2,
+  usage = 2,        ///< or a document that does not decode
   warnings = 3,     ///< published with warnings
   overdue = 5,      ///< nothing recent enough
+  pending = 6,      ///< there are changes to be made
   notFound = 10,    ///< no such folder, backup, instance or organization
   locked = 11,      ///< another writer holds the folder
   credential = 12,  ///< missing or refused

@@ -18,6 +18,7 @@
 #include "orvik/LockCommands.h"
 #include "orvik/Orgs/OrgCommands.h"
 #include "orvik/Output.h"
+#include "orvik/Playbook/PlaybookCommands.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/ScheduleCommands.h"
 #include "orvik/Secrets.h"
@@ -86,6 +87,24 @@ struct Dispatch {
   }
   ExitStatus operator()(const RenameOrgArguments& arguments) const {
     return renameOrg(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const CheckPlaybookArguments& arguments) const {
+    return checkPlaybook(arguments, results, stop);
+  }
+  ExitStatus operator()(const NextPlaybookRunArguments& arguments) const {
+    return nextPlaybookRun(arguments, results, stop);
+  }
+  ExitStatus operator()(const PlanPlaybookArguments& arguments) const {
+    return planPlaybook(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const ApplyPlaybookArguments& arguments) const {
+    return applyPlaybook(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const FetchPlaybookArguments& arguments) const {
+    return fetchPlaybook(arguments, results, stop);
+  }
+  ExitStatus operator()(const PlaybookFromBackupArguments& arguments) const {
+    return playbookFromBackup(arguments, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }

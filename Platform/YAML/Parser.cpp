@@ -192,6 +192,10 @@ const Node* Node::member(std::string_view key) const {
 std::shared_ptr<const Node> parse(std::string_view text) {
   if (text.size() > maximumSize)
     throw ParseError(fmt::format("{} bytes; at most {} are read", text.size(), maximumSize));
+  // libyaml skips the mark, but counts it as a column: the second key of a mapping would stand left of the
+  // first.
+  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
   return Builder(text).document();
 }
 

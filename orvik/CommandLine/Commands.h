@@ -33,6 +33,9 @@ void addLock(CLI::App& program, Commands& commands);
 void addInstances(CLI::App& program, Commands& commands);
 /// `orgs list`, `orgs add`, `orgs remove` and `orgs rename`.
 void addOrgs(CLI::App& program, Commands& commands);
+/// `playbook check`, `playbook next`, `playbook plan`, `playbook apply`, `playbook fetch` and `playbook
+/// from-backup`.
+void addPlaybook(CLI::App& program, Commands& commands);
 /// `sections`, `show`, `diff`, `search`, `history` and `export`.
 void addExplore(CLI::App& program, Commands& commands);
 /// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.

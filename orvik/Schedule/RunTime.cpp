@@ -73,15 +73,17 @@ std::optional<Date> next(std::string_view time, Date now) {
 
 }  // namespace
 
-Date at(std::string_view text, Date now) {
+Date moment(std::string_view text, Date now) {
   auto date = zoned(text);
   if (!date) date = onThisClock(text);
   if (!date) date = next(text, now);
   if (!date)
     throw UsageError(fmt::format(
         "\"{}\" is no time. Write 2026-11-22T23:00:00Z, \"2026-11-22 23:00\" or 23:00.", fitted(text, 40)));
-  return reachable(*date, now);
+  return std::chrono::floor<std::chrono::seconds>(*date);
 }
+
+Date at(std::string_view text, Date now) { return reachable(moment(text, now), now); }
 
 Date in(double hours, Date now) {
   return reachable(

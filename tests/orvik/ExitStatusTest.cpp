@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "JamfCore/Automation/PlaybookYAML.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
@@ -26,6 +27,7 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(std::runtime_error("x")), 1);
   EXPECT_EQ(statusOf(platform::files::FileError(platform::files::FileErrorKind::noSpace, 28, "x")), 1);
   EXPECT_EQ(statusOf(UsageError("x")), 2);
+  EXPECT_EQ(statusOf(jamf::PlaybookYAMLError("x")), 2);
   EXPECT_EQ(statusOf(NotFoundError("x")), 10);
   EXPECT_EQ(statusOf(CredentialError("x")), 12);
   EXPECT_EQ(statusOf(SecretError::crypto("x")), 12);

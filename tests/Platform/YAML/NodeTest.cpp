@@ -36,7 +36,12 @@ TEST(YAMLNode, AnEmptyTextIsNothing) {
     EXPECT_TRUE(parse(text)->isNull()) << text;
 }
 
-TEST(YAMLNode, AByteOrderMarkMayStandInFront) { EXPECT_EQ(x(parse("\xef\xbb\xbfx: 1\n")).text, "1"); }
+TEST(YAMLNode, AByteOrderMarkMayStandInFront) {
+  const auto root = parse("\xef\xbb\xbfx: 1\ny: 2\n");
+  EXPECT_EQ(x(root).text, "1");
+  ASSERT_EQ(root->members.size(), 2U);
+  EXPECT_EQ(root->members[1].first, "y");
+}
 
 TEST(YAMLNode, ScalarsMeanWhatIsAskedOfThem) {
   for (const auto* text : {"x: true", "x: Yes", "x: on", "x: !!bool true"})

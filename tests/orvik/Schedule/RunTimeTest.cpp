@@ -44,6 +44,12 @@ TEST_F(RunTimeTest, AZoneInTheTextDecides) {
   EXPECT_EQ(at("2026-11-22T23:00:00.75-0800"), "2026-11-23T07:00:00Z");
 }
 
+TEST_F(RunTimeTest, AMomentMayBePast) {
+  EXPECT_EQ(iso8601(RunTime::moment("2001-02-03T04:05:06.7Z", now)), "2001-02-03T04:05:06Z");
+  EXPECT_EQ(iso8601(RunTime::moment("2001-02-03 04:05", now)), "2001-02-03T03:05:00Z");
+  EXPECT_THROW(RunTime::moment("soon", now), UsageError);
+}
+
 TEST_F(RunTimeTest, SecondsMayBeLeftOut) {
   EXPECT_EQ(at("2026-11-22T23:00Z"), "2026-11-22T23:00:00Z");
   EXPECT_EQ(at("2026-11-22T23:00+01:00"), "2026-11-22T22:00:00Z");

@@ -1,0 +1,62 @@
+#include "orvik/Playbook/PlaybookServer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "JamfCore/Automation/PlaybookRunner.h"
+#include "JamfCore/Automation/PlaybookYAML.h"
+#include "Platform/Crypto/Digest.h"
+#include "Platform/Files/Files.h"
+#include "orvik/JSONRecord.h"
+#include "orvik/Orgs/Organizations.h"
+#include "orvik/Playbook/PlanText.h"
+#include "orvik/Playbook/PlaybookFile.h"
+#include "orvik/Wording.h"
+
+namespace orvik::host {
+
+using platform::json::Value;
+
+PlaybookServer::PlaybookServer(const PlaybookServerArguments& arguments, const HostPlaces& places,
+                               const std::stop_token& stop) {
+  const auto text = readPlaybookFile(arguments.file, stop);
+  digest_ = platform::sha256Hex(text);
+  playbook_ = jamf::PlaybookYAML::decode(text);
+  const auto database = organizationsFile(arguments.database, places);
+  if (platform::files::exists(database)) organizations_ = openOrganizations(database, arguments.caFile);
+  organization_ = organizationNamed(
+      organizations_ ? organizations_->organizations() : std::vector<jamf::JamfOrganization>(),
+      arguments.org);
+  client_ = organizations_->apiClient(organization_);
+}
+
+SavedPlan PlaybookServer::plan(const Report& report, const std::stop_token& stop) const {
+  const auto view = report.view(Verbosity::brief);
+  const auto count = static_cast<std::int64_t>(playbook_.resources.size());
+  view->step(
+      fmt::format("Comparing {} with {}", wording::counted(count, "resource"), organization_.baseURLString));
+  SavedPlan plan;
+  plan.plannedAt = platform::now();
+  plan.organization = organization_.name;
+  plan.baseURL = organization_.baseURLString;
+  plan.playbook = playbook_.name;
+  plan.playbookSHA256 = digest_;
+  plan.plan = jamf::PlaybookRunner{client_}.plan(playbook_, stop);
+  return plan;
+}
+
+void printPlan(const SavedPlan& plan, const Report& report) {
+  report.lines(planText::lines(plan.plan, report.paint()), {});
+  for (const auto& entry : plan.plan.entries) report.event("planned", jsonOf(entry));
+}
+
+Value planJSON(const SavedPlan& plan) {
+  auto line = Value::object(
+      {{"playbook", plan.playbook}, {"organization", plan.organization}, {"baseURL", plan.baseURL}});
+  for (const auto& [action, name] : enumTexts(jamf::PlaybookPlan::Action()))
+    line.set(name, std::ranges::count(plan.plan.entries, action, &jamf::PlaybookPlan::Entry::action));
+  return line;
+}
+
+}  // namespace orvik::host
