@@ -33,9 +33,9 @@ struct LogEvent {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("date", &LogEvent::date), field("level", &LogEvent::level),
-                      field("category", &LogEvent::category), field("message", &LogEvent::message),
-                      field("process", &LogEvent::process)};
+    return fieldList(field("date", &LogEvent::date), field("level", &LogEvent::level),
+                     field("category", &LogEvent::category), field("message", &LogEvent::message),
+                     field("process", &LogEvent::process));
   }
   bool operator==(const LogEvent&) const = default;
 };

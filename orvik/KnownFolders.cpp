@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <tuple>
 
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Date.h"
@@ -25,8 +24,8 @@ struct Entry {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("path", &Entry::path), field("lastBackup", &Entry::lastBackup),
-                      field("date", &Entry::date)};
+    return fieldList(field("path", &Entry::path), field("lastBackup", &Entry::lastBackup),
+                     field("date", &Entry::date));
   }
 };
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <tuple>
 #include <utility>
 
 #include "JamfCore/Networking/APIError.h"
@@ -43,9 +42,9 @@ struct TokenResponse {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("access_token", &TokenResponse::accessToken),
-                      field("expires_in", &TokenResponse::expiresIn),
-                      field("token_type", &TokenResponse::tokenType)};
+    return fieldList(field("access_token", &TokenResponse::accessToken),
+                     field("expires_in", &TokenResponse::expiresIn),
+                     field("token_type", &TokenResponse::tokenType));
   }
 };
 

@@ -4,7 +4,6 @@
 #include <optional>
 #include <stop_token>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/HTTP/HTTPSession.h"
@@ -41,8 +40,8 @@ struct CommunityPlaybookRepository {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("name", &ContentItem::name), field("path", &ContentItem::path),
-                        field("type", &ContentItem::type), field("download_url", &ContentItem::downloadURL)};
+      return fieldList(field("name", &ContentItem::name), field("path", &ContentItem::path),
+                       field("type", &ContentItem::type), field("download_url", &ContentItem::downloadURL));
     }
     bool operator==(const ContentItem&) const = default;
   };

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -38,10 +37,10 @@ struct PlaybookSchedule {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
-        field("recurrence", &PlaybookSchedule::recurrence), field("time", &PlaybookSchedule::time),
-        field("dayOfWeek", &PlaybookSchedule::dayOfWeek), field("dayOfMonth", &PlaybookSchedule::dayOfMonth),
-        field("date", &PlaybookSchedule::date)};
+    return fieldList(field("recurrence", &PlaybookSchedule::recurrence),
+                     field("time", &PlaybookSchedule::time), field("dayOfWeek", &PlaybookSchedule::dayOfWeek),
+                     field("dayOfMonth", &PlaybookSchedule::dayOfMonth),
+                     field("date", &PlaybookSchedule::date));
   }
   bool operator==(const PlaybookSchedule&) const = default;
 };
@@ -56,8 +55,8 @@ struct Playbook {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &Playbook::name), field("description", &Playbook::description),
-                      field("schedule", &Playbook::schedule), field("resources", &Playbook::resources)};
+    return fieldList(field("name", &Playbook::name), field("description", &Playbook::description),
+                     field("schedule", &Playbook::schedule), field("resources", &Playbook::resources));
   }
   bool operator==(const Playbook&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "JamfCore/Automation/PlaybookResource.h"
@@ -21,9 +20,9 @@ struct FieldDifference {
   std::optional<std::string> declared;
 
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("field", &FieldDifference::field),
-                      platform::json::field("onServer", &FieldDifference::onServer),
-                      platform::json::field("declared", &FieldDifference::declared)};
+    return fieldList(platform::json::field("field", &FieldDifference::field),
+                     platform::json::field("onServer", &FieldDifference::onServer),
+                     platform::json::field("declared", &FieldDifference::declared));
   }
   bool operator==(const FieldDifference&) const = default;
 };

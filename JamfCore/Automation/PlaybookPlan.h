@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,9 +26,9 @@ struct PlaybookPlan {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("typeLabel", &Entry::typeLabel), field("name", &Entry::name),
-                        field("action", &Entry::action), field("differences", &Entry::differences),
-                        field("message", &Entry::message)};
+      return fieldList(field("typeLabel", &Entry::typeLabel), field("name", &Entry::name),
+                       field("action", &Entry::action), field("differences", &Entry::differences),
+                       field("message", &Entry::message));
     }
     bool operator==(const Entry&) const = default;
   };
@@ -40,7 +39,7 @@ struct PlaybookPlan {
   bool hasFailures() const;
 
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("entries", &PlaybookPlan::entries)};
+    return fieldList(platform::json::field("entries", &PlaybookPlan::entries));
   }
   bool operator==(const PlaybookPlan&) const = default;
 };

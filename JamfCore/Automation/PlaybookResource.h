@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -86,12 +85,12 @@ struct PlaybookSmartGroupCriterion {
   std::optional<bool> closingParen = {};
 
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("field", &PlaybookSmartGroupCriterion::field),
-                      platform::json::field("searchType", &PlaybookSmartGroupCriterion::searchType),
-                      platform::json::field("value", &PlaybookSmartGroupCriterion::value),
-                      platform::json::field("andOr", &PlaybookSmartGroupCriterion::andOr),
-                      platform::json::field("openingParen", &PlaybookSmartGroupCriterion::openingParen),
-                      platform::json::field("closingParen", &PlaybookSmartGroupCriterion::closingParen)};
+    return fieldList(platform::json::field("field", &PlaybookSmartGroupCriterion::field),
+                     platform::json::field("searchType", &PlaybookSmartGroupCriterion::searchType),
+                     platform::json::field("value", &PlaybookSmartGroupCriterion::value),
+                     platform::json::field("andOr", &PlaybookSmartGroupCriterion::andOr),
+                     platform::json::field("openingParen", &PlaybookSmartGroupCriterion::openingParen),
+                     platform::json::field("closingParen", &PlaybookSmartGroupCriterion::closingParen));
   }
   bool operator==(const PlaybookSmartGroupCriterion&) const = default;
 };
@@ -108,9 +107,9 @@ struct PlaybookSmartGroup {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
+    return fieldList(
         field("name", &PlaybookSmartGroup::name), field("description", &PlaybookSmartGroup::description),
-        field("criteria", &PlaybookSmartGroup::criteria), field("state", &PlaybookSmartGroup::state)};
+        field("criteria", &PlaybookSmartGroup::criteria), field("state", &PlaybookSmartGroup::state));
   }
   bool operator==(const PlaybookSmartGroup&) const = default;
 };
@@ -137,18 +136,15 @@ struct PlaybookPolicy {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &PlaybookPolicy::name),
-                      field("enabled", &PlaybookPolicy::enabled),
-                      field("trigger", &PlaybookPolicy::trigger),
-                      field("triggerCheckin", &PlaybookPolicy::triggerCheckin),
-                      field("triggerEnrollmentComplete", &PlaybookPolicy::triggerEnrollmentComplete),
-                      field("triggerLogin", &PlaybookPolicy::triggerLogin),
-                      field("triggerNetworkStateChanged", &PlaybookPolicy::triggerNetworkStateChanged),
-                      field("triggerStartup", &PlaybookPolicy::triggerStartup),
-                      field("triggerOther", &PlaybookPolicy::triggerOther),
-                      field("frequency", &PlaybookPolicy::frequency),
-                      field("categoryName", &PlaybookPolicy::categoryName),
-                      field("state", &PlaybookPolicy::state)};
+    return fieldList(
+        field("name", &PlaybookPolicy::name), field("enabled", &PlaybookPolicy::enabled),
+        field("trigger", &PlaybookPolicy::trigger), field("triggerCheckin", &PlaybookPolicy::triggerCheckin),
+        field("triggerEnrollmentComplete", &PlaybookPolicy::triggerEnrollmentComplete),
+        field("triggerLogin", &PlaybookPolicy::triggerLogin),
+        field("triggerNetworkStateChanged", &PlaybookPolicy::triggerNetworkStateChanged),
+        field("triggerStartup", &PlaybookPolicy::triggerStartup),
+        field("triggerOther", &PlaybookPolicy::triggerOther), field("frequency", &PlaybookPolicy::frequency),
+        field("categoryName", &PlaybookPolicy::categoryName), field("state", &PlaybookPolicy::state));
   }
   bool operator==(const PlaybookPolicy&) const = default;
 };
@@ -169,14 +165,12 @@ struct PlaybookScript {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &PlaybookScript::name),
-                      field("info", &PlaybookScript::info),
-                      field("notes", &PlaybookScript::notes),
-                      field("priority", &PlaybookScript::priority),
-                      field("categoryName", &PlaybookScript::categoryName),
-                      field("osRequirements", &PlaybookScript::osRequirements),
-                      field("scriptContents", &PlaybookScript::scriptContents),
-                      field("state", &PlaybookScript::state)};
+    return fieldList(field("name", &PlaybookScript::name), field("info", &PlaybookScript::info),
+                     field("notes", &PlaybookScript::notes), field("priority", &PlaybookScript::priority),
+                     field("categoryName", &PlaybookScript::categoryName),
+                     field("osRequirements", &PlaybookScript::osRequirements),
+                     field("scriptContents", &PlaybookScript::scriptContents),
+                     field("state", &PlaybookScript::state));
   }
   bool operator==(const PlaybookScript&) const = default;
 };
@@ -196,14 +190,14 @@ struct PlaybookConfigurationProfile {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &PlaybookConfigurationProfile::name),
-                      field("description", &PlaybookConfigurationProfile::description),
-                      field("distributionMethod", &PlaybookConfigurationProfile::distributionMethod),
-                      field("userRemovable", &PlaybookConfigurationProfile::userRemovable),
-                      field("level", &PlaybookConfigurationProfile::level),
-                      field("categoryName", &PlaybookConfigurationProfile::categoryName),
-                      field("payloads", &PlaybookConfigurationProfile::payloads),
-                      field("state", &PlaybookConfigurationProfile::state)};
+    return fieldList(field("name", &PlaybookConfigurationProfile::name),
+                     field("description", &PlaybookConfigurationProfile::description),
+                     field("distributionMethod", &PlaybookConfigurationProfile::distributionMethod),
+                     field("userRemovable", &PlaybookConfigurationProfile::userRemovable),
+                     field("level", &PlaybookConfigurationProfile::level),
+                     field("categoryName", &PlaybookConfigurationProfile::categoryName),
+                     field("payloads", &PlaybookConfigurationProfile::payloads),
+                     field("state", &PlaybookConfigurationProfile::state));
   }
   bool operator==(const PlaybookConfigurationProfile&) const = default;
 };
@@ -226,17 +220,16 @@ struct PlaybookComputerExtensionAttribute {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
-        field("name", &PlaybookComputerExtensionAttribute::name),
-        field("description", &PlaybookComputerExtensionAttribute::description),
-        field("dataType", &PlaybookComputerExtensionAttribute::dataType),
-        field("enabled", &PlaybookComputerExtensionAttribute::enabled),
-        field("inventoryDisplayType", &PlaybookComputerExtensionAttribute::inventoryDisplayType),
-        field("inputType", &PlaybookComputerExtensionAttribute::inputType),
-        field("scriptContents", &PlaybookComputerExtensionAttribute::scriptContents),
-        field("popupMenuChoices", &PlaybookComputerExtensionAttribute::popupMenuChoices),
-        field("ldapAttributeMapping", &PlaybookComputerExtensionAttribute::ldapAttributeMapping),
-        field("state", &PlaybookComputerExtensionAttribute::state)};
+    return fieldList(field("name", &PlaybookComputerExtensionAttribute::name),
+                     field("description", &PlaybookComputerExtensionAttribute::description),
+                     field("dataType", &PlaybookComputerExtensionAttribute::dataType),
+                     field("enabled", &PlaybookComputerExtensionAttribute::enabled),
+                     field("inventoryDisplayType", &PlaybookComputerExtensionAttribute::inventoryDisplayType),
+                     field("inputType", &PlaybookComputerExtensionAttribute::inputType),
+                     field("scriptContents", &PlaybookComputerExtensionAttribute::scriptContents),
+                     field("popupMenuChoices", &PlaybookComputerExtensionAttribute::popupMenuChoices),
+                     field("ldapAttributeMapping", &PlaybookComputerExtensionAttribute::ldapAttributeMapping),
+                     field("state", &PlaybookComputerExtensionAttribute::state));
   }
   bool operator==(const PlaybookComputerExtensionAttribute&) const = default;
 };
@@ -264,21 +257,19 @@ struct PlaybookPackage {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &PlaybookPackage::name),
-                      field("fileName", &PlaybookPackage::fileName),
-                      field("priority", &PlaybookPackage::priority),
-                      field("categoryName", &PlaybookPackage::categoryName),
-                      field("info", &PlaybookPackage::info),
-                      field("notes", &PlaybookPackage::notes),
-                      field("osRequirements", &PlaybookPackage::osRequirements),
-                      field("fillUserTemplate", &PlaybookPackage::fillUserTemplate),
-                      field("rebootRequired", &PlaybookPackage::rebootRequired),
-                      field("osInstall", &PlaybookPackage::osInstall),
-                      field("suppressUpdates", &PlaybookPackage::suppressUpdates),
-                      field("suppressFromDock", &PlaybookPackage::suppressFromDock),
-                      field("suppressEula", &PlaybookPackage::suppressEula),
-                      field("suppressRegistration", &PlaybookPackage::suppressRegistration),
-                      field("state", &PlaybookPackage::state)};
+    return fieldList(field("name", &PlaybookPackage::name), field("fileName", &PlaybookPackage::fileName),
+                     field("priority", &PlaybookPackage::priority),
+                     field("categoryName", &PlaybookPackage::categoryName),
+                     field("info", &PlaybookPackage::info), field("notes", &PlaybookPackage::notes),
+                     field("osRequirements", &PlaybookPackage::osRequirements),
+                     field("fillUserTemplate", &PlaybookPackage::fillUserTemplate),
+                     field("rebootRequired", &PlaybookPackage::rebootRequired),
+                     field("osInstall", &PlaybookPackage::osInstall),
+                     field("suppressUpdates", &PlaybookPackage::suppressUpdates),
+                     field("suppressFromDock", &PlaybookPackage::suppressFromDock),
+                     field("suppressEula", &PlaybookPackage::suppressEula),
+                     field("suppressRegistration", &PlaybookPackage::suppressRegistration),
+                     field("state", &PlaybookPackage::state));
   }
   bool operator==(const PlaybookPackage&) const = default;
 };

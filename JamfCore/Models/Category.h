@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -18,8 +17,8 @@ struct Category {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &Category::id), field("name", &Category::name),
-                      field("priority", &Category::priority)};
+    return fieldList(field("id", &Category::id), field("name", &Category::name),
+                     field("priority", &Category::priority));
   }
   bool operator==(const Category&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -17,7 +16,7 @@ struct NamedReference {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &NamedReference::id), field("name", &NamedReference::name)};
+    return fieldList(field("id", &NamedReference::id), field("name", &NamedReference::name));
   }
   bool operator==(const NamedReference&) const = default;
 };

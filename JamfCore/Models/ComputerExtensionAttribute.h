@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -27,9 +26,8 @@ struct ComputerExtensionAttribute {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
-        field("id", &ComputerExtensionAttribute::id),
-        field("name", &ComputerExtensionAttribute::name),
+    return fieldList(
+        field("id", &ComputerExtensionAttribute::id), field("name", &ComputerExtensionAttribute::name),
         field("description", &ComputerExtensionAttribute::description),
         field("dataType", &ComputerExtensionAttribute::dataType),
         field("enabled", &ComputerExtensionAttribute::enabled),
@@ -39,7 +37,7 @@ struct ComputerExtensionAttribute {
         field("popupMenuChoices", &ComputerExtensionAttribute::popupMenuChoices),
         field("ldapAttributeMapping", &ComputerExtensionAttribute::ldapAttributeMapping),
         field("ldapExtensionAttributeAllowed", &ComputerExtensionAttribute::ldapExtensionAttributeAllowed),
-        field("manageExistingData", &ComputerExtensionAttribute::manageExistingData)};
+        field("manageExistingData", &ComputerExtensionAttribute::manageExistingData));
   }
   bool operator==(const ComputerExtensionAttribute&) const = default;
 };

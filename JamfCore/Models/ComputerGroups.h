@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -30,10 +29,10 @@ struct SmartGroupSummary {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &SmartGroupSummary::id), field("siteId", &SmartGroupSummary::siteId),
-                      field("name", &SmartGroupSummary::name),
-                      field("description", &SmartGroupSummary::description),
-                      field("membershipCount", &SmartGroupSummary::membershipCount)};
+    return fieldList(field("id", &SmartGroupSummary::id), field("siteId", &SmartGroupSummary::siteId),
+                     field("name", &SmartGroupSummary::name),
+                     field("description", &SmartGroupSummary::description),
+                     field("membershipCount", &SmartGroupSummary::membershipCount));
   }
   bool operator==(const SmartGroupSummary&) const = default;
 };
@@ -50,13 +49,12 @@ struct SmartGroupCriterion {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &SmartGroupCriterion::name),
-                      field("priority", &SmartGroupCriterion::priority),
-                      field("andOr", &SmartGroupCriterion::andOr),
-                      field("searchType", &SmartGroupCriterion::searchType),
-                      field("value", &SmartGroupCriterion::value),
-                      field("openingParen", &SmartGroupCriterion::openingParen),
-                      field("closingParen", &SmartGroupCriterion::closingParen)};
+    return fieldList(
+        field("name", &SmartGroupCriterion::name), field("priority", &SmartGroupCriterion::priority),
+        field("andOr", &SmartGroupCriterion::andOr), field("searchType", &SmartGroupCriterion::searchType),
+        field("value", &SmartGroupCriterion::value),
+        field("openingParen", &SmartGroupCriterion::openingParen),
+        field("closingParen", &SmartGroupCriterion::closingParen));
   }
   bool operator==(const SmartGroupCriterion&) const = default;
 };
@@ -72,10 +70,10 @@ struct SmartGroupDetail {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &SmartGroupDetail::id), field("name", &SmartGroupDetail::name),
-                      field("description", &SmartGroupDetail::description),
-                      field("siteId", &SmartGroupDetail::siteId),
-                      field("criteria", &SmartGroupDetail::criteria)};
+    return fieldList(field("id", &SmartGroupDetail::id), field("name", &SmartGroupDetail::name),
+                     field("description", &SmartGroupDetail::description),
+                     field("siteId", &SmartGroupDetail::siteId),
+                     field("criteria", &SmartGroupDetail::criteria));
   }
   bool operator==(const SmartGroupDetail&) const = default;
 };
@@ -89,9 +87,9 @@ struct SmartGroupWriteBody {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
+    return fieldList(
         field("name", &SmartGroupWriteBody::name), field("description", &SmartGroupWriteBody::description),
-        field("siteId", &SmartGroupWriteBody::siteId), field("criteria", &SmartGroupWriteBody::criteria)};
+        field("siteId", &SmartGroupWriteBody::siteId), field("criteria", &SmartGroupWriteBody::criteria));
   }
   bool operator==(const SmartGroupWriteBody&) const = default;
 };
@@ -106,10 +104,10 @@ struct StaticGroupSummary {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &StaticGroupSummary::id), field("name", &StaticGroupSummary::name),
-                      field("description", &StaticGroupSummary::description),
-                      field("siteId", &StaticGroupSummary::siteId),
-                      field("count", &StaticGroupSummary::count)};
+    return fieldList(field("id", &StaticGroupSummary::id), field("name", &StaticGroupSummary::name),
+                     field("description", &StaticGroupSummary::description),
+                     field("siteId", &StaticGroupSummary::siteId),
+                     field("count", &StaticGroupSummary::count));
   }
   bool operator==(const StaticGroupSummary&) const = default;
 };
@@ -124,10 +122,10 @@ struct StaticGroupDetail {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &StaticGroupDetail::id), field("name", &StaticGroupDetail::name),
-                      field("description", &StaticGroupDetail::description),
-                      field("siteId", &StaticGroupDetail::siteId),
-                      field("assignments", &StaticGroupDetail::assignments)};
+    return fieldList(field("id", &StaticGroupDetail::id), field("name", &StaticGroupDetail::name),
+                     field("description", &StaticGroupDetail::description),
+                     field("siteId", &StaticGroupDetail::siteId),
+                     field("assignments", &StaticGroupDetail::assignments));
   }
   bool operator==(const StaticGroupDetail&) const = default;
 };
@@ -141,10 +139,10 @@ struct StaticGroupWriteBody {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("name", &StaticGroupWriteBody::name),
-                      field("description", &StaticGroupWriteBody::description),
-                      field("siteId", &StaticGroupWriteBody::siteId),
-                      field("assignments", &StaticGroupWriteBody::assignments)};
+    return fieldList(field("name", &StaticGroupWriteBody::name),
+                     field("description", &StaticGroupWriteBody::description),
+                     field("siteId", &StaticGroupWriteBody::siteId),
+                     field("assignments", &StaticGroupWriteBody::assignments));
   }
   bool operator==(const StaticGroupWriteBody&) const = default;
 };
@@ -155,7 +153,7 @@ struct SmartGroupMembership {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("members", &SmartGroupMembership::members)};
+    return fieldList(field("members", &SmartGroupMembership::members));
   }
   bool operator==(const SmartGroupMembership&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "JamfCore/Models/ClassicRecords.h"
 #include "JamfCore/Models/Scope.h"
@@ -19,8 +18,8 @@ struct ConfigurationProfileSummary {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &ConfigurationProfileSummary::id),
-                      field("name", &ConfigurationProfileSummary::name)};
+    return fieldList(field("id", &ConfigurationProfileSummary::id),
+                     field("name", &ConfigurationProfileSummary::name));
   }
   bool operator==(const ConfigurationProfileSummary&) const = default;
 };
@@ -40,17 +39,17 @@ struct ConfigurationProfileGeneral {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &ConfigurationProfileGeneral::id),
-                      field("name", &ConfigurationProfileGeneral::name),
-                      field("description", &ConfigurationProfileGeneral::description),
-                      field("site", &ConfigurationProfileGeneral::site),
-                      field("category", &ConfigurationProfileGeneral::category),
-                      field("distribution_method", &ConfigurationProfileGeneral::distributionMethod),
-                      field("user_removable", &ConfigurationProfileGeneral::userRemovable),
-                      field("level", &ConfigurationProfileGeneral::level),
-                      field("uuid", &ConfigurationProfileGeneral::uuid),
-                      field("redeploy_on_update", &ConfigurationProfileGeneral::redeployOnUpdate),
-                      field("payloads", &ConfigurationProfileGeneral::payloads)};
+    return fieldList(field("id", &ConfigurationProfileGeneral::id),
+                     field("name", &ConfigurationProfileGeneral::name),
+                     field("description", &ConfigurationProfileGeneral::description),
+                     field("site", &ConfigurationProfileGeneral::site),
+                     field("category", &ConfigurationProfileGeneral::category),
+                     field("distribution_method", &ConfigurationProfileGeneral::distributionMethod),
+                     field("user_removable", &ConfigurationProfileGeneral::userRemovable),
+                     field("level", &ConfigurationProfileGeneral::level),
+                     field("uuid", &ConfigurationProfileGeneral::uuid),
+                     field("redeploy_on_update", &ConfigurationProfileGeneral::redeployOnUpdate),
+                     field("payloads", &ConfigurationProfileGeneral::payloads));
   }
   bool operator==(const ConfigurationProfileGeneral&) const = default;
 };
@@ -65,11 +64,11 @@ struct ConfigurationProfileScope {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("all_computers", &ConfigurationProfileScope::allComputers),
-                      field("computers", &ConfigurationProfileScope::computers),
-                      field("computer_groups", &ConfigurationProfileScope::computerGroups),
-                      field("buildings", &ConfigurationProfileScope::buildings),
-                      field("departments", &ConfigurationProfileScope::departments)};
+    return fieldList(field("all_computers", &ConfigurationProfileScope::allComputers),
+                     field("computers", &ConfigurationProfileScope::computers),
+                     field("computer_groups", &ConfigurationProfileScope::computerGroups),
+                     field("buildings", &ConfigurationProfileScope::buildings),
+                     field("departments", &ConfigurationProfileScope::departments));
   }
   bool operator==(const ConfigurationProfileScope&) const = default;
 };
@@ -81,8 +80,8 @@ struct ConfigurationProfileDetail {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("general", &ConfigurationProfileDetail::general),
-                      field("scope", &ConfigurationProfileDetail::scope)};
+    return fieldList(field("general", &ConfigurationProfileDetail::general),
+                     field("scope", &ConfigurationProfileDetail::scope));
   }
   bool operator==(const ConfigurationProfileDetail&) const = default;
 };

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 
@@ -15,7 +14,7 @@ struct CreatedObject {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &CreatedObject::id), field("href", &CreatedObject::href)};
+    return fieldList(field("id", &CreatedObject::id), field("href", &CreatedObject::href));
   }
   bool operator==(const CreatedObject&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "JamfCore/Models/Page.h"
@@ -35,15 +34,15 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("definitionId", &ExtensionAttributeValue::definitionId),
-                        field("name", &ExtensionAttributeValue::name),
-                        field("description", &ExtensionAttributeValue::description),
-                        field("enabled", &ExtensionAttributeValue::enabled),
-                        field("multiValue", &ExtensionAttributeValue::multiValue),
-                        field("values", &ExtensionAttributeValue::values),
-                        field("dataType", &ExtensionAttributeValue::dataType),
-                        field("options", &ExtensionAttributeValue::options),
-                        field("inputType", &ExtensionAttributeValue::inputType)};
+      return fieldList(field("definitionId", &ExtensionAttributeValue::definitionId),
+                       field("name", &ExtensionAttributeValue::name),
+                       field("description", &ExtensionAttributeValue::description),
+                       field("enabled", &ExtensionAttributeValue::enabled),
+                       field("multiValue", &ExtensionAttributeValue::multiValue),
+                       field("values", &ExtensionAttributeValue::values),
+                       field("dataType", &ExtensionAttributeValue::dataType),
+                       field("options", &ExtensionAttributeValue::options),
+                       field("inputType", &ExtensionAttributeValue::inputType));
     }
     bool operator==(const ExtensionAttributeValue&) const = default;
   };
@@ -54,8 +53,8 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("managed", &RemoteManagement::managed),
-                        field("managementUsername", &RemoteManagement::managementUsername)};
+      return fieldList(field("managed", &RemoteManagement::managed),
+                       field("managementUsername", &RemoteManagement::managementUsername));
     }
     bool operator==(const RemoteManagement&) const = default;
   };
@@ -66,8 +65,8 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("capable", &MDMCapable::capable),
-                        field("capableUsers", &MDMCapable::capableUsers)};
+      return fieldList(field("capable", &MDMCapable::capable),
+                       field("capableUsers", &MDMCapable::capableUsers));
     }
     bool operator==(const MDMCapable&) const = default;
   };
@@ -79,9 +78,8 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("id", &EnrollmentMethod::id),
-                        field("objectName", &EnrollmentMethod::objectName),
-                        field("objectType", &EnrollmentMethod::objectType)};
+      return fieldList(field("id", &EnrollmentMethod::id), field("objectName", &EnrollmentMethod::objectName),
+                       field("objectType", &EnrollmentMethod::objectType));
     }
     bool operator==(const EnrollmentMethod&) const = default;
   };
@@ -92,7 +90,7 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("id", &Site::id), field("name", &Site::name)};
+      return fieldList(field("id", &Site::id), field("name", &Site::name));
     }
     bool operator==(const Site&) const = default;
   };
@@ -135,29 +133,22 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{
-          field("name", &General::name),
-          field("lastIpAddress", &General::lastIpAddress),
+      return fieldList(
+          field("name", &General::name), field("lastIpAddress", &General::lastIpAddress),
           field("lastReportedIp", &General::lastReportedIp),
           field("lastReportedIpV4", &General::lastReportedIpV4),
           field("lastReportedIpV6", &General::lastReportedIpV6),
-          field("jamfBinaryVersion", &General::jamfBinaryVersion),
-          field("platform", &General::platform),
-          field("barcode1", &General::barcode1),
-          field("barcode2", &General::barcode2),
-          field("assetTag", &General::assetTag),
-          field("remoteManagement", &General::remoteManagement),
-          field("supervised", &General::supervised),
-          field("mdmCapable", &General::mdmCapable),
-          field("reportDate", &General::reportDate),
-          field("lastContactTime", &General::lastContactTime),
+          field("jamfBinaryVersion", &General::jamfBinaryVersion), field("platform", &General::platform),
+          field("barcode1", &General::barcode1), field("barcode2", &General::barcode2),
+          field("assetTag", &General::assetTag), field("remoteManagement", &General::remoteManagement),
+          field("supervised", &General::supervised), field("mdmCapable", &General::mdmCapable),
+          field("reportDate", &General::reportDate), field("lastContactTime", &General::lastContactTime),
           field("lastCloudBackupDate", &General::lastCloudBackupDate),
           field("lastEnrolledDate", &General::lastEnrolledDate),
           field("mdmProfileExpiration", &General::mdmProfileExpiration),
           field("initialEntryDate", &General::initialEntryDate),
           field("distributionPoint", &General::distributionPoint),
-          field("enrollmentMethod", &General::enrollmentMethod),
-          field("site", &General::site),
+          field("enrollmentMethod", &General::enrollmentMethod), field("site", &General::site),
           field("itunesStoreAccountActive", &General::itunesStoreAccountActive),
           field("enrolledViaAutomatedDeviceEnrollment", &General::enrolledViaAutomatedDeviceEnrollment),
           field("userApprovedMdm", &General::userApprovedMdm),
@@ -170,7 +161,7 @@ struct Device {
           field("lastLoggedInUsernameBinary", &General::lastLoggedInUsernameBinary),
           field("lastLoggedInUsernameBinaryTimestamp", &General::lastLoggedInUsernameBinaryTimestamp),
           field("lastLoggedInUsernameMdm", &General::lastLoggedInUsernameMdm),
-          field("lastLoggedInUsernameMdmTimestamp", &General::lastLoggedInUsernameMdmTimestamp)};
+          field("lastLoggedInUsernameMdmTimestamp", &General::lastLoggedInUsernameMdmTimestamp));
     }
     bool operator==(const General&) const = default;
   };
@@ -207,34 +198,30 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("make", &Hardware::make),
-                        field("model", &Hardware::model),
-                        field("modelIdentifier", &Hardware::modelIdentifier),
-                        field("serialNumber", &Hardware::serialNumber),
-                        field("processorSpeedMhz", &Hardware::processorSpeedMhz),
-                        field("processorCount", &Hardware::processorCount),
-                        field("coreCount", &Hardware::coreCount),
-                        field("processorType", &Hardware::processorType),
-                        field("processorArchitecture", &Hardware::processorArchitecture),
-                        field("busSpeedMhz", &Hardware::busSpeedMhz),
-                        field("cacheSizeKilobytes", &Hardware::cacheSizeKilobytes),
-                        field("networkAdapterType", &Hardware::networkAdapterType),
-                        field("macAddress", &Hardware::macAddress),
-                        field("altNetworkAdapterType", &Hardware::altNetworkAdapterType),
-                        field("altMacAddress", &Hardware::altMacAddress),
-                        field("totalRamMegabytes", &Hardware::totalRamMegabytes),
-                        field("openRamSlots", &Hardware::openRamSlots),
-                        field("batteryCapacityPercent", &Hardware::batteryCapacityPercent),
-                        field("batteryHealth", &Hardware::batteryHealth),
-                        field("smcVersion", &Hardware::smcVersion),
-                        field("nicSpeed", &Hardware::nicSpeed),
-                        field("opticalDrive", &Hardware::opticalDrive),
-                        field("bootRom", &Hardware::bootRom),
-                        field("bleCapable", &Hardware::bleCapable),
-                        field("supportsIosAppInstalls", &Hardware::supportsIosAppInstalls),
-                        field("appleSilicon", &Hardware::appleSilicon),
-                        field("provisioningUdid", &Hardware::provisioningUdid),
-                        field("extensionAttributes", &Hardware::extensionAttributes)};
+      return fieldList(
+          field("make", &Hardware::make), field("model", &Hardware::model),
+          field("modelIdentifier", &Hardware::modelIdentifier),
+          field("serialNumber", &Hardware::serialNumber),
+          field("processorSpeedMhz", &Hardware::processorSpeedMhz),
+          field("processorCount", &Hardware::processorCount), field("coreCount", &Hardware::coreCount),
+          field("processorType", &Hardware::processorType),
+          field("processorArchitecture", &Hardware::processorArchitecture),
+          field("busSpeedMhz", &Hardware::busSpeedMhz),
+          field("cacheSizeKilobytes", &Hardware::cacheSizeKilobytes),
+          field("networkAdapterType", &Hardware::networkAdapterType),
+          field("macAddress", &Hardware::macAddress),
+          field("altNetworkAdapterType", &Hardware::altNetworkAdapterType),
+          field("altMacAddress", &Hardware::altMacAddress),
+          field("totalRamMegabytes", &Hardware::totalRamMegabytes),
+          field("openRamSlots", &Hardware::openRamSlots),
+          field("batteryCapacityPercent", &Hardware::batteryCapacityPercent),
+          field("batteryHealth", &Hardware::batteryHealth), field("smcVersion", &Hardware::smcVersion),
+          field("nicSpeed", &Hardware::nicSpeed), field("opticalDrive", &Hardware::opticalDrive),
+          field("bootRom", &Hardware::bootRom), field("bleCapable", &Hardware::bleCapable),
+          field("supportsIosAppInstalls", &Hardware::supportsIosAppInstalls),
+          field("appleSilicon", &Hardware::appleSilicon),
+          field("provisioningUdid", &Hardware::provisioningUdid),
+          field("extensionAttributes", &Hardware::extensionAttributes));
     }
     bool operator==(const Hardware&) const = default;
   };
@@ -252,15 +239,14 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("name", &OperatingSystem::name),
-                        field("version", &OperatingSystem::version),
-                        field("build", &OperatingSystem::build),
-                        field("supplementalBuildVersion", &OperatingSystem::supplementalBuildVersion),
-                        field("rapidSecurityResponse", &OperatingSystem::rapidSecurityResponse),
-                        field("activeDirectoryStatus", &OperatingSystem::activeDirectoryStatus),
-                        field("fileVault2Status", &OperatingSystem::fileVault2Status),
-                        field("softwareUpdateDeviceId", &OperatingSystem::softwareUpdateDeviceId),
-                        field("extensionAttributes", &OperatingSystem::extensionAttributes)};
+      return fieldList(field("name", &OperatingSystem::name), field("version", &OperatingSystem::version),
+                       field("build", &OperatingSystem::build),
+                       field("supplementalBuildVersion", &OperatingSystem::supplementalBuildVersion),
+                       field("rapidSecurityResponse", &OperatingSystem::rapidSecurityResponse),
+                       field("activeDirectoryStatus", &OperatingSystem::activeDirectoryStatus),
+                       field("fileVault2Status", &OperatingSystem::fileVault2Status),
+                       field("softwareUpdateDeviceId", &OperatingSystem::softwareUpdateDeviceId),
+                       field("extensionAttributes", &OperatingSystem::extensionAttributes));
     }
     bool operator==(const OperatingSystem&) const = default;
   };
@@ -278,15 +264,12 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("username", &UserAndLocation::username),
-                        field("realname", &UserAndLocation::realname),
-                        field("email", &UserAndLocation::email),
-                        field("position", &UserAndLocation::position),
-                        field("phone", &UserAndLocation::phone),
-                        field("departmentId", &UserAndLocation::departmentId),
-                        field("buildingId", &UserAndLocation::buildingId),
-                        field("room", &UserAndLocation::room),
-                        field("extensionAttributes", &UserAndLocation::extensionAttributes)};
+      return fieldList(
+          field("username", &UserAndLocation::username), field("realname", &UserAndLocation::realname),
+          field("email", &UserAndLocation::email), field("position", &UserAndLocation::position),
+          field("phone", &UserAndLocation::phone), field("departmentId", &UserAndLocation::departmentId),
+          field("buildingId", &UserAndLocation::buildingId), field("room", &UserAndLocation::room),
+          field("extensionAttributes", &UserAndLocation::extensionAttributes));
     }
     bool operator==(const UserAndLocation&) const = default;
   };
@@ -305,14 +288,13 @@ struct Device {
 
         static constexpr auto fields() {
           using namespace platform::json;
-          return std::tuple{field("name", &Partition::name),
-                            field("sizeMegabytes", &Partition::sizeMegabytes),
-                            field("availableMegabytes", &Partition::availableMegabytes),
-                            field("partitionType", &Partition::partitionType),
-                            field("percentUsed", &Partition::percentUsed),
-                            field("fileVault2State", &Partition::fileVault2State),
-                            field("fileVault2ProgressPercent", &Partition::fileVault2ProgressPercent),
-                            field("lvmManaged", &Partition::lvmManaged)};
+          return fieldList(field("name", &Partition::name), field("sizeMegabytes", &Partition::sizeMegabytes),
+                           field("availableMegabytes", &Partition::availableMegabytes),
+                           field("partitionType", &Partition::partitionType),
+                           field("percentUsed", &Partition::percentUsed),
+                           field("fileVault2State", &Partition::fileVault2State),
+                           field("fileVault2ProgressPercent", &Partition::fileVault2ProgressPercent),
+                           field("lvmManaged", &Partition::lvmManaged));
         }
         bool operator==(const Partition&) const = default;
       };
@@ -329,15 +311,11 @@ struct Device {
 
       static constexpr auto fields() {
         using namespace platform::json;
-        return std::tuple{field("id", &Disk::id),
-                          field("device", &Disk::device),
-                          field("model", &Disk::model),
-                          field("revision", &Disk::revision),
-                          field("serialNumber", &Disk::serialNumber),
-                          field("sizeMegabytes", &Disk::sizeMegabytes),
-                          field("smartStatus", &Disk::smartStatus),
-                          field("type", &Disk::type),
-                          field("partitions", &Disk::partitions)};
+        return fieldList(field("id", &Disk::id), field("device", &Disk::device), field("model", &Disk::model),
+                         field("revision", &Disk::revision), field("serialNumber", &Disk::serialNumber),
+                         field("sizeMegabytes", &Disk::sizeMegabytes),
+                         field("smartStatus", &Disk::smartStatus), field("type", &Disk::type),
+                         field("partitions", &Disk::partitions));
       }
       bool operator==(const Disk&) const = default;
     };
@@ -347,8 +325,8 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("bootDriveAvailableSpaceMegabytes", &Storage::bootDriveAvailableSpaceMegabytes),
-                        field("disks", &Storage::disks)};
+      return fieldList(field("bootDriveAvailableSpaceMegabytes", &Storage::bootDriveAvailableSpaceMegabytes),
+                       field("disks", &Storage::disks));
     }
     bool operator==(const Storage&) const = default;
   };
@@ -372,21 +350,21 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("sipStatus", &Security::sipStatus),
-                        field("gatekeeperStatus", &Security::gatekeeperStatus),
-                        field("xprotectVersion", &Security::xprotectVersion),
-                        field("autoLoginDisabled", &Security::autoLoginDisabled),
-                        field("remoteDesktopEnabled", &Security::remoteDesktopEnabled),
-                        field("activationLockEnabled", &Security::activationLockEnabled),
-                        field("recoveryLockEnabled", &Security::recoveryLockEnabled),
-                        field("firewallEnabled", &Security::firewallEnabled),
-                        field("secureBootLevel", &Security::secureBootLevel),
-                        field("externalBootLevel", &Security::externalBootLevel),
-                        field("bootstrapTokenAllowed", &Security::bootstrapTokenAllowed),
-                        field("bootstrapTokenEscrowedStatus", &Security::bootstrapTokenEscrowedStatus),
-                        field("lastAttestationAttempt", &Security::lastAttestationAttempt),
-                        field("lastSuccessfulAttestation", &Security::lastSuccessfulAttestation),
-                        field("attestationStatus", &Security::attestationStatus)};
+      return fieldList(field("sipStatus", &Security::sipStatus),
+                       field("gatekeeperStatus", &Security::gatekeeperStatus),
+                       field("xprotectVersion", &Security::xprotectVersion),
+                       field("autoLoginDisabled", &Security::autoLoginDisabled),
+                       field("remoteDesktopEnabled", &Security::remoteDesktopEnabled),
+                       field("activationLockEnabled", &Security::activationLockEnabled),
+                       field("recoveryLockEnabled", &Security::recoveryLockEnabled),
+                       field("firewallEnabled", &Security::firewallEnabled),
+                       field("secureBootLevel", &Security::secureBootLevel),
+                       field("externalBootLevel", &Security::externalBootLevel),
+                       field("bootstrapTokenAllowed", &Security::bootstrapTokenAllowed),
+                       field("bootstrapTokenEscrowedStatus", &Security::bootstrapTokenEscrowedStatus),
+                       field("lastAttestationAttempt", &Security::lastAttestationAttempt),
+                       field("lastSuccessfulAttestation", &Security::lastSuccessfulAttestation),
+                       field("attestationStatus", &Security::attestationStatus));
     }
     bool operator==(const Security&) const = default;
   };
@@ -408,19 +386,16 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("leased", &Purchasing::leased),
-                        field("purchased", &Purchasing::purchased),
-                        field("poNumber", &Purchasing::poNumber),
-                        field("poDate", &Purchasing::poDate),
-                        field("vendor", &Purchasing::vendor),
-                        field("warrantyDate", &Purchasing::warrantyDate),
-                        field("appleCareId", &Purchasing::appleCareId),
-                        field("leaseDate", &Purchasing::leaseDate),
-                        field("purchasePrice", &Purchasing::purchasePrice),
-                        field("lifeExpectancy", &Purchasing::lifeExpectancy),
-                        field("purchasingAccount", &Purchasing::purchasingAccount),
-                        field("purchasingContact", &Purchasing::purchasingContact),
-                        field("extensionAttributes", &Purchasing::extensionAttributes)};
+      return fieldList(field("leased", &Purchasing::leased), field("purchased", &Purchasing::purchased),
+                       field("poNumber", &Purchasing::poNumber), field("poDate", &Purchasing::poDate),
+                       field("vendor", &Purchasing::vendor), field("warrantyDate", &Purchasing::warrantyDate),
+                       field("appleCareId", &Purchasing::appleCareId),
+                       field("leaseDate", &Purchasing::leaseDate),
+                       field("purchasePrice", &Purchasing::purchasePrice),
+                       field("lifeExpectancy", &Purchasing::lifeExpectancy),
+                       field("purchasingAccount", &Purchasing::purchasingAccount),
+                       field("purchasingContact", &Purchasing::purchasingContact),
+                       field("extensionAttributes", &Purchasing::extensionAttributes));
     }
     bool operator==(const Purchasing&) const = default;
   };
@@ -433,10 +408,10 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("groupId", &GroupMembership::groupId),
-                        field("groupName", &GroupMembership::groupName),
-                        field("groupDescription", &GroupMembership::groupDescription),
-                        field("smartGroup", &GroupMembership::smartGroup)};
+      return fieldList(field("groupId", &GroupMembership::groupId),
+                       field("groupName", &GroupMembership::groupName),
+                       field("groupDescription", &GroupMembership::groupDescription),
+                       field("smartGroup", &GroupMembership::smartGroup));
     }
     bool operator==(const GroupMembership&) const = default;
   };
@@ -462,13 +437,10 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{
-          field("uid", &LocalUserAccount::uid),
-          field("userGuid", &LocalUserAccount::userGuid),
-          field("username", &LocalUserAccount::username),
-          field("fullName", &LocalUserAccount::fullName),
-          field("admin", &LocalUserAccount::admin),
-          field("homeDirectory", &LocalUserAccount::homeDirectory),
+      return fieldList(
+          field("uid", &LocalUserAccount::uid), field("userGuid", &LocalUserAccount::userGuid),
+          field("username", &LocalUserAccount::username), field("fullName", &LocalUserAccount::fullName),
+          field("admin", &LocalUserAccount::admin), field("homeDirectory", &LocalUserAccount::homeDirectory),
           field("homeDirectorySizeMb", &LocalUserAccount::homeDirectorySizeMb),
           field("fileVault2Enabled", &LocalUserAccount::fileVault2Enabled),
           field("userAccountType", &LocalUserAccount::userAccountType),
@@ -479,7 +451,7 @@ struct Device {
           field("passwordRequireAlphanumeric", &LocalUserAccount::passwordRequireAlphanumeric),
           field("computerAzureActiveDirectoryId", &LocalUserAccount::computerAzureActiveDirectoryId),
           field("userAzureActiveDirectoryId", &LocalUserAccount::userAzureActiveDirectoryId),
-          field("azureActiveDirectoryId", &LocalUserAccount::azureActiveDirectoryId)};
+          field("azureActiveDirectoryId", &LocalUserAccount::azureActiveDirectoryId));
     }
     bool operator==(const LocalUserAccount&) const = default;
   };
@@ -498,16 +470,16 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("commonName", &DeviceCertificate::commonName),
-                        field("identity", &DeviceCertificate::identity),
-                        field("expirationDate", &DeviceCertificate::expirationDate),
-                        field("username", &DeviceCertificate::username),
-                        field("lifecycleStatus", &DeviceCertificate::lifecycleStatus),
-                        field("certificateStatus", &DeviceCertificate::certificateStatus),
-                        field("subjectName", &DeviceCertificate::subjectName),
-                        field("serialNumber", &DeviceCertificate::serialNumber),
-                        field("sha1Fingerprint", &DeviceCertificate::sha1Fingerprint),
-                        field("issuedDate", &DeviceCertificate::issuedDate)};
+      return fieldList(field("commonName", &DeviceCertificate::commonName),
+                       field("identity", &DeviceCertificate::identity),
+                       field("expirationDate", &DeviceCertificate::expirationDate),
+                       field("username", &DeviceCertificate::username),
+                       field("lifecycleStatus", &DeviceCertificate::lifecycleStatus),
+                       field("certificateStatus", &DeviceCertificate::certificateStatus),
+                       field("subjectName", &DeviceCertificate::subjectName),
+                       field("serialNumber", &DeviceCertificate::serialNumber),
+                       field("sha1Fingerprint", &DeviceCertificate::sha1Fingerprint),
+                       field("issuedDate", &DeviceCertificate::issuedDate));
     }
     bool operator==(const DeviceCertificate&) const = default;
   };
@@ -524,14 +496,12 @@ struct Device {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("name", &Application::name),
-                        field("path", &Application::path),
-                        field("version", &Application::version),
-                        field("macAppStore", &Application::macAppStore),
-                        field("sizeMegabytes", &Application::sizeMegabytes),
-                        field("bundleId", &Application::bundleId),
-                        field("updateAvailable", &Application::updateAvailable),
-                        field("externalVersionId", &Application::externalVersionId)};
+      return fieldList(
+          field("name", &Application::name), field("path", &Application::path),
+          field("version", &Application::version), field("macAppStore", &Application::macAppStore),
+          field("sizeMegabytes", &Application::sizeMegabytes), field("bundleId", &Application::bundleId),
+          field("updateAvailable", &Application::updateAvailable),
+          field("externalVersionId", &Application::externalVersionId));
     }
     bool operator==(const Application&) const = default;
   };
@@ -554,21 +524,15 @@ struct Device {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
-        field("id", &Device::id),
-        field("udid", &Device::udid),
-        field("general", &Device::general),
-        field("hardware", &Device::hardware),
-        field("operatingSystem", &Device::operatingSystem),
-        field("userAndLocation", &Device::userAndLocation),
-        field("storage", &Device::storage),
-        field("security", &Device::security),
-        field("purchasing", &Device::purchasing),
+    return fieldList(
+        field("id", &Device::id), field("udid", &Device::udid), field("general", &Device::general),
+        field("hardware", &Device::hardware), field("operatingSystem", &Device::operatingSystem),
+        field("userAndLocation", &Device::userAndLocation), field("storage", &Device::storage),
+        field("security", &Device::security), field("purchasing", &Device::purchasing),
         field("groupMemberships", &Device::groupMemberships),
-        field("localUserAccounts", &Device::localUserAccounts),
-        field("certificates", &Device::certificates),
+        field("localUserAccounts", &Device::localUserAccounts), field("certificates", &Device::certificates),
         field("applications", &Device::applications),
-        field("extensionAttributeValues", &Device::extensionAttributeValues, "extensionAttributes")};
+        field("extensionAttributeValues", &Device::extensionAttributeValues, "extensionAttributes"));
   }
   bool operator==(const Device&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 
@@ -63,41 +62,26 @@ struct Package {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &Package::id),
-                      field("packageName", &Package::packageName),
-                      field("fileName", &Package::fileName),
-                      field("categoryId", &Package::categoryId),
-                      field("info", &Package::info),
-                      field("notes", &Package::notes),
-                      field("priority", &Package::priority),
-                      field("osRequirements", &Package::osRequirements),
-                      field("fillUserTemplate", &Package::fillUserTemplate),
-                      field("fillExistingUsers", &Package::fillExistingUsers),
-                      field("swu", &Package::swu),
-                      field("rebootRequired", &Package::rebootRequired),
-                      field("selfHealNotify", &Package::selfHealNotify),
-                      field("selfHealingAction", &Package::selfHealingAction),
-                      field("osInstall", &Package::osInstall),
-                      field("serialNumber", &Package::serialNumber),
-                      field("parentPackageId", &Package::parentPackageId),
-                      field("basePath", &Package::basePath),
-                      field("suppressUpdates", &Package::suppressUpdates),
-                      field("ignoreConflicts", &Package::ignoreConflicts),
-                      field("suppressFromDock", &Package::suppressFromDock),
-                      field("suppressEula", &Package::suppressEula),
-                      field("suppressRegistration", &Package::suppressRegistration),
-                      field("installLanguage", &Package::installLanguage),
-                      field("md5", &Package::md5),
-                      field("sha256", &Package::sha256),
-                      field("sha3512", &Package::sha3512),
-                      field("hashType", &Package::hashType),
-                      field("hashValue", &Package::hashValue),
-                      field("size", &Package::size),
-                      field("osInstallerVersion", &Package::osInstallerVersion),
-                      field("manifest", &Package::manifest),
-                      field("manifestFileName", &Package::manifestFileName),
-                      field("format", &Package::format),
-                      field("cloudTransferStatus", &Package::cloudTransferStatus)};
+    return fieldList(
+        field("id", &Package::id), field("packageName", &Package::packageName),
+        field("fileName", &Package::fileName), field("categoryId", &Package::categoryId),
+        field("info", &Package::info), field("notes", &Package::notes), field("priority", &Package::priority),
+        field("osRequirements", &Package::osRequirements),
+        field("fillUserTemplate", &Package::fillUserTemplate),
+        field("fillExistingUsers", &Package::fillExistingUsers), field("swu", &Package::swu),
+        field("rebootRequired", &Package::rebootRequired), field("selfHealNotify", &Package::selfHealNotify),
+        field("selfHealingAction", &Package::selfHealingAction), field("osInstall", &Package::osInstall),
+        field("serialNumber", &Package::serialNumber), field("parentPackageId", &Package::parentPackageId),
+        field("basePath", &Package::basePath), field("suppressUpdates", &Package::suppressUpdates),
+        field("ignoreConflicts", &Package::ignoreConflicts),
+        field("suppressFromDock", &Package::suppressFromDock), field("suppressEula", &Package::suppressEula),
+        field("suppressRegistration", &Package::suppressRegistration),
+        field("installLanguage", &Package::installLanguage), field("md5", &Package::md5),
+        field("sha256", &Package::sha256), field("sha3512", &Package::sha3512),
+        field("hashType", &Package::hashType), field("hashValue", &Package::hashValue),
+        field("size", &Package::size), field("osInstallerVersion", &Package::osInstallerVersion),
+        field("manifest", &Package::manifest), field("manifestFileName", &Package::manifestFileName),
+        field("format", &Package::format), field("cloudTransferStatus", &Package::cloudTransferStatus));
   }
   bool operator==(const Package&) const = default;
 };

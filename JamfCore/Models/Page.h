@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -18,7 +17,7 @@ struct Page {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("totalCount", &Page::totalCount), field("results", &Page::results)};
+    return fieldList(field("totalCount", &Page::totalCount), field("results", &Page::results));
   }
   bool operator==(const Page&) const = default;
 };

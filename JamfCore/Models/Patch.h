@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "JamfCore/Models/Page.h"
 #include "JamfCore/Networking/FlexibleArray.h"
@@ -19,8 +18,8 @@ struct PatchPackage {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("packageId", &PatchPackage::packageId), field("version", &PatchPackage::version),
-                      field("displayName", &PatchPackage::displayName)};
+    return fieldList(field("packageId", &PatchPackage::packageId), field("version", &PatchPackage::version),
+                     field("displayName", &PatchPackage::displayName));
   }
   bool operator==(const PatchPackage&) const = default;
 };
@@ -44,7 +43,7 @@ struct PatchSoftwareTitleConfiguration {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{
+    return fieldList(
         field("id", &PatchSoftwareTitleConfiguration::id),
         field("displayName", &PatchSoftwareTitleConfiguration::displayName),
         field("categoryId", &PatchSoftwareTitleConfiguration::categoryId),
@@ -58,7 +57,7 @@ struct PatchSoftwareTitleConfiguration {
         field("softwareTitlePublisher", &PatchSoftwareTitleConfiguration::softwareTitlePublisher),
         field("patchSourceName", &PatchSoftwareTitleConfiguration::patchSourceName),
         field("patchSourceEnabled", &PatchSoftwareTitleConfiguration::patchSourceEnabled),
-        field("packages", &PatchSoftwareTitleConfiguration::packages)};
+        field("packages", &PatchSoftwareTitleConfiguration::packages));
   }
   bool operator==(const PatchSoftwareTitleConfiguration&) const = default;
 };
@@ -76,14 +75,12 @@ struct PatchSummary {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("softwareTitleId", &PatchSummary::softwareTitleId),
-                      field("title", &PatchSummary::title),
-                      field("latestVersion", &PatchSummary::latestVersion),
-                      field("releaseDate", &PatchSummary::releaseDate),
-                      field("upToDate", &PatchSummary::upToDate),
-                      field("outOfDate", &PatchSummary::outOfDate),
-                      field("onDashboard", &PatchSummary::onDashboard),
-                      field("softwareTitleConfigurationId", &PatchSummary::softwareTitleConfigurationId)};
+    return fieldList(
+        field("softwareTitleId", &PatchSummary::softwareTitleId), field("title", &PatchSummary::title),
+        field("latestVersion", &PatchSummary::latestVersion),
+        field("releaseDate", &PatchSummary::releaseDate), field("upToDate", &PatchSummary::upToDate),
+        field("outOfDate", &PatchSummary::outOfDate), field("onDashboard", &PatchSummary::onDashboard),
+        field("softwareTitleConfigurationId", &PatchSummary::softwareTitleConfigurationId));
   }
   bool operator==(const PatchSummary&) const = default;
 };
@@ -103,15 +100,13 @@ struct PatchReport {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("computerName", &PatchReport::computerName),
-                      field("deviceId", &PatchReport::deviceId),
-                      field("username", &PatchReport::username),
-                      field("operatingSystemVersion", &PatchReport::operatingSystemVersion),
-                      field("lastCheckIn", &PatchReport::lastCheckIn, "lastContactTime"),
-                      field("buildingName", &PatchReport::buildingName),
-                      field("departmentName", &PatchReport::departmentName),
-                      field("siteName", &PatchReport::siteName),
-                      field("version", &PatchReport::version)};
+    return fieldList(field("computerName", &PatchReport::computerName),
+                     field("deviceId", &PatchReport::deviceId), field("username", &PatchReport::username),
+                     field("operatingSystemVersion", &PatchReport::operatingSystemVersion),
+                     field("lastCheckIn", &PatchReport::lastCheckIn, "lastContactTime"),
+                     field("buildingName", &PatchReport::buildingName),
+                     field("departmentName", &PatchReport::departmentName),
+                     field("siteName", &PatchReport::siteName), field("version", &PatchReport::version));
   }
   bool operator==(const PatchReport&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "JamfCore/Models/ClassicRecords.h"
 #include "JamfCore/Models/Scope.h"
@@ -19,7 +18,7 @@ struct PolicySummary {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &PolicySummary::id), field("name", &PolicySummary::name)};
+    return fieldList(field("id", &PolicySummary::id), field("name", &PolicySummary::name));
   }
   bool operator==(const PolicySummary&) const = default;
 };
@@ -42,19 +41,16 @@ struct PolicyGeneral {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &PolicyGeneral::id),
-                      field("name", &PolicyGeneral::name),
-                      field("enabled", &PolicyGeneral::enabled),
-                      field("trigger", &PolicyGeneral::trigger),
-                      field("trigger_checkin", &PolicyGeneral::triggerCheckin),
-                      field("trigger_enrollment_complete", &PolicyGeneral::triggerEnrollmentComplete),
-                      field("trigger_login", &PolicyGeneral::triggerLogin),
-                      field("trigger_network_state_changed", &PolicyGeneral::triggerNetworkStateChanged),
-                      field("trigger_startup", &PolicyGeneral::triggerStartup),
-                      field("trigger_other", &PolicyGeneral::triggerOther),
-                      field("frequency", &PolicyGeneral::frequency),
-                      field("category", &PolicyGeneral::category),
-                      field("site", &PolicyGeneral::site)};
+    return fieldList(field("id", &PolicyGeneral::id), field("name", &PolicyGeneral::name),
+                     field("enabled", &PolicyGeneral::enabled), field("trigger", &PolicyGeneral::trigger),
+                     field("trigger_checkin", &PolicyGeneral::triggerCheckin),
+                     field("trigger_enrollment_complete", &PolicyGeneral::triggerEnrollmentComplete),
+                     field("trigger_login", &PolicyGeneral::triggerLogin),
+                     field("trigger_network_state_changed", &PolicyGeneral::triggerNetworkStateChanged),
+                     field("trigger_startup", &PolicyGeneral::triggerStartup),
+                     field("trigger_other", &PolicyGeneral::triggerOther),
+                     field("frequency", &PolicyGeneral::frequency),
+                     field("category", &PolicyGeneral::category), field("site", &PolicyGeneral::site));
   }
   bool operator==(const PolicyGeneral&) const = default;
 };
@@ -72,14 +68,11 @@ struct PolicyScope {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("all_computers", &PolicyScope::allComputers),
-                      field("computers", &PolicyScope::computers),
-                      field("computer_groups", &PolicyScope::computerGroups),
-                      field("buildings", &PolicyScope::buildings),
-                      field("departments", &PolicyScope::departments),
-                      field("limit_to_users", &PolicyScope::limitToUsers),
-                      field("limitations", &PolicyScope::limitations),
-                      field("exclusions", &PolicyScope::exclusions)};
+    return fieldList(
+        field("all_computers", &PolicyScope::allComputers), field("computers", &PolicyScope::computers),
+        field("computer_groups", &PolicyScope::computerGroups), field("buildings", &PolicyScope::buildings),
+        field("departments", &PolicyScope::departments), field("limit_to_users", &PolicyScope::limitToUsers),
+        field("limitations", &PolicyScope::limitations), field("exclusions", &PolicyScope::exclusions));
   }
   bool operator==(const PolicyScope&) const = default;
 };
@@ -92,8 +85,8 @@ struct PolicyPackageReference {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &PolicyPackageReference::id), field("name", &PolicyPackageReference::name),
-                      field("action", &PolicyPackageReference::action)};
+    return fieldList(field("id", &PolicyPackageReference::id), field("name", &PolicyPackageReference::name),
+                     field("action", &PolicyPackageReference::action));
   }
   bool operator==(const PolicyPackageReference&) const = default;
 };
@@ -105,7 +98,7 @@ struct PolicyPackages {
   static constexpr bool mayBeAbsent = true;
 
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("packages", &PolicyPackages::packages)};
+    return fieldList(platform::json::field("packages", &PolicyPackages::packages));
   }
   bool operator==(const PolicyPackages&) const = default;
 };
@@ -126,17 +119,16 @@ struct PolicyScriptReference {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &PolicyScriptReference::id),
-                      field("name", &PolicyScriptReference::name),
-                      field("priority", &PolicyScriptReference::priority),
-                      field("parameter4", &PolicyScriptReference::parameter4),
-                      field("parameter5", &PolicyScriptReference::parameter5),
-                      field("parameter6", &PolicyScriptReference::parameter6),
-                      field("parameter7", &PolicyScriptReference::parameter7),
-                      field("parameter8", &PolicyScriptReference::parameter8),
-                      field("parameter9", &PolicyScriptReference::parameter9),
-                      field("parameter10", &PolicyScriptReference::parameter10),
-                      field("parameter11", &PolicyScriptReference::parameter11)};
+    return fieldList(field("id", &PolicyScriptReference::id), field("name", &PolicyScriptReference::name),
+                     field("priority", &PolicyScriptReference::priority),
+                     field("parameter4", &PolicyScriptReference::parameter4),
+                     field("parameter5", &PolicyScriptReference::parameter5),
+                     field("parameter6", &PolicyScriptReference::parameter6),
+                     field("parameter7", &PolicyScriptReference::parameter7),
+                     field("parameter8", &PolicyScriptReference::parameter8),
+                     field("parameter9", &PolicyScriptReference::parameter9),
+                     field("parameter10", &PolicyScriptReference::parameter10),
+                     field("parameter11", &PolicyScriptReference::parameter11));
   }
   bool operator==(const PolicyScriptReference&) const = default;
 };
@@ -150,9 +142,9 @@ struct PolicyDetail {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("general", &PolicyDetail::general), field("scope", &PolicyDetail::scope),
-                      field("package_configuration", &PolicyDetail::packages),
-                      field("scripts", &PolicyDetail::scripts)};
+    return fieldList(field("general", &PolicyDetail::general), field("scope", &PolicyDetail::scope),
+                     field("package_configuration", &PolicyDetail::packages),
+                     field("scripts", &PolicyDetail::scripts));
   }
   bool operator==(const PolicyDetail&) const = default;
 };

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 
@@ -20,12 +19,11 @@ struct PolicyLogEntry {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("policy_id", &PolicyLogEntry::policyId),
-                      field("policy_name", &PolicyLogEntry::policyName),
-                      field("username", &PolicyLogEntry::username),
-                      field("date_completed", &PolicyLogEntry::dateCompleted),
-                      field("date_completed_utc", &PolicyLogEntry::dateCompletedUTC),
-                      field("status", &PolicyLogEntry::status)};
+    return fieldList(
+        field("policy_id", &PolicyLogEntry::policyId), field("policy_name", &PolicyLogEntry::policyName),
+        field("username", &PolicyLogEntry::username), field("date_completed", &PolicyLogEntry::dateCompleted),
+        field("date_completed_utc", &PolicyLogEntry::dateCompletedUTC),
+        field("status", &PolicyLogEntry::status));
   }
   bool operator==(const PolicyLogEntry&) const = default;
 };

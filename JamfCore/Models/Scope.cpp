@@ -29,7 +29,7 @@ struct GivenLimitation {
   std::string name;
 
   static constexpr auto fields() {
-    return std::tuple{json::field("id", &GivenLimitation::id), json::field("name", &GivenLimitation::name)};
+    return fieldList(json::field("id", &GivenLimitation::id), json::field("name", &GivenLimitation::name));
   }
 };
 

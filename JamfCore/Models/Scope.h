@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "JamfCore/Networking/FlexibleArray.h"
 #include "Platform/JSON/Codable.h"
@@ -18,8 +17,8 @@ struct PolicyScopeTarget {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &PolicyScopeTarget::id), field("name", &PolicyScopeTarget::name),
-                      field("udid", &PolicyScopeTarget::udid)};
+    return fieldList(field("id", &PolicyScopeTarget::id), field("name", &PolicyScopeTarget::name),
+                     field("udid", &PolicyScopeTarget::udid));
   }
   bool operator==(const PolicyScopeTarget&) const = default;
 };
@@ -41,7 +40,7 @@ struct ScopeUserGroups {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("user_groups", &ScopeUserGroups::userGroups)};
+    return fieldList(field("user_groups", &ScopeUserGroups::userGroups));
   }
   bool operator==(const ScopeUserGroups&) const = default;
 };
@@ -55,10 +54,10 @@ struct ScopeLimitations {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("users", &ScopeLimitations::users),
-                      field("user_groups", &ScopeLimitations::userGroups),
-                      field("network_segments", &ScopeLimitations::networkSegments),
-                      field("ibeacons", &ScopeLimitations::ibeacons)};
+    return fieldList(field("users", &ScopeLimitations::users),
+                     field("user_groups", &ScopeLimitations::userGroups),
+                     field("network_segments", &ScopeLimitations::networkSegments),
+                     field("ibeacons", &ScopeLimitations::ibeacons));
   }
   bool operator==(const ScopeLimitations&) const = default;
 };
@@ -76,14 +75,13 @@ struct ScopeExclusions {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("computers", &ScopeExclusions::computers),
-                      field("computer_groups", &ScopeExclusions::computerGroups),
-                      field("buildings", &ScopeExclusions::buildings),
-                      field("departments", &ScopeExclusions::departments),
-                      field("users", &ScopeExclusions::users),
-                      field("user_groups", &ScopeExclusions::userGroups),
-                      field("network_segments", &ScopeExclusions::networkSegments),
-                      field("ibeacons", &ScopeExclusions::ibeacons)};
+    return fieldList(
+        field("computers", &ScopeExclusions::computers),
+        field("computer_groups", &ScopeExclusions::computerGroups),
+        field("buildings", &ScopeExclusions::buildings), field("departments", &ScopeExclusions::departments),
+        field("users", &ScopeExclusions::users), field("user_groups", &ScopeExclusions::userGroups),
+        field("network_segments", &ScopeExclusions::networkSegments),
+        field("ibeacons", &ScopeExclusions::ibeacons));
   }
   bool operator==(const ScopeExclusions&) const = default;
 };

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 
 #include "Platform/JSON/Codable.h"
@@ -43,23 +42,15 @@ struct Script {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &Script::id),
-                      field("name", &Script::name),
-                      field("info", &Script::info),
-                      field("notes", &Script::notes),
-                      field("priority", &Script::priority),
-                      field("categoryId", &Script::categoryId),
-                      field("categoryName", &Script::categoryName),
-                      field("parameter4", &Script::parameter4),
-                      field("parameter5", &Script::parameter5),
-                      field("parameter6", &Script::parameter6),
-                      field("parameter7", &Script::parameter7),
-                      field("parameter8", &Script::parameter8),
-                      field("parameter9", &Script::parameter9),
-                      field("parameter10", &Script::parameter10),
-                      field("parameter11", &Script::parameter11),
-                      field("osRequirements", &Script::osRequirements),
-                      field("scriptContents", &Script::scriptContents)};
+    return fieldList(field("id", &Script::id), field("name", &Script::name), field("info", &Script::info),
+                     field("notes", &Script::notes), field("priority", &Script::priority),
+                     field("categoryId", &Script::categoryId), field("categoryName", &Script::categoryName),
+                     field("parameter4", &Script::parameter4), field("parameter5", &Script::parameter5),
+                     field("parameter6", &Script::parameter6), field("parameter7", &Script::parameter7),
+                     field("parameter8", &Script::parameter8), field("parameter9", &Script::parameter9),
+                     field("parameter10", &Script::parameter10), field("parameter11", &Script::parameter11),
+                     field("osRequirements", &Script::osRequirements),
+                     field("scriptContents", &Script::scriptContents));
   }
   bool operator==(const Script&) const = default;
 };

@@ -67,11 +67,11 @@ struct GivenScope {
   std::optional<std::vector<std::int64_t>> computerIds, computerGroupIds, buildingIds, departmentIds;
 
   static constexpr auto fields() {
-    return std::tuple{json::field("allComputers", &GivenScope::allComputers),
-                      json::field("computerIds", &GivenScope::computerIds),
-                      json::field("computerGroupIds", &GivenScope::computerGroupIds),
-                      json::field("buildingIds", &GivenScope::buildingIds),
-                      json::field("departmentIds", &GivenScope::departmentIds)};
+    return fieldList(json::field("allComputers", &GivenScope::allComputers),
+                     json::field("computerIds", &GivenScope::computerIds),
+                     json::field("computerGroupIds", &GivenScope::computerGroupIds),
+                     json::field("buildingIds", &GivenScope::buildingIds),
+                     json::field("departmentIds", &GivenScope::departmentIds));
   }
 };
 

@@ -14,7 +14,7 @@ struct Member {
   std::string name;
 
   static constexpr auto fields() {
-    return std::tuple{json::field("id", &Member::id), json::field("name", &Member::name)};
+    return fieldList(json::field("id", &Member::id), json::field("name", &Member::name));
   }
 };
 
@@ -31,7 +31,7 @@ struct Members {
 struct Group {
   Members computers;
 
-  static constexpr auto fields() { return std::tuple{json::field("computers", &Group::computers)}; }
+  static constexpr auto fields() { return fieldList(json::field("computers", &Group::computers)); }
 };
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -16,7 +15,7 @@ struct GroupMemberDevice {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &GroupMemberDevice::id), field("name", &GroupMemberDevice::name)};
+    return fieldList(field("id", &GroupMemberDevice::id), field("name", &GroupMemberDevice::name));
   }
   bool operator==(const GroupMemberDevice&) const = default;
 };
@@ -33,8 +32,8 @@ struct ClassicComputerGroupMembershipResponse {
   Section computer_group;
 
   static constexpr auto fields() {
-    return std::tuple{
-        platform::json::field("computer_group", &ClassicComputerGroupMembershipResponse::computer_group)};
+    return fieldList(
+        platform::json::field("computer_group", &ClassicComputerGroupMembershipResponse::computer_group));
   }
   bool operator==(const ClassicComputerGroupMembershipResponse&) const = default;
 };

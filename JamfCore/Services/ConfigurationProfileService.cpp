@@ -12,14 +12,14 @@ namespace json = platform::json;
 struct ListAnswer {
   ClassicList<ConfigurationProfileSummary> os_x_configuration_profiles;
   static constexpr auto fields() {
-    return std::tuple{json::field("os_x_configuration_profiles", &ListAnswer::os_x_configuration_profiles)};
+    return fieldList(json::field("os_x_configuration_profiles", &ListAnswer::os_x_configuration_profiles));
   }
 };
 
 struct DetailAnswer {
   ConfigurationProfileDetail os_x_configuration_profile;
   static constexpr auto fields() {
-    return std::tuple{json::field("os_x_configuration_profile", &DetailAnswer::os_x_configuration_profile)};
+    return fieldList(json::field("os_x_configuration_profile", &DetailAnswer::os_x_configuration_profile));
   }
 };
 

@@ -36,12 +36,12 @@ struct PolicyLogs {
 struct PolicyHistory {
   struct Subset {
     PolicyLogs policy_logs;
-    static constexpr auto fields() { return std::tuple{json::field("policy_logs", &Subset::policy_logs)}; }
+    static constexpr auto fields() { return fieldList(json::field("policy_logs", &Subset::policy_logs)); }
   };
 
   Subset computer_history;
   static constexpr auto fields() {
-    return std::tuple{json::field("computer_history", &PolicyHistory::computer_history)};
+    return fieldList(json::field("computer_history", &PolicyHistory::computer_history));
   }
 };
 

@@ -6,7 +6,6 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -58,7 +57,7 @@ struct GeneralUpdate {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("name", &General::name), field("assetTag", &General::assetTag)};
+      return fieldList(field("name", &General::name), field("assetTag", &General::assetTag));
     }
     bool operator==(const General&) const = default;
   };
@@ -66,7 +65,7 @@ struct GeneralUpdate {
   General general;
 
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("general", &GeneralUpdate::general)};
+    return fieldList(platform::json::field("general", &GeneralUpdate::general));
   }
   bool operator==(const GeneralUpdate&) const = default;
 };

@@ -11,12 +11,12 @@ namespace json = platform::json;
 
 struct ListAnswer {
   ClassicList<PolicySummary> policies;
-  static constexpr auto fields() { return std::tuple{json::field("policies", &ListAnswer::policies)}; }
+  static constexpr auto fields() { return fieldList(json::field("policies", &ListAnswer::policies)); }
 };
 
 struct DetailAnswer {
   PolicyDetail policy;
-  static constexpr auto fields() { return std::tuple{json::field("policy", &DetailAnswer::policy)}; }
+  static constexpr auto fields() { return fieldList(json::field("policy", &DetailAnswer::policy)); }
 };
 
 ClassicCalls calls(const PolicyService& service) {

@@ -112,7 +112,7 @@ struct JamfToolCatalog {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("name", &OrgSummary::name), field("baseURL", &OrgSummary::baseURL)};
+      return fieldList(field("name", &OrgSummary::name), field("baseURL", &OrgSummary::baseURL));
     }
     bool operator==(const OrgSummary&) const = default;
   };
@@ -120,7 +120,7 @@ struct JamfToolCatalog {
     std::vector<std::int64_t> computerIds;
 
     static constexpr auto fields() {
-      return std::tuple{platform::json::field("computerIds", &Membership::computerIds)};
+      return fieldList(platform::json::field("computerIds", &Membership::computerIds));
     }
     bool operator==(const Membership&) const = default;
   };

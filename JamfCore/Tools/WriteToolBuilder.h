@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -17,7 +16,7 @@ using Parameters = std::vector<JamfToolParameter>;
 struct IDConfirmation {
   std::string id;
 
-  static constexpr auto fields() { return std::tuple{platform::json::field("id", &IDConfirmation::id)}; }
+  static constexpr auto fields() { return fieldList(platform::json::field("id", &IDConfirmation::id)); }
 };
 
 struct DeleteConfirmation {
@@ -26,7 +25,7 @@ struct DeleteConfirmation {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("id", &DeleteConfirmation::id), field("status", &DeleteConfirmation::status)};
+    return fieldList(field("id", &DeleteConfirmation::id), field("status", &DeleteConfirmation::status));
   }
 };
 

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "OrvikCore/Format/InstanceDescriptor.h"
 #include "Platform/HTTP/URL.h"
@@ -35,9 +34,9 @@ struct InstanceConfig {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &InstanceConfig::id), field("name", &InstanceConfig::name),
-                      field("url", &InstanceConfig::url), field("clientID", &InstanceConfig::clientID),
-                      field("fileShareMountPath", &InstanceConfig::fileShareMountPath)};
+    return fieldList(field("id", &InstanceConfig::id), field("name", &InstanceConfig::name),
+                     field("url", &InstanceConfig::url), field("clientID", &InstanceConfig::clientID),
+                     field("fileShareMountPath", &InstanceConfig::fileShareMountPath));
   }
   bool operator==(const InstanceConfig&) const = default;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -19,8 +18,8 @@ struct ScheduledRun {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &ScheduledRun::id), field("instanceID", &ScheduledRun::instanceID),
-                      field("date", &ScheduledRun::date)};
+    return fieldList(field("id", &ScheduledRun::id), field("instanceID", &ScheduledRun::instanceID),
+                     field("date", &ScheduledRun::date));
   }
   bool operator==(const ScheduledRun&) const = default;
 };

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 
@@ -16,8 +15,8 @@ struct FieldChange {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("path", &FieldChange::path), field("old", &FieldChange::old),
-                      field("new", &FieldChange::new_)};
+    return fieldList(field("path", &FieldChange::path), field("old", &FieldChange::old),
+                     field("new", &FieldChange::new_));
   }
   bool operator==(const FieldChange&) const = default;
 };

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,7 +27,7 @@ struct BackupManifest {
 
     static constexpr auto fields() {
       using platform::json::field;
-      return std::tuple{field("scheme", &EncryptionRef::scheme), field("keyIDs", &EncryptionRef::keyIDs)};
+      return fieldList(field("scheme", &EncryptionRef::scheme), field("keyIDs", &EncryptionRef::keyIDs));
     }
     bool operator==(const EncryptionRef&) const = default;
   };
@@ -43,12 +42,10 @@ struct BackupManifest {
 
     static constexpr auto fields() {
       using platform::json::field;
-      return std::tuple{field("objects", &Totals::objects),
-                        field("newOrChangedObjects", &Totals::newOrChangedObjects),
-                        field("files", &Totals::files),
-                        field("filesDownloaded", &Totals::filesDownloaded),
-                        field("bytesDownloaded", &Totals::bytesDownloaded),
-                        field("requests", &Totals::requests)};
+      return fieldList(
+          field("objects", &Totals::objects), field("newOrChangedObjects", &Totals::newOrChangedObjects),
+          field("files", &Totals::files), field("filesDownloaded", &Totals::filesDownloaded),
+          field("bytesDownloaded", &Totals::bytesDownloaded), field("requests", &Totals::requests));
     }
     bool operator==(const Totals&) const = default;
   };
@@ -70,20 +67,16 @@ struct BackupManifest {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("formatVersion", &BackupManifest::formatVersion),
-                      field("backupID", &BackupManifest::backupID),
-                      field("instance", &BackupManifest::instance),
-                      field("jamfProVersion", &BackupManifest::jamfProVersion),
-                      field("orvikVersion", &BackupManifest::orvikVersion),
-                      field("startedAt", &BackupManifest::startedAt),
-                      field("finishedAt", &BackupManifest::finishedAt),
-                      field("status", &BackupManifest::status),
-                      field("parentBackupID", &BackupManifest::parentBackupID),
-                      field("privileges", &BackupManifest::privileges),
-                      field("options", &BackupManifest::options),
-                      field("sections", &BackupManifest::sections),
-                      field("totals", &BackupManifest::totals),
-                      field("encryption", &BackupManifest::encryption)};
+    return fieldList(
+        field("formatVersion", &BackupManifest::formatVersion), field("backupID", &BackupManifest::backupID),
+        field("instance", &BackupManifest::instance),
+        field("jamfProVersion", &BackupManifest::jamfProVersion),
+        field("orvikVersion", &BackupManifest::orvikVersion), field("startedAt", &BackupManifest::startedAt),
+        field("finishedAt", &BackupManifest::finishedAt), field("status", &BackupManifest::status),
+        field("parentBackupID", &BackupManifest::parentBackupID),
+        field("privileges", &BackupManifest::privileges), field("options", &BackupManifest::options),
+        field("sections", &BackupManifest::sections), field("totals", &BackupManifest::totals),
+        field("encryption", &BackupManifest::encryption));
   }
   bool operator==(const BackupManifest&) const = default;
 };

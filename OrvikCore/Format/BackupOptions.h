@@ -4,7 +4,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 
@@ -26,14 +25,14 @@ struct BackupOptions {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("disabledSections", &BackupOptions::disabledSections),
-                      field("downloadFiles", &BackupOptions::downloadFiles),
-                      field("includeClassicDeviceRecords", &BackupOptions::includeClassicDeviceRecords),
-                      field("forceFullDeviceRefresh", &BackupOptions::forceFullDeviceRefresh),
-                      field("maxConcurrentRequests", &BackupOptions::maxConcurrentRequests),
-                      field("maxRequestsPerSecond", &BackupOptions::maxRequestsPerSecond),
-                      field("maxConcurrentDownloads", &BackupOptions::maxConcurrentDownloads),
-                      field("fileShareMountPath", &BackupOptions::fileShareMountPath)};
+    return fieldList(field("disabledSections", &BackupOptions::disabledSections),
+                     field("downloadFiles", &BackupOptions::downloadFiles),
+                     field("includeClassicDeviceRecords", &BackupOptions::includeClassicDeviceRecords),
+                     field("forceFullDeviceRefresh", &BackupOptions::forceFullDeviceRefresh),
+                     field("maxConcurrentRequests", &BackupOptions::maxConcurrentRequests),
+                     field("maxRequestsPerSecond", &BackupOptions::maxRequestsPerSecond),
+                     field("maxConcurrentDownloads", &BackupOptions::maxConcurrentDownloads),
+                     field("fileShareMountPath", &BackupOptions::fileShareMountPath));
   }
   bool operator==(const BackupOptions&) const = default;
 };

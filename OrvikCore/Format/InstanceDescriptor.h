@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "Platform/JSON/Codable.h"
 #include "Platform/UUID.h"
@@ -27,9 +26,9 @@ struct InstanceDescriptor {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &InstanceDescriptor::id), field("name", &InstanceDescriptor::name),
-                      field("url", &InstanceDescriptor::url), field("slug", &InstanceDescriptor::slug),
-                      field("clientID", &InstanceDescriptor::clientID)};
+    return fieldList(field("id", &InstanceDescriptor::id), field("name", &InstanceDescriptor::name),
+                     field("url", &InstanceDescriptor::url), field("slug", &InstanceDescriptor::slug),
+                     field("clientID", &InstanceDescriptor::clientID));
   }
   bool operator==(const InstanceDescriptor&) const = default;
 };

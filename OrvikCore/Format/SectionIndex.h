@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -29,14 +28,11 @@ struct FileRef {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("fileName", &FileRef::fileName),
-                      field("sha256", &FileRef::sha256),
-                      field("size", &FileRef::size),
-                      field("source", &FileRef::source),
-                      field("status", &FileRef::status),
-                      field("jamfHash", &FileRef::jamfHash),
-                      field("jamfHashVerified", &FileRef::jamfHashVerified),
-                      field("message", &FileRef::message)};
+    return fieldList(field("fileName", &FileRef::fileName), field("sha256", &FileRef::sha256),
+                     field("size", &FileRef::size), field("source", &FileRef::source),
+                     field("status", &FileRef::status), field("jamfHash", &FileRef::jamfHash),
+                     field("jamfHashVerified", &FileRef::jamfHashVerified),
+                     field("message", &FileRef::message));
   }
   bool operator==(const FileRef&) const = default;
 };
@@ -62,9 +58,9 @@ struct IndexItem {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &IndexItem::id),           field("name", &IndexItem::name),
-                      field("objects", &IndexItem::objects), field("change", &IndexItem::change),
-                      field("marker", &IndexItem::marker),   field("file", &IndexItem::file)};
+    return fieldList(field("id", &IndexItem::id), field("name", &IndexItem::name),
+                     field("objects", &IndexItem::objects), field("change", &IndexItem::change),
+                     field("marker", &IndexItem::marker), field("file", &IndexItem::file));
   }
   bool operator==(const IndexItem&) const = default;
 };
@@ -83,7 +79,7 @@ struct RemovedItem {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &RemovedItem::id), field("name", &RemovedItem::name)};
+    return fieldList(field("id", &RemovedItem::id), field("name", &RemovedItem::name));
   }
   bool operator==(const RemovedItem&) const = default;
 };
@@ -96,8 +92,8 @@ struct ItemError {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &ItemError::id), field("name", &ItemError::name),
-                      field("message", &ItemError::message)};
+    return fieldList(field("id", &ItemError::id), field("name", &ItemError::name),
+                     field("message", &ItemError::message));
   }
   bool operator==(const ItemError&) const = default;
 };
@@ -113,9 +109,9 @@ struct SectionIndex {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("sectionID", &SectionIndex::sectionID), field("title", &SectionIndex::title),
-                      field("sources", &SectionIndex::sources),     field("items", &SectionIndex::items),
-                      field("removed", &SectionIndex::removed),     field("errors", &SectionIndex::errors)};
+    return fieldList(field("sectionID", &SectionIndex::sectionID), field("title", &SectionIndex::title),
+                     field("sources", &SectionIndex::sources), field("items", &SectionIndex::items),
+                     field("removed", &SectionIndex::removed), field("errors", &SectionIndex::errors));
   }
   bool operator==(const SectionIndex&) const = default;
 };

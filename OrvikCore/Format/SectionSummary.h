@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 
 #include "Platform/JSON/Codable.h"
@@ -22,9 +21,9 @@ struct ChangeCounts {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("total", &ChangeCounts::total),     field("new", &ChangeCounts::new_),
-                      field("changed", &ChangeCounts::changed), field("unchanged", &ChangeCounts::unchanged),
-                      field("removed", &ChangeCounts::removed), field("failed", &ChangeCounts::failed)};
+    return fieldList(field("total", &ChangeCounts::total), field("new", &ChangeCounts::new_),
+                     field("changed", &ChangeCounts::changed), field("unchanged", &ChangeCounts::unchanged),
+                     field("removed", &ChangeCounts::removed), field("failed", &ChangeCounts::failed));
   }
   bool operator==(const ChangeCounts&) const = default;
 };
@@ -42,9 +41,9 @@ struct SectionSummary {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("id", &SectionSummary::id),         field("title", &SectionSummary::title),
-                      field("status", &SectionSummary::status), field("message", &SectionSummary::message),
-                      field("counts", &SectionSummary::counts), field("index", &SectionSummary::index)};
+    return fieldList(field("id", &SectionSummary::id), field("title", &SectionSummary::title),
+                     field("status", &SectionSummary::status), field("message", &SectionSummary::message),
+                     field("counts", &SectionSummary::counts), field("index", &SectionSummary::index));
   }
   bool operator==(const SectionSummary&) const = default;
 };

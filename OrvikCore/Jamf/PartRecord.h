@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "Platform/HTTP/HTTPSession.h"
 #include "Platform/JSON/Codable.h"
@@ -26,8 +25,8 @@ struct PartValidator {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("etag", &PartValidator::etag),
-                      field("lastModified", &PartValidator::lastModified)};
+    return fieldList(field("etag", &PartValidator::etag),
+                     field("lastModified", &PartValidator::lastModified));
   }
   bool operator==(const PartValidator&) const = default;
 };
@@ -51,8 +50,8 @@ struct PartRecord {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("source", &PartRecord::source), field("validator", &PartRecord::validator),
-                      field("total", &PartRecord::total)};
+    return fieldList(field("source", &PartRecord::source), field("validator", &PartRecord::validator),
+                     field("total", &PartRecord::total));
   }
   bool operator==(const PartRecord&) const = default;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/Date.h"
@@ -17,7 +16,7 @@ struct EncryptionInfo {
 
     static constexpr auto fields() {
       using platform::json::field;
-      return std::tuple{field("keyID", &WrappedKey::keyID), field("wrapped", &WrappedKey::wrapped)};
+      return fieldList(field("keyID", &WrappedKey::keyID), field("wrapped", &WrappedKey::wrapped));
     }
     bool operator==(const WrappedKey&) const = default;
   };
@@ -29,9 +28,9 @@ struct EncryptionInfo {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("formatVersion", &EncryptionInfo::formatVersion),
-                      field("scheme", &EncryptionInfo::scheme),
-                      field("createdAt", &EncryptionInfo::createdAt), field("keys", &EncryptionInfo::keys)};
+    return fieldList(field("formatVersion", &EncryptionInfo::formatVersion),
+                     field("scheme", &EncryptionInfo::scheme), field("createdAt", &EncryptionInfo::createdAt),
+                     field("keys", &EncryptionInfo::keys));
   }
   bool operator==(const EncryptionInfo&) const = default;
 };

@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -36,11 +35,11 @@ struct AuditEntry {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("time", &AuditEntry::time),     field("kind", &AuditEntry::kind),
-                      field("method", &AuditEntry::method), field("target", &AuditEntry::target),
-                      field("status", &AuditEntry::status), field("outcome", &AuditEntry::outcome),
-                      field("bytes", &AuditEntry::bytes),   field("milliseconds", &AuditEntry::milliseconds),
-                      field("detail", &AuditEntry::detail)};
+    return fieldList(field("time", &AuditEntry::time), field("kind", &AuditEntry::kind),
+                     field("method", &AuditEntry::method), field("target", &AuditEntry::target),
+                     field("status", &AuditEntry::status), field("outcome", &AuditEntry::outcome),
+                     field("bytes", &AuditEntry::bytes), field("milliseconds", &AuditEntry::milliseconds),
+                     field("detail", &AuditEntry::detail));
   }
   bool operator==(const AuditEntry&) const = default;
 };

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "OrvikCore/Format/BackupOptions.h"
@@ -25,7 +24,7 @@ struct JournalEntry {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("section", &JournalEntry::section), field("item", &JournalEntry::item)};
+    return fieldList(field("section", &JournalEntry::section), field("item", &JournalEntry::item));
   }
   bool operator==(const JournalEntry&) const = default;
 };
@@ -46,12 +45,11 @@ struct PartialBackupState {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("backupID", &PartialBackupState::backupID),
-                      field("startedAt", &PartialBackupState::startedAt),
-                      field("parentBackupID", &PartialBackupState::parentBackupID),
-                      field("options", &PartialBackupState::options),
-                      field("requests", &PartialBackupState::requests),
-                      field("encrypted", &PartialBackupState::encrypted)};
+    return fieldList(
+        field("backupID", &PartialBackupState::backupID), field("startedAt", &PartialBackupState::startedAt),
+        field("parentBackupID", &PartialBackupState::parentBackupID),
+        field("options", &PartialBackupState::options), field("requests", &PartialBackupState::requests),
+        field("encrypted", &PartialBackupState::encrypted));
   }
   bool operator==(const PartialBackupState&) const = default;
 };

@@ -6,7 +6,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "Platform/Date.h"
 #include "Platform/JSON/Codable.h"
@@ -66,11 +65,10 @@ struct BackupLock {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{
-        field("host", &BackupLock::host),           field("user", &BackupLock::user),
-        field("processID", &BackupLock::processID), field("startedAt", &BackupLock::startedAt),
-        field("heartbeat", &BackupLock::heartbeat), field("orvikVersion", &BackupLock::orvikVersion),
-        field("runID", &BackupLock::runID)};
+    return fieldList(field("host", &BackupLock::host), field("user", &BackupLock::user),
+                     field("processID", &BackupLock::processID), field("startedAt", &BackupLock::startedAt),
+                     field("heartbeat", &BackupLock::heartbeat),
+                     field("orvikVersion", &BackupLock::orvikVersion), field("runID", &BackupLock::runID));
   }
   bool operator==(const BackupLock&) const = default;
 };

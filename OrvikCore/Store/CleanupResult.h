@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Platform/JSON/Codable.h"
@@ -20,10 +19,10 @@ struct CleanupResult {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("removedBackups", &CleanupResult::removedBackups),
-                      field("removedObjects", &CleanupResult::removedObjects),
-                      field("removedFiles", &CleanupResult::removedFiles),
-                      field("bytesFreed", &CleanupResult::bytesFreed)};
+    return fieldList(field("removedBackups", &CleanupResult::removedBackups),
+                     field("removedObjects", &CleanupResult::removedObjects),
+                     field("removedFiles", &CleanupResult::removedFiles),
+                     field("bytesFreed", &CleanupResult::bytesFreed));
   }
   bool operator==(const CleanupResult&) const = default;
 };

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -71,8 +70,8 @@ struct PackIndex {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("formatVersion", &PackIndex::formatVersion), field("pack", &PackIndex::pack),
-                      field("objects", &PackIndex::objects)};
+    return fieldList(field("formatVersion", &PackIndex::formatVersion), field("pack", &PackIndex::pack),
+                     field("objects", &PackIndex::objects));
   }
   bool operator==(const PackIndex&) const = default;
 };

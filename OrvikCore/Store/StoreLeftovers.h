@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <stop_token>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "OrvikCore/Store/BackupRepository.h"
@@ -50,7 +49,7 @@ struct RemovedLeftovers {
 
   static constexpr auto fields() {
     using platform::json::field;
-    return std::tuple{field("files", &RemovedLeftovers::files), field("bytes", &RemovedLeftovers::bytes)};
+    return fieldList(field("files", &RemovedLeftovers::files), field("bytes", &RemovedLeftovers::bytes));
   }
   bool operator==(const RemovedLeftovers&) const = default;
 };

@@ -10,7 +10,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "Platform/Bytes.h"
 #include "Platform/Date.h"
 #include "Platform/Error.h"
+#include "Platform/JSON/FieldList.h"
 #include "Platform/JSON/View.h"
 #include "Platform/JSON/Writer.h"
 #include "Platform/UUID.h"
@@ -30,7 +30,7 @@
 ///       std::string id;
 ///       std::optional<std::string> name;
 ///       static constexpr auto fields() {
-///         return std::tuple{json::field("id", &RemovedItem::id), json::field("name", &RemovedItem::name)};
+///         return fieldList(json::field("id", &RemovedItem::id), json::field("name", &RemovedItem::name));
 ///       }
 ///       bool operator==(const RemovedItem&) const = default;
 ///     };
@@ -81,19 +81,6 @@ class DecodingError : public Error {
   std::string path_;
   std::string problem_;
 };
-
-template <class Record, class Member>
-struct Field {
-  std::string_view key;
-  Member Record::*member;
-  std::string_view secondKey;  ///< empty for none
-};
-
-template <class Record, class Member>
-constexpr Field<Record, Member> field(std::string_view key, Member Record::*member,
-                                      std::string_view secondKey = {}) {
-  return {key, member, secondKey};
-}
 
 template <class T>
 concept CodableRecord = requires {
@@ -151,13 +138,9 @@ struct MapTraits : std::false_type {};
 template <class T, class Less>
 struct MapTraits<std::map<std::string, T, Less>> : std::true_type {};
 
-/// The positions of a record's fields in ascending order of their keys.
-template <class Record>
-constexpr auto sortedPositions() {
-  constexpr auto fields = Record::fields();
-  constexpr std::size_t count = std::tuple_size_v<decltype(fields)>;
-  const auto keys = std::apply(
-      [](const auto&... each) { return std::array<std::string_view, count>{each.key...}; }, fields);
+/// The positions of keys in their ascending order.
+template <std::size_t count>
+constexpr std::array<std::size_t, count> sortedPositions(const std::array<std::string_view, count>& keys) {
   std::array<std::size_t, count> positions{};
   for (std::size_t i = 0; i < count; ++i) positions[i] = i;
   for (std::size_t i = 1; i < count; ++i)
@@ -205,7 +188,7 @@ void encodeValue(Writer& writer, const T& value) {
   } else {
     static_assert(CodableRecord<T>, "this type does not state its fields");
     static constexpr auto fields = T::fields();
-    static constexpr auto order = detail::sortedPositions<T>();
+    static constexpr auto order = detail::sortedPositions(fields.keys());
     writer.beginObject();
     const auto put = [&](const auto& each) {
       const auto& member = value.*(each.member);
@@ -214,7 +197,7 @@ void encodeValue(Writer& writer, const T& value) {
       writer.key(each.key);
       encodeValue(writer, member);
     };
-    [&]<std::size_t... I>(std::index_sequence<I...>) { (put(std::get<order[I]>(fields)), ...); }
+    [&]<std::size_t... I>(std::index_sequence<I...>) { (put(fieldAt<order[I]>(fields)), ...); }
     (std::make_index_sequence<order.size()>{});
     writer.endObject();
   }
@@ -236,7 +219,7 @@ T decodeInteger(View view) {
 /// Whether a field of the record has a second key.
 template <class T>
 constexpr bool hasSecondKeys() {
-  return std::apply([](const auto&... each) { return (!each.secondKey.empty() || ...); }, T::fields());
+  return T::fields().apply([](const auto&... each) { return (!each.secondKey.empty() || ...); });
 }
 
 /// Puts the values that stand under the second keys of a record's fields where there is none yet.
@@ -245,15 +228,13 @@ void findSecondKeys(View view, Found& found) {
   static constexpr auto fields = T::fields();
   Found second;
   for (const auto named : view.members())
-    std::apply(
-        [&](const auto&... each) {
-          std::size_t position = 0;
-          static_cast<void>(((!each.secondKey.empty() && each.secondKey == named.key
-                                  ? (second[position] = named.value, true)
-                                  : (++position, false)) ||
-                             ...));
-        },
-        fields);
+    fields.apply([&](const auto&... each) {
+      std::size_t position = 0;
+      static_cast<void>(
+          ((!each.secondKey.empty() && each.secondKey == named.key ? (second[position] = named.value, true)
+                                                                   : (++position, false)) ||
+           ...));
+    });
   for (std::size_t i = 0; i < found.size(); ++i)
     if (second[i] && (!found[i] || found[i]->isNull())) found[i] = second[i];
 }
@@ -264,16 +245,14 @@ template <class T>
 auto findFields(View view) {
   if (!view.isObject()) throw DecodingError("", "not an object");
   static constexpr auto fields = T::fields();
-  std::array<std::optional<View>, std::tuple_size_v<std::remove_cv_t<decltype(fields)>>> found;
+  std::array<std::optional<View>, fields.size> found;
   for (const auto named : view.members())
-    std::apply(
-        [&](const auto&... each) {
-          std::size_t position = 0;
-          // Keys are known when this is compiled, so that most compares are one of lengths.
-          static_cast<void>(
-              ((each.key == named.key ? (found[position] = named.value, true) : (++position, false)) || ...));
-        },
-        fields);
+    fields.apply([&](const auto&... each) {
+      std::size_t position = 0;
+      // Keys are known when this is compiled, so that most compares are one of lengths.
+      static_cast<void>(
+          ((each.key == named.key ? (found[position] = named.value, true) : (++position, false)) || ...));
+    });
   if constexpr (hasSecondKeys<T>()) findSecondKeys<T>(view, found);
   return found;
 }
@@ -300,7 +279,8 @@ T decodeRecord(View view) {
   static constexpr auto fields = T::fields();
   const auto found = findFields<T>(view);
   T record{};
-  const auto take = [&](const auto& each, const std::optional<View>& value) {
+  fields.forEach([&](const auto& each, std::size_t index) {
+    const auto& value = found[index];
     auto& member = record.*(each.member);
     using Member = std::remove_cvref_t<decltype(member)>;
     if (!isGiven<Member>(each.key, value)) return;
@@ -312,9 +292,7 @@ T decodeRecord(View view) {
     } catch (const DecodingError& error) {
       throw error.below(each.key);
     }
-  };
-  [&]<std::size_t... I>(std::index_sequence<I...>) { (take(std::get<I>(fields), found[I]), ...); }
-  (std::make_index_sequence<found.size()>{});
+  });
   return record;
 }
 

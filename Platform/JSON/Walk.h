@@ -3,9 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <string>
-#include <tuple>
 #include <type_traits>
-#include <utility>
 
 #include "Platform/JSON/Codable.h"
 
@@ -46,7 +44,8 @@ void walkValue(View view, const OnField& onField) {
   } else if constexpr (CodableRecord<T> && !DecodableByMember<T>) {
     static constexpr auto fields = T::fields();
     const auto found = detail::findFields<T>(view);
-    const auto look = [&]<class Member>(const Field<T, Member>& each, const std::optional<View>& value) {
+    fields.forEach([&]<class Member>(const Field<T, Member>& each, std::size_t index) {
+      const auto& value = found[index];
       if (!detail::isGiven<Member>(each.key, value)) return;
       try {
         walkValue<Member>(*value, onField);
@@ -54,9 +53,7 @@ void walkValue(View view, const OnField& onField) {
         throw error.below(each.key);
       }
       onField(each, *value);
-    };
-    [&]<std::size_t... I>(std::index_sequence<I...>) { (look(std::get<I>(fields), found[I]), ...); }
-    (std::make_index_sequence<std::tuple_size_v<std::remove_cv_t<decltype(fields)>>>{});
+    });
   } else {
     static_cast<void>(decodeValue<T>(view));
   }

@@ -7,9 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "Platform/Error.h"
@@ -114,11 +112,10 @@ T decodeValue(const Place& place) {
   } else {
     static_assert(json::CodableRecord<T>, "this type does not state its fields");
     T record{};
-    const auto take = [&](const auto& field) {
+    T::fields().forEach([&](const auto& field, std::size_t /*index*/) {
       using Member = std::remove_cvref_t<decltype(record.*(field.member))>;
       record.*(field.member) = decodeMember<Member>(place, field.key);
-    };
-    std::apply([&](const auto&... each) { (take(each), ...); }, T::fields());
+    });
     return record;
   }
 }

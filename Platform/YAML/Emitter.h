@@ -1,11 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <variant>
 #include <vector>
@@ -67,7 +67,7 @@ void encodeValue(Emitter& emitter, const T& value);
 /// The members of a record in the order in which it states them, without what is absent.
 template <json::CodableRecord T>
 void encodeMembers(Emitter& emitter, const T& record) {
-  const auto put = [&](const auto& field) {
+  T::fields().forEach([&](const auto& field, std::size_t /*index*/) {
     const auto& member = record.*(field.member);
     if constexpr (json::detail::isOptional<std::remove_cvref_t<decltype(member)>>) {
       if (!member) return;
@@ -77,8 +77,7 @@ void encodeMembers(Emitter& emitter, const T& record) {
       emitter.key(field.key);
       encodeValue(emitter, member);
     }
-  };
-  std::apply([&](const auto&... each) { (put(each), ...); }, T::fields());
+  });
 }
 
 template <class T>

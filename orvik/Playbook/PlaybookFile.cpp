@@ -1,7 +1,6 @@
 #include "orvik/Playbook/PlaybookFile.h"
 
 #include <algorithm>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -25,7 +24,8 @@ using Keys = std::vector<std::string_view>;
 
 template <class Record>
 Keys keysOf() {
-  return std::apply([](const auto&... each) { return Keys{each.key...}; }, Record::fields());
+  const auto keys = Record::fields().keys();
+  return {keys.begin(), keys.end()};
 }
 
 /// What one type of resource may say.

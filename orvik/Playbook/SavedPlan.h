@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <tuple>
 
 #include "JamfCore/Automation/PlaybookPlan.h"
 #include "Platform/Date.h"
@@ -36,13 +35,10 @@ struct SavedPlan {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("format", &SavedPlan::format),
-                      field("plannedAt", &SavedPlan::plannedAt),
-                      field("organization", &SavedPlan::organization),
-                      field("baseURL", &SavedPlan::baseURL),
-                      field("playbook", &SavedPlan::playbook),
-                      field("playbookSHA256", &SavedPlan::playbookSHA256),
-                      field("plan", &SavedPlan::plan)};
+    return fieldList(field("format", &SavedPlan::format), field("plannedAt", &SavedPlan::plannedAt),
+                     field("organization", &SavedPlan::organization), field("baseURL", &SavedPlan::baseURL),
+                     field("playbook", &SavedPlan::playbook),
+                     field("playbookSHA256", &SavedPlan::playbookSHA256), field("plan", &SavedPlan::plan));
   }
 };
 

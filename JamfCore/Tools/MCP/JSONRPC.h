@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <tuple>
 
 #include "JamfCore/Tools/MCP/JSONValue.h"
 #include "Platform/JSON/Codable.h"
@@ -19,8 +18,8 @@ struct JSONRPCRequest {
 
   static constexpr auto fields() {
     using namespace platform::json;
-    return std::tuple{field("jsonrpc", &JSONRPCRequest::jsonrpc), field("id", &JSONRPCRequest::id),
-                      field("method", &JSONRPCRequest::method), field("params", &JSONRPCRequest::params)};
+    return fieldList(field("jsonrpc", &JSONRPCRequest::jsonrpc), field("id", &JSONRPCRequest::id),
+                     field("method", &JSONRPCRequest::method), field("params", &JSONRPCRequest::params));
   }
   bool operator==(const JSONRPCRequest&) const = default;
 };
@@ -41,8 +40,8 @@ struct JSONRPCResultEnvelope {
   static constexpr auto fields() {
     using namespace platform::json;
     using Envelope = JSONRPCResultEnvelope;
-    return std::tuple{field("jsonrpc", &Envelope::jsonrpc), field("id", &Envelope::id),
-                      field("result", &Envelope::result)};
+    return fieldList(field("jsonrpc", &Envelope::jsonrpc), field("id", &Envelope::id),
+                     field("result", &Envelope::result));
   }
 };
 
@@ -53,7 +52,7 @@ struct JSONRPCErrorEnvelope {
 
     static constexpr auto fields() {
       using namespace platform::json;
-      return std::tuple{field("code", &ErrorBody::code), field("message", &ErrorBody::message)};
+      return fieldList(field("code", &ErrorBody::code), field("message", &ErrorBody::message));
     }
   };
 
@@ -64,8 +63,8 @@ struct JSONRPCErrorEnvelope {
   static constexpr auto fields() {
     using namespace platform::json;
     using Envelope = JSONRPCErrorEnvelope;
-    return std::tuple{field("jsonrpc", &Envelope::jsonrpc), field("id", &Envelope::id),
-                      field("error", &Envelope::error)};
+    return fieldList(field("jsonrpc", &Envelope::jsonrpc), field("id", &Envelope::id),
+                     field("error", &Envelope::error));
   }
 };
 

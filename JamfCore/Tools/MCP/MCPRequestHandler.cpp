@@ -21,14 +21,14 @@ struct Empty {
 
 struct Capabilities {
   Empty tools;
-  static constexpr auto fields() { return std::tuple{json::field("tools", &Capabilities::tools)}; }
+  static constexpr auto fields() { return fieldList(json::field("tools", &Capabilities::tools)); }
 };
 
 struct ServerInfo {
   std::string name = "Kelm";
   std::string version = "0.1.0";
   static constexpr auto fields() {
-    return std::tuple{json::field("name", &ServerInfo::name), json::field("version", &ServerInfo::version)};
+    return fieldList(json::field("name", &ServerInfo::name), json::field("version", &ServerInfo::version));
   }
 };
 
@@ -37,9 +37,9 @@ struct InitializeResult {
   Capabilities capabilities = {};
   ServerInfo serverInfo = {};
   static constexpr auto fields() {
-    return std::tuple{json::field("protocolVersion", &InitializeResult::protocolVersion),
-                      json::field("capabilities", &InitializeResult::capabilities),
-                      json::field("serverInfo", &InitializeResult::serverInfo)};
+    return fieldList(json::field("protocolVersion", &InitializeResult::protocolVersion),
+                     json::field("capabilities", &InitializeResult::capabilities),
+                     json::field("serverInfo", &InitializeResult::serverInfo));
   }
 };
 
@@ -48,22 +48,21 @@ struct WireTool {
   std::string description;
   JSONValue inputSchema;
   static constexpr auto fields() {
-    return std::tuple{json::field("name", &WireTool::name),
-                      json::field("description", &WireTool::description),
-                      json::field("inputSchema", &WireTool::inputSchema)};
+    return fieldList(json::field("name", &WireTool::name), json::field("description", &WireTool::description),
+                     json::field("inputSchema", &WireTool::inputSchema));
   }
 };
 
 struct ToolsListResult {
   std::vector<WireTool> tools;
-  static constexpr auto fields() { return std::tuple{json::field("tools", &ToolsListResult::tools)}; }
+  static constexpr auto fields() { return fieldList(json::field("tools", &ToolsListResult::tools)); }
 };
 
 struct ContentItem {
   std::string type = "text";
   std::string text;
   static constexpr auto fields() {
-    return std::tuple{json::field("type", &ContentItem::type), json::field("text", &ContentItem::text)};
+    return fieldList(json::field("type", &ContentItem::type), json::field("text", &ContentItem::text));
   }
 };
 
@@ -71,8 +70,8 @@ struct ToolsCallResult {
   std::vector<ContentItem> content;
   bool isError = false;
   static constexpr auto fields() {
-    return std::tuple{json::field("content", &ToolsCallResult::content),
-                      json::field("isError", &ToolsCallResult::isError)};
+    return fieldList(json::field("content", &ToolsCallResult::content),
+                     json::field("isError", &ToolsCallResult::isError));
   }
 };
 

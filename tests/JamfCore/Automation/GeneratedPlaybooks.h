@@ -71,11 +71,9 @@ class PlaybookGenerator {
       return list;
     } else {
       T record{};
-      std::apply(
-          [&](const auto&... field) {
-            ((record.*(field.member) = value<std::remove_cvref_t<decltype(record.*(field.member))>>()), ...);
-          },
-          T::fields());
+      T::fields().forEach([&](const auto& field, std::size_t /*index*/) {
+        record.*(field.member) = value<std::remove_cvref_t<decltype(record.*(field.member))>>();
+      });
       return record;
     }
   }

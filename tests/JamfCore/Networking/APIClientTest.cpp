@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <thread>
-#include <tuple>
 
 #include "tests/JamfCore/ClientFixture.h"
 #include "tests/Support/LogRecorder.h"
@@ -24,20 +23,20 @@ struct Building {
   std::string id;
   std::optional<std::string> name;
   static constexpr auto fields() {
-    return std::tuple{platform::json::field("id", &Building::id),
-                      platform::json::field("name", &Building::name)};
+    return fieldList(platform::json::field("id", &Building::id),
+                     platform::json::field("name", &Building::name));
   }
   bool operator==(const Building&) const = default;
 };
 
 struct Rate {
   double value = 0;
-  static constexpr auto fields() { return std::tuple{platform::json::field("value", &Rate::value)}; }
+  static constexpr auto fields() { return fieldList(platform::json::field("value", &Rate::value)); }
 };
 
 struct Appointment {
   platform::Date at;
-  static constexpr auto fields() { return std::tuple{platform::json::field("at", &Appointment::at)}; }
+  static constexpr auto fields() { return fieldList(platform::json::field("at", &Appointment::at)); }
 };
 
 Endpoint get(std::string path) {

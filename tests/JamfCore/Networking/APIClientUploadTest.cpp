@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <tuple>
 
 #include "JamfCore/Networking/APIClient.h"
 #include "JamfCore/Networking/MultipartFile.h"
@@ -28,7 +27,7 @@ using Exchange = ClientFixture::Exchange;
 
 struct Made {
   std::int64_t id = 0;
-  static constexpr auto fields() { return std::tuple{platform::json::field("id", &Made::id)}; }
+  static constexpr auto fields() { return fieldList(platform::json::field("id", &Made::id)); }
 };
 
 /// A temporary folder of the system's own, so that what is left behind can be seen.

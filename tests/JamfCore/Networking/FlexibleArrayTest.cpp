@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <tuple>
 
 namespace jamf {
 namespace {
@@ -12,7 +11,7 @@ using Numbers = FlexibleArray<std::int64_t>;
 
 struct Holder {
   Numbers numbers;
-  static constexpr auto fields() { return std::tuple{platform::json::field("numbers", &Holder::numbers)}; }
+  static constexpr auto fields() { return fieldList(platform::json::field("numbers", &Holder::numbers)); }
 };
 
 Numbers decoded(std::string_view text) { return platform::json::Decoder().decode<Numbers>(text); }

@@ -22,7 +22,7 @@ struct Counts {
   std::int64_t total = 0;
   std::int32_t failed = 0;
   static constexpr auto fields() {
-    return std::tuple{json::field("total", &Counts::total), json::field("failed", &Counts::failed)};
+    return fieldList(json::field("total", &Counts::total), json::field("failed", &Counts::failed));
   }
   bool operator==(const Counts&) const = default;
 };
@@ -33,8 +33,8 @@ struct Item {
   std::map<std::string, std::string> objects;
   std::optional<Counts> counts;
   static constexpr auto fields() {
-    return std::tuple{json::field("id", &Item::id), json::field("name", &Item::name),
-                      json::field("objects", &Item::objects), json::field("counts", &Item::counts)};
+    return fieldList(json::field("id", &Item::id), json::field("name", &Item::name),
+                     json::field("objects", &Item::objects), json::field("counts", &Item::counts));
   }
   bool operator==(const Item&) const = default;
 };
@@ -50,8 +50,8 @@ struct Sighting {
   std::optional<std::string> seen;
   Count count;
   static constexpr auto fields() {
-    return std::tuple{json::field("seen", &Sighting::seen, "lastSeen"),
-                      json::field("count", &Sighting::count)};
+    return fieldList(json::field("seen", &Sighting::seen, "lastSeen"),
+                     json::field("count", &Sighting::count));
   }
 };
 
@@ -67,12 +67,12 @@ struct Everything {
   std::vector<std::optional<std::int64_t>> gaps;
   std::optional<Status> before;
   static constexpr auto fields() {
-    return std::tuple{
-        json::field("status", &Everything::status),       json::field("flag", &Everything::flag),
-        json::field("rate", &Everything::rate),           json::field("size", &Everything::size),
-        json::field("items", &Everything::items),         json::field("disabled", &Everything::disabled),
-        json::field("bySection", &Everything::bySection), json::field("privileges", &Everything::privileges),
-        json::field("gaps", &Everything::gaps),           json::field("before", &Everything::before)};
+    return fieldList(json::field("status", &Everything::status), json::field("flag", &Everything::flag),
+                     json::field("rate", &Everything::rate), json::field("size", &Everything::size),
+                     json::field("items", &Everything::items), json::field("disabled", &Everything::disabled),
+                     json::field("bySection", &Everything::bySection),
+                     json::field("privileges", &Everything::privileges),
+                     json::field("gaps", &Everything::gaps), json::field("before", &Everything::before));
   }
   bool operator==(const Everything&) const = default;
 };
@@ -81,7 +81,7 @@ struct Stamped {
   platform::Date at;
   platform::UUID id;
   static constexpr auto fields() {
-    return std::tuple{json::field("at", &Stamped::at), json::field("id", &Stamped::id)};
+    return fieldList(json::field("at", &Stamped::at), json::field("id", &Stamped::id));
   }
   bool operator==(const Stamped&) const = default;
 };

@@ -22,9 +22,7 @@ constexpr auto enumTexts(Colour) {
 struct Leaf {
   std::string id;
   std::optional<int> number;
-  static constexpr auto fields() {
-    return std::tuple{field("id", &Leaf::id), field("number", &Leaf::number)};
-  }
+  static constexpr auto fields() { return fieldList(field("id", &Leaf::id), field("number", &Leaf::number)); }
 };
 
 struct Tree {
@@ -36,10 +34,10 @@ struct Tree {
   double weight = 0;
   platform::Date planted;
   static constexpr auto fields() {
-    return std::tuple{field("leaves", &Tree::leaves),  field("names", &Tree::names),
-                      field("extra", &Tree::extra),    field("colour", &Tree::colour),
-                      field("isOld", &Tree::isOld),    field("weight", &Tree::weight),
-                      field("planted", &Tree::planted)};
+    return fieldList(field("leaves", &Tree::leaves), field("names", &Tree::names),
+                     field("extra", &Tree::extra), field("colour", &Tree::colour),
+                     field("isOld", &Tree::isOld), field("weight", &Tree::weight),
+                     field("planted", &Tree::planted));
   }
 };
 
@@ -145,7 +143,7 @@ struct Pair {
 };
 struct WithPair {
   Pair pair;
-  static constexpr auto fields() { return std::tuple{field("pair", &WithPair::pair)}; }
+  static constexpr auto fields() { return fieldList(field("pair", &WithPair::pair)); }
 };
 
 TEST(Codable, ATypeMayBringItsOwnForm) {

@@ -22,7 +22,7 @@ struct Leaf {
   std::string text;
   std::optional<bool> flag;
   static constexpr auto fields() {
-    return std::tuple{json::field("text", &Leaf::text), json::field("flag", &Leaf::flag)};
+    return fieldList(json::field("text", &Leaf::text), json::field("flag", &Leaf::flag));
   }
   bool operator==(const Leaf&) const = default;
 };
@@ -34,9 +34,9 @@ struct Tree {
   std::vector<Leaf> leaves;
   std::optional<std::vector<std::string>> words;
   static constexpr auto fields() {
-    return std::tuple{json::field("zebra", &Tree::zebra), json::field("apple", &Tree::apple),
-                      json::field("colour", &Tree::colour), json::field("leaves", &Tree::leaves),
-                      json::field("words", &Tree::words)};
+    return fieldList(json::field("zebra", &Tree::zebra), json::field("apple", &Tree::apple),
+                     json::field("colour", &Tree::colour), json::field("leaves", &Tree::leaves),
+                     json::field("words", &Tree::words));
   }
   bool operator==(const Tree&) const = default;
 };
@@ -112,7 +112,7 @@ TEST(YAMLDecode, AnAliasBombIsRefused) {
 
 struct Lists {
   std::vector<std::vector<std::string>> lists;
-  static constexpr auto fields() { return std::tuple{json::field("lists", &Lists::lists)}; }
+  static constexpr auto fields() { return fieldList(json::field("lists", &Lists::lists)); }
 };
 
 TEST(YAMLDecode, ADocumentMayNotUnfoldWithoutEnd) {
