@@ -37,22 +37,28 @@ void nameWhoNeeds(std::vector<Finding>& findings, const BackupsExam& backups) {
 }
 
 void tellUnreferenced(FolderCheck& check, const BackupRepository& repository) {
-  std::size_t objects = 0, files = 0;
+  constexpr std::int64_t longest = BackupFormat::objectLimit;
+  std::int64_t objects = 0;
+  std::int64_t files = 0;
   std::int64_t bytes = 0;
+  const auto count = [&](std::int64_t& number, const NameSet& wanted, const ObjectKey& key,
+                         std::int64_t size) {
+    if (wanted.contains(key)) return;
+    ++number;
+    bytes += size;
+  };
   const auto& wanted = check.backups.objects;
-  for (const auto& [key, size] : check.store.objects)
-    if (!wanted.contains(key)) ++objects, bytes += size;
-  for (const auto& [key, size] : check.store.files)
-    if (!check.backups.files.contains(key)) ++files, bytes += size;
+  for (const auto& [key, size] : check.store.objects) count(objects, wanted, key, size);
+  for (const auto& [key, size] : check.store.files) count(files, check.backups.files, key, size);
   PackStore::indexes(repository.store().packsDirectory(), [&](const auto&, const PackIndex& index) {
     for (const auto& [key, range] : index.objects.entries)
-      if (!wanted.contains(key)) ++objects, bytes += std::clamp<std::int64_t>(range.length, 0, 1LL << 40);
+      count(objects, wanted, key, std::clamp<std::int64_t>(range.length, 0, longest));
   });
   if (objects + files == 0) return;
   check.findings.push_back(
       {Kind::unreferenced,
        std::string(BackupFormat::storeFolder),
-       fmt::format("No backup refers to {} objects and {} package files ({}). orvik gc deletes them.",
+       fmt::format("No backup refers to {} stored objects and {} package files ({}). orvik gc deletes them.",
                    objects, files, platform::locale::byteCount(bytes)),
        {},
        {}});

@@ -37,8 +37,8 @@ struct PackExam {
   std::size_t sealed = 0;          ///< of those, what nobody could look into
   std::int64_t bytesRead = 0;
 
-  /// Whether an entry has to go.
-  bool isDamaged() const { return !outside.empty() || !damaged.empty() || foreign != 0; }
+  /// Whether the pack has to be written anew.
+  bool isDamaged() const { return !outside.empty() || !damaged.empty() || foreign != 0 || overlapping != 0; }
 };
 
 /// Looks at a pack: all ranges, and the content of entries whose names are in `share`, on all cores, one

@@ -1,6 +1,7 @@
 #include "OrvikCore/Care/PackSalvage.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <deque>
 #include <optional>
 #include <string_view>
@@ -27,7 +28,7 @@ constexpr std::size_t longestMark = 12;
 /// A look at a file through a window that moves ahead: what lies behind it is forgotten.
 class Window {
  public:
-  explicit Window(const std::filesystem::path& path) : reader_(path) {}
+  explicit Window(const std::filesystem::path& path) : path_(path), reader_(path) {}
 
   Offset size() const noexcept { return reader_.size(); }
 
@@ -53,10 +54,11 @@ class Window {
   }
   void readOn() {
     const auto count = std::min(piece, size() - end());
-    if (!reader_.read(end(), count, next_)) throw files::FileError(files::FileErrorKind::other, 0, "");
+    if (!reader_.read(end(), count, next_)) files::throwFileError("read", path_, EIO);
     bytes_ += next_;
   }
 
+  const std::filesystem::path path_;
   files::RangeReader reader_;
   Offset begin_ = 0;
   platform::Bytes bytes_;
@@ -73,8 +75,8 @@ bool isBegin(std::string_view bytes) {
 
 class Salvage {
  public:
-  Salvage(const std::filesystem::path& pack, const ContentProof& proof,
-          const std::function<bool(const ObjectKey&)>& isWanted, const std::stop_token& stop)
+  Salvage(const std::filesystem::path& pack, const ContentProof& proof, const IsWanted& isWanted,
+          const std::stop_token& stop)
       : window_(pack), proof_(proof), isWanted_(isWanted), stop_(stop) {}
 
   std::vector<PackObjects::Entry> run() {
@@ -163,14 +165,14 @@ class Salvage {
     bytes_.assign(window_.from(begin, length).substr(0, static_cast<std::size_t>(length)));
     const auto name = proof_.nameOf(bytes_);
     const auto key = name ? ObjectKey::parse(*name) : std::nullopt;
-    if (!key || (!BackupCipher::isSealed(bytes_) && !isWanted_(*key))) return false;
+    if (!key || (!BackupCipher::isSealed(bytes_) && !isWanted_(*key, bytes_))) return false;
     entries_.push_back({*key, {begin, length, true}});
     return true;
   }
 
   Window window_;
   const ContentProof& proof_;
-  const std::function<bool(const ObjectKey&)>& isWanted_;
+  const IsWanted& isWanted_;
   const std::stop_token& stop_;
   DocumentEnd objectEnd_{"\n}"};
   DocumentEnd arrayEnd_{"\n]"};
@@ -181,8 +183,7 @@ class Salvage {
 }  // namespace
 
 std::vector<PackObjects::Entry> salvagePack(const std::filesystem::path& pack, const ContentProof& proof,
-                                            const std::function<bool(const ObjectKey&)>& isWanted,
-                                            const std::stop_token& stop) {
+                                            const IsWanted& isWanted, const std::stop_token& stop) {
   return Salvage(pack, proof, isWanted, stop).run();
 }
 
