@@ -50,6 +50,7 @@ class CommandTable {
     commandLine::addOrgs(app_, commands_);
     commandLine::addPlaybook(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
+    commandLine::addHealth(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
     commandLine::addSchedule(app_, commands_);
