@@ -242,8 +242,8 @@ class Walk {
   void judgeObject(const std::string& backup, const std::string& section, const std::string& hash) {
     const auto key = ObjectKey::parse(hash);
     const bool isThere = key && (store_.held.contains(*key) || PackCache::shared().holds(hash, packs_));
-    if (!isThere) troubles_[hash].isMissing = true;
-    if (key && store_.bad.contains(*key)) troubles_[hash];
+    const bool isBad = key && store_.bad.contains(*key);  // and told where it lies
+    if (isBad || !isThere) troubles_[hash].isMissing = !isBad;
     if (key && store_.notJSON.contains(*key))
       ++notJSON_.try_emplace(section, Answers{pathOf(backup, section)}).first->second.count;
   }

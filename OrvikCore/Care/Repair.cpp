@@ -9,6 +9,7 @@
 #include "OrvikCore/Care/PackSalvage.h"
 #include "OrvikCore/Care/Quarantine.h"
 #include "OrvikCore/Format/BackupFormat.h"
+#include "OrvikCore/Store/FileHasher.h"
 #include "OrvikCore/Store/PackCache.h"
 #include "OrvikCore/Store/PackRewrite.h"
 #include "OrvikCore/Store/PackStore.h"
@@ -28,11 +29,11 @@ std::string packPath(const std::string& name) {
   return (Path(BackupFormat::storeFolder) / BackupFormat::packsFolder / name).native();
 }
 
-/// Whether the disk itself doesn't give the bytes: no permission, and no share that is away, mends that.
-bool isBroken(const Path& path) try {
+/// Whether the disk itself doesn't give the bytes: no permission, and no share that comes back, mends that.
+bool isBroken(const Path& path, const std::stop_token& stop) try {
   files::FileReader reader(path);
-  for (platform::Bytes piece; reader.read(piece, 1 << 20);) {
-  }
+  for (platform::Bytes piece; reader.read(piece, FileHasher::defaultChunkSize);)
+    platform::throwIfCancelled(stop);
   return false;
 } catch (const files::FileError& error) {
   return error.code() == EIO;
@@ -98,7 +99,7 @@ class Planner {
 
   /// Only where it gives back what is missing: any other pack without an index is what a crash left.
   void planRebuild(const std::string& pack) {
-    if (check_.backups.missing.empty()) return;
+    if (check_.backups.missing.empty() && check_.backups.needs.empty()) return;
     progress_.step("Looking for objects in " + pack);
     const auto isWanted = [this](const ObjectKey& key, std::string_view bytes) {
       // Where an index is lost nobody knows all names; a document in canonical form can bear no other.
@@ -111,9 +112,10 @@ class Planner {
     } catch (const files::FileError&) {
       return;  // what is missing stays missing, and is told
     }
-    if (std::ranges::none_of(entries,
-                             [&](const auto& entry) { return check_.backups.missing.contains(entry.key); }))
-      return;
+    const auto isLacking = [&](const PackObjects::Entry& entry) {
+      return check_.backups.missing.contains(entry.key) || check_.backups.needs.contains(entry.key);
+    };
+    if (std::ranges::none_of(entries, isLacking)) return;
     std::ranges::stable_sort(entries, {}, &PackObjects::Entry::key);
     const auto [first, last] = std::ranges::unique(entries, {}, &PackObjects::Entry::key);
     entries.erase(first, last);
@@ -133,7 +135,7 @@ class Planner {
         return;
       case Kind::objectUnreadable:
       case Kind::fileUnreadable:
-        if (isBroken(root_ / finding.path)) return move(finding.path, finding.kind);
+        if (isBroken(root_ / finding.path, stop_)) return move(finding.path, finding.kind);
         break;
       case Kind::packDamaged:
       case Kind::packCut:
