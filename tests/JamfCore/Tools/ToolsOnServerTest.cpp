@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "JamfCore/Models/CreatedObject.h"
-#include "JamfCore/Networking/APIError.h"
+#include "JamfCore/Networking/GroupMemberDevice.h"
 #include "JamfCore/Tools/JamfTool.h"
 #include "Platform/JSON/Codable.h"
 #include "tests/JamfCore/AdministeredServer.h"
