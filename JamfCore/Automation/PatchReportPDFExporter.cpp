@@ -9,6 +9,7 @@
 
 #include "Platform/Date.h"
 #include "Platform/Locale/LocalTime.h"
+#include "Platform/Locale/Text.h"
 #include "Platform/PDF/Canvas.h"
 
 namespace jamf {
@@ -33,6 +34,7 @@ constexpr Font cellFont{Face::print, 9};
 constexpr double titleHeight = 20;
 constexpr double summaryHeight = 18;
 constexpr double rowHeight = 14;
+constexpr double tableGap = 8;
 constexpr double descent = 4;      ///< from a row's baseline to its lower edge
 constexpr double cellPadding = 6;  ///< between a text and the next column
 constexpr std::size_t titleLines = 3;
@@ -47,8 +49,8 @@ struct Column {
   std::optional<std::string> PatchReport::*field;
 };
 
-constexpr std::array<Column, 8> columns{{{"Computer Name", 140, &PatchReport::computerName},
-                                         {"Version", 82, &PatchReport::version},
+constexpr std::array<Column, 8> columns{{{"Computer Name", 152, &PatchReport::computerName},
+                                         {"Version", 70, &PatchReport::version},
                                          {"Username", 100, &PatchReport::username},
                                          {"Operating System", 96, &PatchReport::operatingSystemVersion},
                                          {"Last Check-In", 92, &PatchReport::lastCheckIn},
@@ -65,6 +67,15 @@ std::string shownTime(const std::string& text) {
                      std::chrono::sys_time<std::chrono::minutes>(clock.time_since_epoch()));
 }
 
+std::string inOneLine(std::string_view text) {
+  std::string joined;
+  for (const auto line : platform::locale::lines(text)) {
+    if (!joined.empty()) joined += ' ';
+    joined += line;
+  }
+  return joined;
+}
+
 /// Pages that are filled from the top.
 class Pages {
  public:
@@ -75,12 +86,16 @@ class Pages {
 
   /// A text over the whole width.
   void paragraph(std::string_view text, Font font, double lineHeight, std::size_t maxLines) {
-    const auto block = canvas_.layOut(text, font, {.width = page.width - 2 * margin, .maxLines = maxLines});
+    const auto block =
+        canvas_.layOut(inOneLine(text), font, {.width = page.width - 2 * margin, .maxLines = maxLines});
     for (std::size_t line = 0; line < block.lineCount(); ++line) {
       y_ += lineHeight;
       canvas_.draw(block, line, margin, y_ - descent, ink);
     }
   }
+
+  /// Leaves room above the table.
+  void space(double points) { y_ += points; }
 
   void beginTable() {
     row(headingFont, [](const Column& column) { return std::string(column.heading); });
@@ -113,7 +128,7 @@ class Pages {
     y_ += rowHeight;
     double x = margin;
     for (const auto& column : columns) {
-      if (const std::string text = textOf(column); !text.empty())
+      if (const std::string text = inOneLine(textOf(column)); !text.empty())
         canvas_.draw(canvas_.layOut(text, font, {.width = column.width - cellPadding, .maxLines = 1}), 0, x,
                      y_ - descent, ink);
       x += column.width;
@@ -139,6 +154,7 @@ platform::Bytes PatchReportPDFExporter::pdf(const std::string& title,
     pages.paragraph(fmt::format("Latest version {}, {} up to date, {} out of date", summary->latestVersion,
                                 summary->upToDate, summary->outOfDate),
                     summaryFont, summaryHeight, 1);
+  pages.space(tableGap);
   pages.beginTable();
   for (const auto& report : reports) pages.add(report);
   return pages.finish();
