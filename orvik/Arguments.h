@@ -343,20 +343,35 @@ struct PlaybookFromBackupArguments {
   std::string out;                    ///< file
 };
 
+/// `orvik mcp tools`: what the tool server offers.
+struct MCPToolsArguments : OutputArguments {
+  bool write = false;
+  std::optional<std::string> folder;  ///< of backups
+  std::optional<std::string> key;     ///< PEM file
+};
+
+/// `orvik mcp`.
+struct MCPArguments : MCPToolsArguments {
+  std::uint16_t port = 8765;  ///< 0 takes a free one
+  bool stdio = false;         ///< over standard input and output instead
+  bool noToken = false;
+  std::optional<std::string> database;  ///< of organizations; none: the user's own
+  std::string caFile;
+};
+
 /// A text to print and nothing else to do: help or version.
 struct PrintText {
   std::string text;
 };
 
-using Invocation =
-    std::variant<PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments,
-                 SimulationArguments, DemoArguments, SampleServerArguments, PackArguments, CollectArguments,
-                 RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
-                 DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
-                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
-                 AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
-                 ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
-                 CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments,
-                 ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments>;
+using Invocation = std::variant<
+    PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments, SimulationArguments,
+    DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments,
+    ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments, DiffArguments, SearchArguments,
+    HistoryArguments, ExportArguments, ListInstancesArguments, AddInstanceArguments, RemoveInstanceArguments,
+    TestInstanceArguments, ListRunsArguments, AddRunArguments, RemoveRunsArguments, RunScheduleArguments,
+    StatusArguments, ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
+    CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments, ApplyPlaybookArguments,
+    FetchPlaybookArguments, PlaybookFromBackupArguments, MCPToolsArguments, MCPArguments>;
 
 }  // namespace orvik::host

@@ -49,6 +49,7 @@ class CommandTable {
     commandLine::addInstances(app_, commands_);
     commandLine::addOrgs(app_, commands_);
     commandLine::addPlaybook(app_, commands_);
+    commandLine::addMCP(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);

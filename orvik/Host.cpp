@@ -16,6 +16,7 @@
 #include "orvik/Instances/InstanceCommands.h"
 #include "orvik/JSONProgress.h"
 #include "orvik/LockCommands.h"
+#include "orvik/MCP/MCPCommands.h"
 #include "orvik/Orgs/OrgCommands.h"
 #include "orvik/Output.h"
 #include "orvik/Playbook/PlaybookCommands.h"
@@ -75,6 +76,10 @@ struct Dispatch {
   }
   ExitStatus operator()(const TestInstanceArguments& arguments) const {
     return testInstance(arguments, std::move(environmentSecret), places, results, stop);
+  }
+  ExitStatus operator()(const MCPToolsArguments& arguments) const { return listTools(arguments, results); }
+  ExitStatus operator()(const MCPArguments& arguments) const {
+    return serveTools(arguments, places, results, stop);
   }
   ExitStatus operator()(const ListOrgsArguments& arguments) const {
     return listOrgs(arguments, places, results);

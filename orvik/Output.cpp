@@ -11,10 +11,12 @@ namespace orvik::host {
 
 namespace streams = platform::standardStreams;
 
+Results::Results() : Results(streams::writeOutput) {}
+
 void Results::line(std::string_view text) {
   const std::string whole = std::string(text) + "\n";
   errorNumber_.withLock([&](int& number) {
-    if (number == 0) number = streams::writeOutput(whole);
+    if (number == 0) number = write_(whole);
   });
 }
 

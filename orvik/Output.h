@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "TuvCore/Locked.h"
 
@@ -11,6 +13,13 @@ namespace orvik::host {
 /// Standard output, where results go, line by line without a buffer. Any thread may call.
 class Results {
  public:
+  /// Takes a text whole, and gives 0 or the system's error number.
+  using Write = std::function<int(std::string_view text)>;
+
+  Results();
+  /// Results that go elsewhere. `write` is called for one line at a time.
+  explicit Results(Write write) : write_(std::move(write)) {}
+
   /// Writes a line and its end. After a failure nothing more is written.
   void line(std::string_view text);
 
@@ -21,6 +30,7 @@ class Results {
   bool readerLeft() const;
 
  private:
+  const Write write_;
   tuv::Locked<int> errorNumber_{0};  ///< of the first failure; the lock also keeps lines whole
 };
 

@@ -14,22 +14,14 @@
 #include <system_error>
 
 #include "Platform/Error.h"
+#include "Platform/TCP/LoopbackSocket.h"
 
 namespace platform {
 
 namespace {
 
 constexpr std::size_t readBlock = 65536;
-constexpr int backlog = 512;
 constexpr int outOfResourcesPauseMilliseconds = 10;
-
-sockaddr_in loopback(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
 
 /// Waits for one of the two; true when it is `descriptor` and not `wake`.
 bool waitReadable(int descriptor, int wake, int timeoutMilliseconds) {
@@ -37,10 +29,6 @@ bool waitReadable(int descriptor, int wake, int timeoutMilliseconds) {
   while (::poll(watched.data(), watched.size(), timeoutMilliseconds) < 0 && errno == EINTR) {
   }
   return watched[0].revents == 0;
-}
-
-bool isOutOfResources(int code) {
-  return code == EMFILE || code == ENFILE || code == ENOBUFS || code == ENOMEM;
 }
 
 }  // namespace
@@ -79,26 +67,13 @@ void TCPConnection::reset() noexcept {
   ::connect(descriptor_, &nobody, sizeof nobody);
 }
 
-TCPListener::TCPListener(std::uint16_t port) {
-  const auto fail = [&](int code) {
-    if (descriptor_ >= 0) ::close(descriptor_);
-    if (wake_ >= 0) ::close(wake_);
-    throw Error("Can't listen on port " + std::to_string(port) +
-                " of 127.0.0.1: " + std::generic_category().message(code));
-  };
-  descriptor_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (descriptor_ < 0) fail(errno);
+TCPListener::TCPListener(std::uint16_t port) : port_(port) {
+  descriptor_ = detail::listenOnLoopback(port_);
   wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (wake_ < 0) fail(errno);
-  const int on = 1;
-  ::setsockopt(descriptor_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  sockaddr_in address = loopback(port);
-  socklen_t length = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  if (::bind(descriptor_, generic, length) != 0) fail(errno);
-  if (::listen(descriptor_, backlog) != 0) fail(errno);
-  if (::getsockname(descriptor_, generic, &length) != 0) fail(errno);
-  port_ = ntohs(address.sin_port);
+  if (wake_ >= 0) return;
+  const int code = errno;
+  ::close(descriptor_);
+  throw Error("Can't make an event for a listener: " + std::generic_category().message(code));
 }
 
 TCPListener::~TCPListener() {
@@ -115,7 +90,7 @@ std::unique_ptr<TCPConnection> TCPListener::accept() {
       return std::make_unique<TCPConnection>(accepted);
     }
     // The connection stays in the backlog, so the listener stays readable: without a pause this would spin.
-    if (isOutOfResources(errno)) waitReadable(-1, wake_, outOfResourcesPauseMilliseconds);
+    if (detail::isOutOfResources(errno)) waitReadable(-1, wake_, outOfResourcesPauseMilliseconds);
   }
   return nullptr;
 }

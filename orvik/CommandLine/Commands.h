@@ -40,6 +40,8 @@ void addPlaybook(CLI::App& program, Commands& commands);
 void addExplore(CLI::App& program, Commands& commands);
 /// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.
 void addSchedule(CLI::App& program, Commands& commands);
+/// `mcp` and `mcp tools`.
+void addMCP(CLI::App& program, Commands& commands);
 void addStatus(CLI::App& program, Commands& commands);
 
 }  // namespace orvik::host::commandLine
