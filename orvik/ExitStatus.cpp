@@ -2,6 +2,7 @@
 
 #include "JamfCore/Authentication/KeychainStore.h"
 #include "JamfCore/Automation/PlaybookYAML.h"
+#include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
@@ -37,6 +38,12 @@ Failure failureOf(const CollectionRefused& refusal) {
   return {ExitStatus::failed, refusal.description()};
 }
 
+ExitStatus statusOf(const jamf::APIError& error) {
+  const bool isRefused =
+      error.as<jamf::APIError::AuthenticationFailed>() || error.as<jamf::APIError::NotAuthenticated>();
+  return isRefused ? ExitStatus::credential : ExitStatus::failed;
+}
+
 Failure cancelled() { return {ExitStatus::cancelled, "cancelled"}; }
 
 }  // namespace
@@ -65,6 +72,8 @@ Failure describe(const std::exception_ptr& failure) {
     return {ExitStatus::credential, error.description()};
   } catch (const jamf::KeychainError& error) {
     return {ExitStatus::credential, error.description()};
+  } catch (const jamf::APIError& error) {
+    return {statusOf(error), error.description()};
   } catch (const platform::DatabaseError& error) {
     const bool isBusy = error.kind() == platform::DatabaseErrorKind::busy;
     return {isBusy ? ExitStatus::locked : ExitStatus::failed, error.description()};

@@ -119,6 +119,7 @@ std::vector<PolicyProfileResult> DeviceRelationshipResolver::policiesAndProfiles
     const Watcher& watcher) const {
   return orCancelled(stop, [&] {
     std::vector<PolicyProfileResult> results(scopedToGroupIds.size());
+    if (results.empty()) return results;
     relate(PolicyService{client}, "policy", scopedToGroupIds, &PolicyProfileResult::policies, results, stop,
            watcher);
     relate(ConfigurationProfileService{client}, "configuration profile", scopedToGroupIds,

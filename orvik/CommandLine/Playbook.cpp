@@ -9,35 +9,13 @@ namespace orvik::host::commandLine {
 
 namespace {
 
-void addForm(CLI::App& command, OutputArguments& arguments) {
-  addQuiet(command, arguments.quiet);
-  addJSON(command, arguments.json);
-}
-
 void addFile(CLI::App& command, std::string& file) {
   command.add_option("FILE", file, "The playbook; - is standard input")->type_name("");
 }
 
 void addServer(CLI::App& command, PlaybookServerArguments& arguments) {
   addFile(command, arguments.file);
-  command.add_option("--org", arguments.org, "The organization by its name or ID, as orvik orgs lists it")
-      ->type_name("NAME");
-  command.add_option("--database", arguments.database, "Database of organizations (default: your own)")
-      ->type_name("FILE");
-  command.add_option("--ca-file", arguments.caFile, "PEM file of further trust anchors for TLS")
-      ->type_name("FILE");
-  addForm(command, arguments);
-}
-
-/// A command whose arguments are complete once these are given.
-template <class Arguments>
-void push(Commands& commands, CLI::App& command, const std::shared_ptr<Arguments>& a,
-          std::vector<const char*> required) {
-  commands.push_back({&command, [&command, a, required = std::move(required)]() -> Invocation {
-                        requireNoBlank(command);
-                        for (const char* name : required) requireGiven(command, name);
-                        return *a;
-                      }});
+  addOrgServer(command, arguments);
 }
 
 void addCheck(CLI::App& playbook, Commands& commands) {
