@@ -38,10 +38,13 @@ Failure failureOf(const CollectionRefused& refusal) {
   return {ExitStatus::failed, refusal.description()};
 }
 
+/// 400, 401 and 403 of the token request speak of the client (RFC 6749, 5.2); any other status doesn't.
 ExitStatus statusOf(const jamf::APIError& error) {
-  const bool isRefused =
-      error.as<jamf::APIError::AuthenticationFailed>() || error.as<jamf::APIError::NotAuthenticated>();
-  return isRefused ? ExitStatus::credential : ExitStatus::failed;
+  const auto* refused = error.as<jamf::APIError::AuthenticationFailed>();
+  const auto status = refused ? refused->statusCode : 0;
+  const bool isOfTheClient = status == 400 || status == 401 || status == 403;
+  return isOfTheClient || error.as<jamf::APIError::NotAuthenticated>() ? ExitStatus::credential
+                                                                       : ExitStatus::failed;
 }
 
 Failure cancelled() { return {ExitStatus::cancelled, "cancelled"}; }

@@ -61,8 +61,8 @@ void requireGiven(const CLI::App& command, const char* name);
 
 /// Adds a command that is complete once these arguments are given.
 template <class Arguments>
-void push(Commands& commands, CLI::App& command, const std::shared_ptr<Arguments>& arguments,
-          std::vector<const char*> required) {
+void pushComplete(Commands& commands, CLI::App& command, const std::shared_ptr<Arguments>& arguments,
+                  std::vector<const char*> required) {
   commands.push_back({&command, [&command, arguments, required = std::move(required)]() -> Invocation {
                         requireNoBlank(command);
                         for (const char* name : required) requireGiven(command, name);

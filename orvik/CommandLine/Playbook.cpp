@@ -26,7 +26,7 @@ void addCheck(CLI::App& playbook, Commands& commands) {
   command.footer(
       "A document that is no playbook ends with status 2. Keys that mean nothing are told.\n\n"
       "Example:\n  orvik playbook check school.yaml");
-  push(commands, command, a, {"FILE"});
+  pushComplete(commands, command, a, {"FILE"});
 }
 
 void addNext(CLI::App& playbook, Commands& commands) {
@@ -38,7 +38,7 @@ void addNext(CLI::App& playbook, Commands& commands) {
   command.footer(
       "TIME is 2026-11-22T23:00:00Z, \"2026-11-22 23:00\" or 23:00. The clock is that of this machine.\n\n"
       "Example:\n  orvik playbook next school.yaml --after 2026-11-22T23:00:00Z");
-  push(commands, command, a, {"FILE"});
+  pushComplete(commands, command, a, {"FILE"});
 }
 
 void addPlan(CLI::App& playbook, Commands& commands) {
@@ -50,7 +50,7 @@ void addPlan(CLI::App& playbook, Commands& commands) {
   command.footer(
       "Ends with status 6 when there is something to do, with 1 when a resource can't be compared.\n\n"
       "Example:\n  orvik playbook plan school.yaml --org School --out school.plan");
-  push(commands, command, a, {"FILE", "--org"});
+  pushComplete(commands, command, a, {"FILE", "--org"});
 }
 
 void addApply(CLI::App& playbook, Commands& commands) {
@@ -64,7 +64,7 @@ void addApply(CLI::App& playbook, Commands& commands) {
       "rolled\n"
       "back; the status is 1 then.\n\n"
       "Example:\n  orvik playbook apply school.yaml --org School --plan school.plan");
-  push(commands, command, a, {"FILE", "--org"});
+  pushComplete(commands, command, a, {"FILE", "--org"});
 }
 
 void addFetch(CLI::App& playbook, Commands& commands) {

@@ -22,7 +22,7 @@ void addExportServer(CLI::App& program, Commands& commands) {
       "1\n"
       "when one could not be exported; the others are.\n\n"
       "Example:\n  orvik export-server --org School --to ~/exports");
-  push(commands, command, a, {"--org", "--to"});
+  pushComplete(commands, command, a, {"--org", "--to"});
   commands.back().withoutSetting = {"to"};
 }
 
