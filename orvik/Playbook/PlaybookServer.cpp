@@ -27,8 +27,8 @@ PlaybookServer::PlaybookServer(const PlaybookServerArguments& arguments, const H
 SavedPlan PlaybookServer::plan(const Report& report, const std::stop_token& stop) const {
   const auto view = report.view(Verbosity::brief);
   const auto count = static_cast<std::int64_t>(playbook_.resources.size());
-  view->step(
-      fmt::format("Comparing {} with {}", wording::counted(count, "resource"), organization_.record.baseURLString));
+  view->step(fmt::format("Comparing {} with {}", wording::counted(count, "resource"),
+                         organization_.record.baseURLString));
   SavedPlan plan;
   plan.plannedAt = platform::now();
   plan.organization = organization_.record.name;

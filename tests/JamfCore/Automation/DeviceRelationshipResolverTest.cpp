@@ -141,7 +141,7 @@ TEST(DeviceRelationshipResolver, TheRelationsOfAWholeSchoolTakeTwoListsAndOneReq
 
 TEST(DeviceRelationshipResolver, NeverMoreThan8RequestsAreInFlight) {
   AdministeredServer site;
-  site.server.setDelay(std::chrono::milliseconds(3));
+  site.server.setDelay(std::chrono::milliseconds(10));
   const DeviceRelationshipResolver resolver{site.client};
   const auto result = resolver.policiesAndProfiles("1");
   std::vector<PolicyScopeTarget> groups;

@@ -122,7 +122,8 @@ TEST_F(RelationCommands, TheAttributesThatCriteriaNameAreTold) {
   const auto attribute = server.ids("computerExtensionAttributes").front();
   const auto criterion = member(record("computerExtensionAttributes", attribute), "name");
   const auto document = fmt::format(
-      "  - {{type: smartGroup, name: By attribute, criteria: [{{name: '{}', value: x}}]}}\n", criterion);
+      "  - {{type: smartGroup, name: By attribute, criteria: [{{field: '{}', searchType: is, value: x}}]}}\n",
+      criterion);
   const auto applied = onSchool("apply", playbook(document), {"--yes"});
   ASSERT_EQ(applied.status, 0) << applied.error << applied.output;
   const auto end = relate("group", "By attribute", {"--json"});
@@ -191,7 +192,8 @@ TEST_F(RelationCommands, TheWholeRelationOfAComputerOfASchoolTakesOneRequestForE
                         named("policy", end).size();  // packages and scripts
   EXPECT_EQ(school.log().total(), expected);
   EXPECT_THAT(named("group", end), Not(IsEmpty()));
-  EXPECT_EQ(school.maxInFlight(), 8) << "and never more";
+  EXPECT_GT(school.maxInFlight(), 1);
+  EXPECT_LE(school.maxInFlight(), 8);
 }
 
 TEST_F(RelationCommands, WhatVanishesMeanwhileIsNamedAndTheRestAnswered) {
@@ -277,14 +279,7 @@ TEST_F(RelationCommands, NamesCanNotControlATerminal) {
 
 TEST_F(RelationCommands, AnAttributesValuesAreCountedWithTheirComputers) {
   const auto total = server.ids("computers").size();
-  ASSERT_EQ(
-      onSchool(
-          "apply",
-          playbook("  - {type: extensionAttribute, name: Battery cycles, dataType: INTEGER, "
-                   "inputType: SCRIPT, inventoryDisplayType: EXTENSION_ATTRIBUTES, scriptContents: x}\n"),
-          {"--yes"})
-          .status,
-      0);
+  server.rename("computerExtensionAttributes", *server.add("computerExtensionAttributes"), "Battery cycles");
   const auto end = relate("attribute", "Battery cycles", {"--json"});
   ASSERT_EQ(end.status, 0) << end.error;
   std::size_t devices = 0;
