@@ -12,6 +12,7 @@
 
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Error.h"
+#include "Platform/Files/Descriptor.h"
 
 namespace platform {
 
@@ -21,14 +22,9 @@ namespace {
 class StopEvent {
  public:
   explicit StopEvent(const std::stop_token& stop)
-      : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), callback_(stop, Raise{descriptor_}) {}
-  ~StopEvent() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  StopEvent(const StopEvent&) = delete;
-  StopEvent& operator=(const StopEvent&) = delete;
+      : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), callback_(stop, Raise{event_.number()}) {}
 
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return event_.number(); }
 
  private:
   struct Raise {
@@ -39,8 +35,9 @@ class StopEvent {
     }
   };
 
-  const int descriptor_;
-  std::stop_callback<Raise> callback_;  // last, so that it goes first
+  const files::Descriptor event_;
+  const std::stop_callback<Raise>
+      callback_;  // last, so that it goes first and no stop finds the event closed
 };
 
 }  // namespace

@@ -20,10 +20,19 @@ constexpr std::chrono::milliseconds bindPause{200};
 /// Requests that are handled at once where nothing else limits them.
 constexpr std::size_t mostHandlers = 256;
 
+/// The host of a URL as it is written: the parser would make 127.0.0.1 of 127.1.
+std::string_view writtenHost(std::string_view url) {
+  url.remove_prefix(url.find("://") + 3);
+  url = url.substr(0, url.find_first_of("/?#"));
+  url.remove_prefix(url.rfind('@') + 1);  // which is 0 where there is no user
+  return url.starts_with('[') ? url.substr(0, url.find(']') + 1) : url.substr(0, url.find(':'));
+}
+
 /// Whether the origin is of this machine. Port and scheme don't matter.
 bool isLocal(const std::string& origin) {
-  const auto url = platform::URL::parse(origin);
-  return url && (url->host == "localhost" || url->host == "127.0.0.1" || url->host == "[::1]");
+  if (origin.find("://") == origin.npos || !platform::URL::parse(origin)) return false;
+  const auto host = writtenHost(origin);
+  return host == "localhost" || host == "127.0.0.1" || host == "[::1]";
 }
 
 bool isPlainNumber(std::string_view text) {
