@@ -10,4 +10,5 @@ clientTests({
   HTTPTransport: StreamableHTTPClientTransport,
   StdioTransport: StdioClientTransport,
   options: { versionNegotiation: { mode: 'auto' } },
+  unauthorized: /401|Unauthorized/,
 });

@@ -10,4 +10,5 @@ clientTests({
   HTTPTransport: StreamableHTTPClientTransport,
   StdioTransport: StdioClientTransport,
   options: {},
+  unauthorized: { code: 401 },
 });
