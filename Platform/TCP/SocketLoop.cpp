@@ -301,23 +301,21 @@ class SocketLoop::State {
 
   bool isFull() const { return limits_.connections && connections_.size() >= *limits_.connections; }
 
-  Duration grace() const { return limits_.grace.value_or(Duration::zero()); }
-
   /// Whether one more may come, in the place of another if need be; else accepting pauses until one may.
   bool hasRoom() {
     if (!isFull()) return true;
     const auto victim = mostDispensable();
     const auto now = MonotonicClock::now();
     if (victim && (victim->second.phase == Phase::draining || now < crowdedUntil_ ||
-                   victim->second.since + grace() <= now))
+                   victim->second.since + limits_.grace <= now))
       return true;
-    pauseAccepting(victim ? std::optional(victim->second.since + grace()) : std::nullopt);
+    pauseAccepting(victim ? std::optional(victim->second.since + limits_.grace) : std::nullopt);
     return false;
   }
 
   void makeRoom() {
     const auto victim = mostDispensable();
-    if (victim->second.phase == Phase::reading) crowdedUntil_ = MonotonicClock::now() + grace();
+    if (victim->second.phase == Phase::reading) crowdedUntil_ = MonotonicClock::now() + limits_.grace;
     drop(victim->first);
   }
 

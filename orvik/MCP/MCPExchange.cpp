@@ -68,14 +68,10 @@ platform::Bytes withID(platform::Bytes answer, const JSONValue& id) {
   using Handler = jamf::MCPRequestHandler;
   if (answer != Handler::resultNotEncoded && answer != Handler::errorNotEncoded) return answer;
   const auto document = json::Document::parse(answer);
-  try {
-    auto envelope = JSONRPCErrorEnvelope{.id = id, .error = {}};
-    envelope.error.code = at(document->root(), {"error", "code"})->int64().value();
-    envelope.error.message = at(document->root(), {"error", "message"})->string().value();
-    return encoded(envelope);
-  } catch (const platform::Error&) {
-    return answer;  // the ID itself can't be written
-  }
+  auto envelope = JSONRPCErrorEnvelope{.id = id, .error = {}};
+  envelope.error.code = at(document->root(), {"error", "code"})->int64().value();
+  envelope.error.message = at(document->root(), {"error", "message"})->string().value();
+  return encoded(envelope);
 }
 
 MCPCall::Outcome outcomeOf(const platform::Bytes& answer) {
@@ -113,8 +109,6 @@ MCPReply MCPExchange::reply(std::string_view message, const std::stop_token& sto
     return {MCPReply::Kind::answer, withID(std::move(*answer), *request.id)};
   } catch (const json::ParseError& error) {
     return refused(parseErrorCode, "Parse error: " + error.description());
-  } catch (const platform::Error& error) {
-    return refused(invalidRequestCode, "Invalid request: " + error.description());  // an ID without end
   }
 }
 
