@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "OrvikCore/Care/ContentShare.h"
 #include "OrvikCore/Store/RetentionPolicy.h"
 
 namespace orvik::host {
@@ -165,6 +166,24 @@ struct RetentionArguments {
   WriterArguments at;
   DeletionArguments deletion;
   RetentionPolicy keep;  ///< at least one limit
+};
+
+/// `orvik check`. The folder is that of an instance, or of all.
+struct CheckArguments {
+  FolderArguments at;
+  std::optional<ReadingRequest> read;  ///< none: all objects, and no package file
+};
+
+/// `orvik repair`.
+struct RepairArguments {
+  WriterArguments at;
+  bool dryRun = false;
+  bool yes = false;
+};
+
+/// `orvik stats`.
+struct StatsArguments {
+  FolderArguments at;
 };
 
 /// `orvik lock show`, which prints results alone, quiet or not.
@@ -395,17 +414,16 @@ struct PrintText {
   std::string text;
 };
 
-using Invocation =
-    std::variant<PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments,
-                 SimulationArguments, DemoArguments, SampleServerArguments, PackArguments, CollectArguments,
-                 RetentionArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
-                 DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
-                 AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments,
-                 AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
-                 ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
-                 CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments,
-                 ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
-                 GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments,
-                 ExportServerArguments, PatchReportArguments, MCPToolsArguments, MCPArguments>;
+using Invocation = std::variant<
+    PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments, SimulationArguments,
+    DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments, CheckArguments,
+    RepairArguments, StatsArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
+    DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
+    AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments, AddRunArguments,
+    RemoveRunsArguments, RunScheduleArguments, StatusArguments, ListOrgsArguments, AddOrgArguments,
+    RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
+    PlanPlaybookArguments, ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
+    GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments, ExportServerArguments,
+    PatchReportArguments, MCPToolsArguments, MCPArguments>;
 
 }  // namespace orvik::host

@@ -57,6 +57,7 @@ class CommandTable {
     commandLine::addServerFiles(app_, commands_);
     commandLine::addMCP(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
+    commandLine::addHealth(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
     commandLine::addSchedule(app_, commands_);

@@ -6,6 +6,7 @@
 #include "Platform/Process/StopSignals.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
+#include "orvik/Care/CareCommands.h"
 #include "orvik/CommandTable.h"
 #include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
@@ -66,6 +67,11 @@ struct Dispatch {
   ExitStatus operator()(const RetentionArguments& arguments) const {
     return retain(arguments, results, stop);
   }
+  ExitStatus operator()(const CheckArguments& arguments) const {
+    return check(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const RepairArguments& arguments) const { return repair(arguments, results, stop); }
+  ExitStatus operator()(const StatsArguments& arguments) const { return stats(arguments, results, stop); }
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
   ExitStatus operator()(const ListInstancesArguments& arguments) const {

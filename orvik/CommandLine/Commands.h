@@ -30,6 +30,8 @@ void addConfig(CLI::App& program, Commands& commands);
 void addSamples(CLI::App& program, Commands& commands);
 /// `pack`, `gc` and `retention`.
 void addFolderCare(CLI::App& program, Commands& commands);
+/// `check`, `repair` and `stats`.
+void addHealth(CLI::App& program, Commands& commands);
 /// `lock show` and `lock unlock`.
 void addLock(CLI::App& program, Commands& commands);
 /// `instances list`, `instances add`, `instances remove` and `instances test`.
