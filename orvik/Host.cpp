@@ -20,10 +20,13 @@
 #include "orvik/MCP/MCPCommands.h"
 #include "orvik/Orgs/OrgCommands.h"
 #include "orvik/Output.h"
+#include "orvik/PatchReportCommand.h"
 #include "orvik/Playbook/PlaybookCommands.h"
+#include "orvik/Relations/RelationCommands.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/ScheduleCommands.h"
 #include "orvik/Secrets.h"
+#include "orvik/ServerExportCommand.h"
 #include "orvik/Settings/Settings.h"
 #include "orvik/StatusCommand.h"
 #include "orvik/VisibleText.h"
@@ -116,6 +119,21 @@ struct Dispatch {
   }
   ExitStatus operator()(const PlaybookFromBackupArguments& arguments) const {
     return playbookFromBackup(arguments, results, stop);
+  }
+  ExitStatus operator()(const GroupRelationsArguments& arguments) const {
+    return relateGroup(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const DeviceRelationsArguments& arguments) const {
+    return relateDevice(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const AttributeRelationsArguments& arguments) const {
+    return relateAttribute(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const ExportServerArguments& arguments) const {
+    return exportServer(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const PatchReportArguments& arguments) const {
+    return reportPatches(arguments, places, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }
