@@ -56,14 +56,19 @@ class Instance:
     def held(self):
         """Names in the store whose content is there and has the right digest: what really could be read."""
         found = set()
-        for file in (self.store / "objects").rglob("*") if self.store.is_dir() else []:
-            if file.is_file() and not file.is_symlink() and _digest(file.read_bytes()) == file.name:
-                found.add(file.name)
-        for listing in (self.store / "packs").glob("*.idx") if (self.store / "packs").is_dir() else []:
+        for file in [*(self.store / "objects").rglob("*"), *(self.store / "files").rglob("*")]:
+            if file.is_file() and not file.is_symlink() and _digest(file.read_bytes()) == file.stem:
+                found.add(file.stem)
+        for listing in (self.store / "packs").glob("*.idx"):
             pack = listing.with_suffix(".pack")
             if pack.exists():
                 found |= _packed(listing, pack.read_bytes())
         return found
+
+    def where(self, name):
+        """Paths that bear an object's name, and packs that list it, for the account of a failure."""
+        paths = [str(each.relative_to(self.path)) for each in self.store.rglob(name + "*")]
+        return paths + [each.name for each in (self.store / "packs").glob("*.idx") if name in each.read_text()]
 
     def leftovers(self):
         """What no reader shall see and no run shall leave: temporary files, partial folders, the lock."""

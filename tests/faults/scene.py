@@ -7,6 +7,17 @@ from folders import Instance, copy_tree
 from invariants import kept, no_leftovers, no_secret
 
 
+def calls_of(stage, command, kinds, below, **options):
+    """How many calls of these kinds an undisturbed command makes on files below these folders."""
+    fault = stage.fault(kinds, below, **options)
+    end = stage.programs.run("orvik", *command, fault=fault)
+    count = fault.count
+    fault.close()
+    if end.status != 0 or count == 0:
+        raise RuntimeError(f"the run to count calls fails: {count} calls, {end.text()}")
+    return count
+
+
 class Scene:
     """`base` has one backup of the objects of seed 1, packed; the server then shows those of seed 2."""
 
@@ -42,17 +53,10 @@ class Scene:
         copy_tree(source or self.base, self.root)
         return Instance(self.root)
 
-    def calls(self, count_calls, *more, command=None, below=None):
-        """How many calls of these kinds an undisturbed run makes."""
+    def calls(self, kinds, *more, **options):
+        """How many calls of these kinds an undisturbed backup makes."""
         self.reset()
-        fault = self.stage.fault(count_calls, below or [self.root])
-        command = command or self.arguments(None, *more)
-        end = self.programs.run("orvik", *command, fault=fault)
-        count = fault.count
-        fault.close()
-        if end.status != 0 or count == 0:
-            raise RuntimeError(f"the run to count calls fails: {end.text()}")
-        return count
+        return calls_of(self.stage, self.arguments(None, *more), kinds, [self.root], **options)
 
     def recovers(self, instance, before, *more):
         """What is visible is whole, and the next plain run makes a whole backup that equals the clean one."""
@@ -80,7 +84,7 @@ class Scene:
         held = instance.held()
         gone = {name for backup in instance.backups() for name in instance.names(backup)} - held
         self.stage.tally.objects_lost += len(gone)
-        return [f"{len(gone)} objects are lost"] if gone else []
+        return [f"{len(gone)} objects are lost, as {min(gone)}: {instance.where(min(gone)) or 'nowhere'}"] if gone else []
 
     def close(self):
         """The last look of a row: no secret in what is left, and nothing in the temporary folder but the server's."""
