@@ -13,7 +13,7 @@ from injection import require
 from invariants import kept, whole
 from scene import Scene, calls_of
 
-WRITING = "write,sync,unlink,mkdir,truncate,link,chmod"
+WRITING = "write,sync,syncfolder,unlink,mkdir,truncate,link,chmod"
 CHANGING = WRITING + ",rename"
 
 

@@ -2,8 +2,8 @@
 // below the given folders, counted over all its threads. What it does stands in environment variables:
 //
 //   FAULT_STATE    file of `struct state`, mapped: what happened survives the program
-//   FAULT_CALLS    kinds of calls, with commas: open read write close stat rename unlink mkdir sync list chmod link
-//                  truncate malloc; "all" is every one but malloc
+//   FAULT_CALLS    kinds of calls, with commas: open read write close stat rename unlink mkdir sync syncfolder list
+//                  chmod link truncate malloc; "all" is every one but malloc
 //   FAULT_BELOW    folders, with colons; only calls on what lies below them count. Empty: everywhere
 //   FAULT_PATTERN  and only where the path holds this text
 //   FAULT_AT       the first call to break, from 1; 0 breaks none
@@ -42,9 +42,9 @@ struct state {
 };
 
 enum action { PASS, FAIL, SHORT, ONE, LIE, TORN, OMIT, REPEAT };
-enum kind { OPEN, READ, WRITE, CLOSE, STAT, RENAME, UNLINK, MKDIR, SYNC, LIST, CHMOD, LINK, TRUNCATE, MALLOC, KINDS };
+enum kind { OPEN, READ, WRITE, CLOSE, STAT, RENAME, UNLINK, MKDIR, SYNC, SYNCFOLDER, LIST, CHMOD, LINK, TRUNCATE, MALLOC, KINDS };
 static const char *const kindNames[KINDS] = {"open", "read", "write", "close", "stat", "rename", "unlink",
-                                             "mkdir", "sync", "list", "chmod", "link", "truncate", "malloc"};
+                                             "mkdir", "sync", "syncfolder", "list", "chmod", "link", "truncate", "malloc"};
 
 static struct state *state;
 static int wanted[KINDS];
@@ -311,7 +311,12 @@ int mkdirat(int folder, const char *path, mode_t mode) {
   REAL(mkdirat);
   ANSWER(decideAt(MKDIR, folder, path), real(folder, path, mode))
 }
-int fsync(int file) { REAL(fsync); ANSWER(decideOpen(SYNC, file), real(file)) }
+int fsync(int file) {
+  REAL(fsync);
+  struct stat about;
+  const int isFolder = syscall(SYS_newfstatat, file, "", &about, AT_EMPTY_PATH) == 0 && S_ISDIR(about.st_mode);
+  ANSWER(decideOpen(isFolder ? SYNCFOLDER : SYNC, file), real(file))
+}
 int fdatasync(int file) { REAL(fdatasync); ANSWER(decideOpen(SYNC, file), real(file)) }
 int syncfs(int file) { REAL(syncfs); ANSWER(decideOpen(SYNC, file), real(file)) }
 int chmod(const char *path, mode_t mode) { REAL(chmod); ANSWER(decideAt(CHMOD, AT_FDCWD, path), real(path, mode)) }
