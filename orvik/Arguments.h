@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "OrvikCore/Care/ContentShare.h"
 #include "OrvikCore/Store/RetentionPolicy.h"
 
 namespace orvik::host {
@@ -167,6 +168,24 @@ struct RetentionArguments {
   RetentionPolicy keep;  ///< at least one limit
 };
 
+/// `orvik check`. The folder is that of an instance, or of all.
+struct CheckArguments {
+  FolderArguments at;
+  std::optional<ReadingRequest> read;  ///< none: all objects, and no package file
+};
+
+/// `orvik repair`.
+struct RepairArguments {
+  WriterArguments at;
+  bool dryRun = false;
+  bool yes = false;
+};
+
+/// `orvik stats`.
+struct StatsArguments {
+  FolderArguments at;
+};
+
 /// `orvik lock show`, which prints results alone, quiet or not.
 struct ShowLockArguments {
   std::string folder;
@@ -308,11 +327,15 @@ struct NextPlaybookRunArguments : OutputArguments {
   std::optional<std::string> after;  ///< as `RunTime::moment` reads it; none is now
 };
 
-/// What the commands share that compare a playbook with a server.
-struct PlaybookServerArguments : OrgArguments {
-  std::string file;
+/// What the commands share that work with the server of an organization.
+struct OrgServerArguments : OrgArguments {
   std::string org;  ///< name or ID
   std::string caFile;
+};
+
+/// What the commands share that compare a playbook with a server.
+struct PlaybookServerArguments : OrgServerArguments {
+  std::string file;
 };
 
 /// `orvik playbook plan`.
@@ -343,6 +366,33 @@ struct PlaybookFromBackupArguments {
   std::string out;                    ///< file
 };
 
+/// What the commands on relations share.
+struct RelationsArguments : OrgServerArguments {
+  std::string name;  ///< of what it is about
+  bool dot = false;  ///< a drawing instead of tables
+};
+
+/// `orvik relations group`, of a name or an ID.
+struct GroupRelationsArguments : RelationsArguments {};
+
+/// `orvik relations device`, of an ID or a serial number.
+struct DeviceRelationsArguments : RelationsArguments {};
+
+/// `orvik relations attribute`.
+struct AttributeRelationsArguments : RelationsArguments {};
+
+/// `orvik export-server`.
+struct ExportServerArguments : OrgServerArguments {
+  std::string to;  ///< folder
+};
+
+/// `orvik patch-report`: at least one of the files.
+struct PatchReportArguments : OrgServerArguments {
+  std::string title;  ///< name or ID
+  std::optional<std::string> csv;
+  std::optional<std::string> pdf;
+};
+
 /// `orvik mcp tools`: what the tool server offers.
 struct MCPToolsArguments : OutputArguments {
   bool write = false;
@@ -366,12 +416,14 @@ struct PrintText {
 
 using Invocation = std::variant<
     PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments, SimulationArguments,
-    DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments,
-    ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments, DiffArguments, SearchArguments,
-    HistoryArguments, ExportArguments, ListInstancesArguments, AddInstanceArguments, RemoveInstanceArguments,
-    TestInstanceArguments, ListRunsArguments, AddRunArguments, RemoveRunsArguments, RunScheduleArguments,
-    StatusArguments, ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
-    CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments, ApplyPlaybookArguments,
-    FetchPlaybookArguments, PlaybookFromBackupArguments, MCPToolsArguments, MCPArguments>;
+    DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments, CheckArguments,
+    RepairArguments, StatsArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
+    DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
+    AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments, AddRunArguments,
+    RemoveRunsArguments, RunScheduleArguments, StatusArguments, ListOrgsArguments, AddOrgArguments,
+    RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
+    PlanPlaybookArguments, ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
+    GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments, ExportServerArguments,
+    PatchReportArguments, MCPToolsArguments, MCPArguments>;
 
 }  // namespace orvik::host

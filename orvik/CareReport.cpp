@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "Platform/Locale/Text.h"
+#include "orvik/ShortList.h"
 #include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
 
@@ -19,21 +20,6 @@ using platform::json::Value;
 using platform::locale::byteCount;
 using wording::counted;
 using Reason = RetentionVerdict::Reason;
-
-/// So many entries of a kind are named; scripts get them all.
-constexpr std::size_t shownEntries = 20;
-
-/// A headline, then entries, the first of them.
-template <class Entry, class Describe>
-void list(std::vector<std::string>& lines, std::string headline, const std::vector<Entry>& entries,
-          const Describe& describe) {
-  if (entries.empty()) return;
-  lines.push_back(std::move(headline));
-  for (std::size_t i = 0; i < entries.size() && i < shownEntries; ++i)
-    lines.push_back("  " + oneLine(describe(entries[i])));
-  if (entries.size() > shownEntries)
-    lines.push_back(fmt::format("  and {} more", entries.size() - shownEntries));
-}
 
 std::int64_t sumOf(const auto& entries) {
   std::int64_t sum = 0;
@@ -135,23 +121,24 @@ std::vector<std::string> careText::collection(const CollectionPlan& plan) {
                        byteCount(bytes));
   };
   const auto path = [](const CollectionPlan::Loose& file) { return file.path; };
-  list(lines, headline(plan.objects.size(), "single object", sumOf(plan.objects)), plan.objects, path);
-  list(lines, headline(plan.files.size(), "package file", sumOf(plan.files)), plan.files, path);
-  list(lines, "Packs with garbage:", plan.packs, packText);
+  addShortList(lines, headline(plan.objects.size(), "single object", sumOf(plan.objects)), plan.objects,
+               path);
+  addShortList(lines, headline(plan.files.size(), "package file", sumOf(plan.files)), plan.files, path);
+  addShortList(lines, "Packs with garbage:", plan.packs, packText);
   return lines;
 }
 
 std::vector<std::string> careText::leftovers(const StoreLeftovers& leftovers) {
   std::vector<std::string> lines;
-  list(lines,
-       fmt::format("{} that a crash left, older than a day; {}",
-                   counted(static_cast<std::int64_t>(leftovers.old.size()), "file"),
-                   byteCount(leftovers.oldBytes())),
-       leftovers.old, leftoverText);
-  list(lines, "Not older than a day, so they may be in use and stay:", leftovers.recent, leftoverText);
-  list(lines,
-       "Backup folders without a manifest; they and what they refer to stay:", leftovers.withoutManifest,
-       [](const std::string& name) { return name; });
+  addShortList(lines,
+               fmt::format("{} that a crash left, older than a day; {}",
+                           counted(static_cast<std::int64_t>(leftovers.old.size()), "file"),
+                           byteCount(leftovers.oldBytes())),
+               leftovers.old, leftoverText);
+  addShortList(lines, "Not older than a day, so they may be in use and stay:", leftovers.recent,
+               leftoverText);
+  addShortList(lines, "Backup folders without a manifest; they and what they refer to stay:",
+               leftovers.withoutManifest, [](const std::string& name) { return name; });
   return lines;
 }
 

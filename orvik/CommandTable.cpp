@@ -34,6 +34,10 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 10> alternat
 /// Options that only a person at the command line can mean.
 constexpr std::array<std::string_view, 3> withoutVariable{"help", "yes", "force"};
 
+bool contains(const auto& names, std::string_view name) {
+  return std::ranges::find(names, name) != std::ranges::end(names);
+}
+
 class CommandTable {
  public:
   /// `settings` may be null.
@@ -49,8 +53,11 @@ class CommandTable {
     commandLine::addInstances(app_, commands_);
     commandLine::addOrgs(app_, commands_);
     commandLine::addPlaybook(app_, commands_);
+    commandLine::addRelations(app_, commands_);
+    commandLine::addServerFiles(app_, commands_);
     commandLine::addMCP(app_, commands_);
     commandLine::addFolderCare(app_, commands_);
+    commandLine::addHealth(app_, commands_);
     commandLine::addLock(app_, commands_);
     commandLine::addExplore(app_, commands_);
     commandLine::addSchedule(app_, commands_);
@@ -126,10 +133,11 @@ class CommandTable {
     };
     for (const CLI::Option* option : command.parser->get_options()) {
       for (const auto& name : option->get_lnames()) {
-        if (std::ranges::find(withoutVariable, name) != withoutVariable.end() || isSettled(name)) continue;
+        if (contains(withoutVariable, name) || isSettled(name)) continue;
         const bool isFlag = option->get_items_expected_max() == 0;
         auto value = environment::value(name);
-        if (!value && settings_ != nullptr && command.takesSettings) value = settings_->forOption(name);
+        if (!value && settings_ != nullptr && !contains(command.withoutSetting, name))
+          value = settings_->forOption(name);
         if (!value) continue;
         if (!isFlag) added.push_back(fmt::format("--{}={}", name, *value));
         if (isFlag && environment::flag(name, *value)) added.push_back("--" + name);

@@ -2,6 +2,7 @@
 
 #include "JamfCore/Authentication/KeychainStore.h"
 #include "JamfCore/Automation/PlaybookYAML.h"
+#include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
@@ -37,6 +38,15 @@ Failure failureOf(const CollectionRefused& refusal) {
   return {ExitStatus::failed, refusal.description()};
 }
 
+/// 400, 401 and 403 of the token request speak of the client (RFC 6749, 5.2); any other status doesn't.
+ExitStatus statusOf(const jamf::APIError& error) {
+  const auto* refused = error.as<jamf::APIError::AuthenticationFailed>();
+  const auto status = refused ? refused->statusCode : 0;
+  const bool isOfTheClient = status == 400 || status == 401 || status == 403;
+  return isOfTheClient || error.as<jamf::APIError::NotAuthenticated>() ? ExitStatus::credential
+                                                                       : ExitStatus::failed;
+}
+
 Failure cancelled() { return {ExitStatus::cancelled, "cancelled"}; }
 
 }  // namespace
@@ -65,6 +75,8 @@ Failure describe(const std::exception_ptr& failure) {
     return {ExitStatus::credential, error.description()};
   } catch (const jamf::KeychainError& error) {
     return {ExitStatus::credential, error.description()};
+  } catch (const jamf::APIError& error) {
+    return {statusOf(error), error.description()};
   } catch (const platform::DatabaseError& error) {
     const bool isBusy = error.kind() == platform::DatabaseErrorKind::busy;
     return {isBusy ? ExitStatus::locked : ExitStatus::failed, error.description()};

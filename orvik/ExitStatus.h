@@ -13,6 +13,7 @@ enum class ExitStatus : int {
   failed = 1,
   usage = 2,        ///< or a document that does not decode
   warnings = 3,     ///< published with warnings
+  damaged = 4,      ///< a check found damage
   overdue = 5,      ///< nothing recent enough
   pending = 6,      ///< there are changes to be made
   notFound = 10,    ///< no such folder, backup, instance or organization

@@ -2,21 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
-
+#include "OrvikCore/Care/Clock.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Files/Files.h"
 #include "orvik/Wording.h"
 
 namespace orvik::host {
-
-namespace {
-
-/// A run that begins in the second of another takes the next free ID.
-constexpr std::chrono::minutes idTolerance{1};
-constexpr std::chrono::hours clockTolerance{24};
-
-}  // namespace
 
 GuardedRetention GuardedRetention::plan(const BackupRepository& repository, RetentionPolicy policy,
                                         platform::Date now, UnfinishedRuns unfinished,
@@ -53,13 +44,11 @@ CleanupResult GuardedRetention::carryOut(const HeldFolder& held, const std::stop
 std::optional<std::string> clockRemark(const std::vector<RetentionVerdict>& verdicts, platform::Date now) {
   if (verdicts.empty()) return std::nullopt;
   const auto& newest = verdicts.front();
-  const auto begun = BackupFormat::dateFromBackupID(newest.id);
-  const bool isAhead = (begun && *begun > now + idTolerance) || newest.finishedAt > now + clockTolerance;
-  if (!isAhead) return std::nullopt;
+  if (!liesAhead(newest.id, newest.finishedAt, now)) return std::nullopt;
   return fmt::format(
       "The newest backup {} lies in the future ({}): the clock of this machine, or of the one "
       "that made it, is or was wrong.",
-      newest.id, wording::ago(begun.value_or(newest.finishedAt), now));
+      newest.id, wording::ago(BackupFormat::dateFromBackupID(newest.id).value_or(newest.finishedAt), now));
 }
 
 }  // namespace orvik::host

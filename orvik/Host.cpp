@@ -6,6 +6,7 @@
 #include "Platform/Process/StopSignals.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
+#include "orvik/Care/CareCommands.h"
 #include "orvik/CommandTable.h"
 #include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
@@ -19,10 +20,13 @@
 #include "orvik/MCP/MCPCommands.h"
 #include "orvik/Orgs/OrgCommands.h"
 #include "orvik/Output.h"
+#include "orvik/PatchReportCommand.h"
 #include "orvik/Playbook/PlaybookCommands.h"
+#include "orvik/Relations/RelationCommands.h"
 #include "orvik/SampleServerCommand.h"
 #include "orvik/ScheduleCommands.h"
 #include "orvik/Secrets.h"
+#include "orvik/ServerExportCommand.h"
 #include "orvik/Settings/Settings.h"
 #include "orvik/StatusCommand.h"
 #include "orvik/VisibleText.h"
@@ -63,6 +67,11 @@ struct Dispatch {
   ExitStatus operator()(const RetentionArguments& arguments) const {
     return retain(arguments, results, stop);
   }
+  ExitStatus operator()(const CheckArguments& arguments) const {
+    return check(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const RepairArguments& arguments) const { return repair(arguments, results, stop); }
+  ExitStatus operator()(const StatsArguments& arguments) const { return stats(arguments, results, stop); }
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
   ExitStatus operator()(const ListInstancesArguments& arguments) const {
@@ -110,6 +119,21 @@ struct Dispatch {
   }
   ExitStatus operator()(const PlaybookFromBackupArguments& arguments) const {
     return playbookFromBackup(arguments, results, stop);
+  }
+  ExitStatus operator()(const GroupRelationsArguments& arguments) const {
+    return relateGroup(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const DeviceRelationsArguments& arguments) const {
+    return relateDevice(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const AttributeRelationsArguments& arguments) const {
+    return relateAttribute(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const ExportServerArguments& arguments) const {
+    return exportServer(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const PatchReportArguments& arguments) const {
+    return reportPatches(arguments, places, results, stop);
   }
   ExitStatus operator()(const SectionsArguments& arguments) const { return sections(arguments, results); }
   ExitStatus operator()(const ShowArguments& arguments) const { return show(arguments, results); }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -43,18 +44,34 @@ std::unique_ptr<BackupLock::Holder> lockOf(const BackupRepository& repository, d
   }
 }
 
+/// Whatever a backup left counts, so that a folder that is damaged is not told to be none.
+bool isInstance(const BackupRepository& repository) {
+  return files::exists(repository.instanceDirectory / BackupFormat::instanceFile) ||
+         files::isDirectory(repository.backupsDirectory());
+}
+
 }  // namespace
 
 BackupRepository instanceFolder(const std::string& path) {
   BackupRepository repository(path);
   if (!files::isDirectory(path)) throw NotFoundError(fmt::format("There is no folder {}.", path));
-  const bool isInstance = files::exists(repository.instanceDirectory / BackupFormat::instanceFile) ||
-                          files::isDirectory(repository.backupsDirectory());
-  if (!isInstance)
+  if (!isInstance(repository))
     throw NotFoundError(fmt::format("{} is not the folder of an instance: it has neither {} nor {}.{}", path,
                                     BackupFormat::instanceFile, BackupFormat::backupsFolder,
                                     instancesBelow(path)));
   return repository;
+}
+
+std::vector<BackupRepository> instanceFolders(const std::string& path) {
+  if (BackupRepository repository(path); isInstance(repository)) return {std::move(repository)};
+  std::vector<BackupRepository> found;
+  auto names = files::isDirectory(path) ? files::list(path) : std::vector<std::string>();
+  std::ranges::sort(names);
+  for (const auto& name : names)
+    if (BackupRepository repository(path, name); isInstance(repository))
+      found.push_back(std::move(repository));
+  if (found.empty()) return {instanceFolder(path)};  // which says why not
+  return found;
 }
 
 void unlockFolder(const BackupRepository& repository, const std::optional<std::string>& keyFile) {

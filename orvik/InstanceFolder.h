@@ -4,6 +4,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include "OrvikCore/Engine/Heartbeat.h"
 #include "OrvikCore/Store/BackupLock.h"
@@ -15,6 +16,10 @@ namespace orvik::host {
 /// The instance folder that a command line names. Throws `NotFoundError` when it isn't there, or is none: it
 /// has neither "instance.json" nor backups.
 BackupRepository instanceFolder(const std::string& path);
+
+/// The instance folder that a path names, or those right below it, by name. Throws as `instanceFolder` where
+/// there is none.
+std::vector<BackupRepository> instanceFolders(const std::string& path);
 
 /// Opens a sealed folder with the key of a file, or else with those of this machine; does nothing for a plain
 /// one. Throws `CredentialError` and `BackupEncryptionError`.

@@ -5,14 +5,15 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <utility>
 #include <vector>
 
+#include "OrvikCore/Care/KeyRecord.h"
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/InMemoryKeyProvider.h"
 #include "OrvikCore/Security/KeychainIdentityKeyProvider.h"
-#include "OrvikCore/Store/BackupJournal.h"
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Crypto/Digest.h"
 #include "Platform/Files/Files.h"
@@ -29,22 +30,11 @@ namespace files = platform::files;
 
 files::Path recordOf(const BackupJob& job) { return job.root / BackupFormat::encryptionFile; }
 
-/// Where copies of an instance's records are kept. One server may be backed up into several folders, each
-/// with a record of its own.
-files::Path copiesOf(const BackupJob& job) {
-  return tuv::AppIdentity::own().userSupportDirectory() / "encryption" / job.instance.id.text();
-}
+/// Where copies of records are kept.
+files::Path allCopies() { return tuv::AppIdentity::own().userSupportDirectory() / "encryption"; }
 
-/// Whether a finished or an interrupted backup is sealed.
-bool hasSealedContent(const BackupRepository& repository) {
-  const auto partials = repository.partialBackupIDs();
-  return std::ranges::any_of(repository.completeBackups(),
-                             [](const auto& each) { return each.manifest.encryption.has_value(); }) ||
-         std::ranges::any_of(partials, [&](const std::string& id) {
-           const auto state = PartialBackupState::load(repository.partialDirectory(id));
-           return state && state->encrypted.value_or(false);
-         });
-}
+/// Those of an instance. One server may be backed up into several folders, each with a record of its own.
+files::Path copiesOf(const BackupJob& job) { return allCopies() / job.instance.id.text(); }
 
 std::string whatToDo(const BackupJob& job) {
   const auto copies = copiesOf(job);
@@ -64,7 +54,7 @@ void requireNoSealedContent(const BackupJob& job) {
   if (files::exists(record))
     throw CredentialError(fmt::format("The folder is sealed, but {} can't be read, so nothing is written. {}",
                                       record.string(), whatToDo(job)));
-  if (hasSealedContent(BackupRepository(job.root)))
+  if (KeyRecord::hasSealedContent(BackupRepository(job.root)))
     throw CredentialError(
         fmt::format("The folder holds sealed backups, but {} is missing, so nothing is "
                     "written. {}",
@@ -91,21 +81,6 @@ void keepCopy(const BackupJob& job) {
   files::atomicWrite(bytes, copies / (BackupFormat::backupID(platform::now()) + suffix));
 }
 
-/// Whether a cipher opens the indexes of a sealed backup. One damaged index says nothing, all of them do; a
-/// plain one, which anybody could have put there, proves nothing.
-bool opens(const BackupCipher& cipher, const BackupRepository& repository,
-           const BackupRepository::Backup& backup) {
-  const auto folder = repository.backupDirectory(backup.id);
-  bool hasIndexes = false;
-  for (const auto& section : backup.manifest.sections) {
-    if (!section.index) continue;
-    hasIndexes = true;
-    const bool isPlain = BackupRepository::loadIndex(folder, section.id, std::nullopt).has_value();
-    if (!isPlain && BackupRepository::loadIndex(folder, section.id, cipher)) return true;
-  }
-  return !hasIndexes;
-}
-
 }  // namespace
 
 std::shared_ptr<const DecryptionKeyProvider> organisationKeys(const std::optional<std::string>& keyFile) try {
@@ -113,6 +88,17 @@ std::shared_ptr<const DecryptionKeyProvider> organisationKeys(const std::optiona
   return std::make_shared<KeychainIdentityKeyProvider>();
 } catch (const tuv::Error& error) {
   throw CredentialError(error.description());
+}
+
+std::vector<files::Path> keyRecordCopies(const BackupRepository& repository) {
+  auto owner = repository.descriptor();
+  if (const auto newest = repository.latestComplete(); !owner && newest) owner = newest->manifest.instance;
+  const auto owners = owner ? std::vector{owner->id.text()} : files::visibleNames(allCopies());
+  std::vector<files::Path> copies;
+  for (const auto& id : owners)
+    for (const auto& name : files::visibleNames(allCopies() / id)) copies.push_back(allCopies() / id / name);
+  std::ranges::sort(copies, std::ranges::greater(), &files::Path::filename);
+  return copies;
 }
 
 SealedRun::SealedRun(const Sealing& sealing, BackupJob& job, ProgressView& view)
@@ -172,7 +158,7 @@ void SealedRun::requireThatItOpensTheNewestBackup() const {
   const BackupRepository repository(job_.root);
   const auto cipher = BackupEncryption::unlock(job_.root, *job_.encryptionKeys);
   const auto newest = repository.latestComplete();
-  if (!newest || !newest->manifest.encryption || opens(cipher, repository, *newest)) return;
+  if (!newest || !newest->manifest.encryption || KeyRecord::opens(cipher, repository, *newest)) return;
   throw CredentialError(
       fmt::format("{} is not the record that the backup {} was sealed with, so nothing is "
                   "written. {}",

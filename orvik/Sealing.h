@@ -1,11 +1,14 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "OrvikCore/Engine/BackupJob.h"
 #include "OrvikCore/Security/EncryptionInfo.h"
+#include "OrvikCore/Store/BackupRepository.h"
 #include "TuvCore/CategorySink.h"
 #include "orvik/ProgressView.h"
 
@@ -14,6 +17,10 @@ namespace orvik::host {
 /// The organisation keys to open folders with: that of a PEM file, or else those of this machine. Throws
 /// `CredentialError` for a file that can't be used.
 std::shared_ptr<const DecryptionKeyProvider> organisationKeys(const std::optional<std::string>& keyFile);
+
+/// The copies of key records that runs on this machine kept of a folder's instance, newest first; of all
+/// instances where the folder doesn't say whose it is.
+std::vector<std::filesystem::path> keyRecordCopies(const BackupRepository& repository);
 
 /// What the command line says of sealing.
 struct Sealing {

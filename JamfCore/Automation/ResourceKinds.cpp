@@ -5,6 +5,7 @@
 #include "JamfCore/Services/CategoryService.h"
 #include "JamfCore/Services/ComputerExtensionAttributeService.h"
 #include "JamfCore/Services/ConfigurationProfileService.h"
+#include "JamfCore/Services/IfFound.h"
 #include "JamfCore/Services/PackageService.h"
 #include "JamfCore/Services/PolicyService.h"
 #include "JamfCore/Services/ScriptService.h"
@@ -19,19 +20,6 @@ std::optional<Object> firstNamed(std::vector<Object> found, std::string Object::
                                  const std::string& name) {
   for (auto& object : found)
     if (object.*nameField == name) return std::move(object);
-  return std::nullopt;
-}
-
-/// The general part of what `get` gives; nothing when the server does not know it.
-template <class Get>
-auto ifFound(const Get& get) -> std::optional<decltype(get().general)> {
-  constexpr std::int64_t notFound = 404;
-  try {
-    return get().general;
-  } catch (const APIError& error) {
-    const auto* const failed = error.as<APIError::RequestFailed>();
-    if (!failed || failed->statusCode != notFound) throw;
-  }
   return std::nullopt;
 }
 
@@ -70,7 +58,7 @@ void SmartGroups::update(const Object& object, const Declared& declared) const {
 void SmartGroups::remove(const Object& object) const { SmartGroupService{client}.delete_(object.id, stop); }
 
 std::optional<PolicyGeneral> Policies::find(const Declared& declared) const {
-  return ifFound([&] { return PolicyService{client}.get(declared.name, stop); });
+  return ifFound([&] { return PolicyService{client}.get(declared.name, stop).general; });
 }
 
 FieldDifferences Policies::differences(const Declared& declared, const Object& object) const {
@@ -110,7 +98,7 @@ void Scripts::update(const Object& object, const Declared& declared) const {
 void Scripts::remove(const Object& object) const { ScriptService{client}.delete_(object.id, stop); }
 
 std::optional<ConfigurationProfileGeneral> ConfigurationProfiles::find(const Declared& declared) const {
-  return ifFound([&] { return ConfigurationProfileService{client}.get(declared.name, stop); });
+  return ifFound([&] { return ConfigurationProfileService{client}.get(declared.name, stop).general; });
 }
 
 FieldDifferences ConfigurationProfiles::differences(const Declared& declared, const Object& object) const {

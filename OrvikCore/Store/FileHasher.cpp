@@ -114,10 +114,14 @@ FileHasher::Digests FileHasher::digests(const std::filesystem::path& path, std::
   }
 }
 
-std::string FileHasher::sha256(const std::filesystem::path& path, std::size_t chunkSize) {
+std::string FileHasher::sha256(const std::filesystem::path& path, std::size_t chunkSize,
+                               const std::stop_token& stop) {
   platform::files::FileReader reader(path);
   Digest digest(DigestAlgorithm::sha256);
-  for (Bytes chunk; reader.read(chunk, chunkSize);) digest.update(chunk);
+  for (Bytes chunk; reader.read(chunk, chunkSize);) {
+    platform::throwIfCancelled(stop);
+    digest.update(chunk);
+  }
   return platform::hexEncode(digest.finish());
 }
 

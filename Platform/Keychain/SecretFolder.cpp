@@ -25,10 +25,10 @@ constexpr mode_t othersRights = S_IRWXG | S_IRWXO;
 /// different names are different files.
 std::string encoded(std::string_view text) {
   std::string out;
-  for (const unsigned char c : text) {
+  for (const char c : text) {
     const bool stays = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                        c == '-' || c == '_' || c == '.';
-    out += stays ? std::string(1, static_cast<char>(c)) : fmt::format("%{:02X}", c);
+    out += stays ? std::string(1, c) : fmt::format("%{:02X}", static_cast<unsigned char>(c));
   }
   return out;
 }

@@ -37,6 +37,7 @@ Owned<T> owned(T* object) {
 }
 
 constexpr const char* proportional = "Inter, DejaVu Sans, sans-serif";
+constexpr const char* printed = "Liberation Sans, DejaVu Sans, sans-serif";
 constexpr const char* evenlySpaced = "DejaVu Sans Mono, monospace";
 constexpr std::string_view ellipsis = "…";
 /// A character is hardly narrower: what is longer than the lines have room for needn't be laid out.
@@ -66,12 +67,25 @@ void check(cairo_status_t status) {
     throw Error(fmt::format("A PDF can't be made: {}.", cairo_status_to_string(status)));
 }
 
+const char* familiesOf(Face face) {
+  switch (face) {
+    case Face::mono:
+      return evenlySpaced;
+    case Face::print:
+    case Face::printBold:
+      return printed;
+    case Face::regular:
+    case Face::bold:
+      break;
+  }
+  return proportional;
+}
+
 Owned<PangoFontDescription> description(Font font) {
+  const bool isBold = font.face == Face::bold || font.face == Face::printBold;
   auto result = owned(pango_font_description_new());
-  pango_font_description_set_family_static(result.get(),
-                                           font.face == Face::mono ? evenlySpaced : proportional);
-  pango_font_description_set_weight(result.get(),
-                                    font.face == Face::bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+  pango_font_description_set_family_static(result.get(), familiesOf(font.face));
+  pango_font_description_set_weight(result.get(), isBold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
   pango_font_description_set_absolute_size(result.get(), font.size * PANGO_SCALE);
   return result;
 }

@@ -26,9 +26,9 @@ struct Color {
   double blue = 0;
 };
 
-/// The user interface's font, regular and bold, and one of even width. Characters that a font lacks come from
-/// any other that is installed.
-enum class Face { regular, bold, mono };
+/// The user interface's font, regular and bold, one of even width, and one whose letters are as wide as
+/// Helvetica's, for tables on paper. Characters that a font lacks come from any other that is installed.
+enum class Face { regular, bold, mono, print, printBold };
 
 struct Font {
   Face face = Face::regular;

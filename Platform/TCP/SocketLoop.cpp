@@ -286,7 +286,7 @@ class SocketLoop::State {
   }
 
   void acceptNewcomers() {
-    for (int accepted = 0; accepted < acceptedAtOnce && isAccepting_; ++accepted) {
+    for (int accepted = 0; accepted < acceptedAtOnce && isAccepting_ && hasRoom(); ++accepted) {
       Descriptor socket(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
       if (!socket.isOpen()) {
         // The connection stays in the backlog, so the listener stays readable: without a pause this would
@@ -294,15 +294,32 @@ class SocketLoop::State {
         if (detail::isOutOfResources(errno)) pauseAccepting(MonotonicClock::now() + outOfResourcesPause);
         return;
       }
+      if (isFull()) makeRoom();
       add(std::move(socket));
-      if (limits_.connections && connections_.size() >= *limits_.connections && !mostDispensable())
-        pauseAccepting(std::nullopt);
     }
   }
 
+  bool isFull() const { return limits_.connections && connections_.size() >= *limits_.connections; }
+
+  /// Whether one more may come, in the place of another if need be; else accepting pauses until one may.
+  bool hasRoom() {
+    if (!isFull()) return true;
+    const auto victim = mostDispensable();
+    const auto now = MonotonicClock::now();
+    if (victim && (victim->second.phase == Phase::draining || now < crowdedUntil_ ||
+                   victim->second.since + limits_.grace <= now))
+      return true;
+    pauseAccepting(victim ? std::optional(victim->second.since + limits_.grace) : std::nullopt);
+    return false;
+  }
+
+  void makeRoom() {
+    const auto victim = mostDispensable();
+    if (victim->second.phase == Phase::reading) crowdedUntil_ = MonotonicClock::now() + limits_.grace;
+    drop(victim->first);
+  }
+
   void add(Descriptor socket) {
-    if (limits_.connections && connections_.size() >= *limits_.connections)
-      if (const auto victim = mostDispensable()) drop(*victim);
     const int on = 1;
     ::setsockopt(socket.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     const ID id = next_++;
@@ -315,8 +332,8 @@ class SocketLoop::State {
       drop(id);
   }
 
-  /// The connection whose place a new one may have.
-  std::optional<ID> mostDispensable() const {
+  /// The connection whose place a new one may have; null for none.
+  const std::pair<const ID, Connection>* mostDispensable() const {
     const auto rank = [](const Connection& connection) {
       return std::pair{connection.phase != Phase::draining, connection.since};
     };
@@ -324,7 +341,7 @@ class SocketLoop::State {
     for (const auto& each : connections_)
       if (each.second.phase == Phase::reading || each.second.phase == Phase::draining)
         if (!best || rank(each.second) < rank(best->second)) best = &each;
-    return best ? std::optional(best->first) : std::nullopt;
+    return best;
   }
 
   const Events events_;
@@ -339,6 +356,7 @@ class SocketLoop::State {
   Descriptor listener_;
   bool isAccepting_ = false;
   std::optional<MonotonicTime> pausedUntil_;
+  MonotonicTime crowdedUntil_;  ///< till then nobody is given time to begin
   ID next_ = firstID;
   std::unordered_map<ID, Connection> connections_;
   std::set<Deadline> deadlines_;

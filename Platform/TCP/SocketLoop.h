@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Bytes.h"
 
@@ -42,12 +43,17 @@ class SocketLoop {
     std::optional<std::size_t> connections;
     /// How long a connection may take until it is held, and then for taking in the answer; none for ever.
     std::optional<Duration> patience;
+    /// How long a connection keeps its place in any case, so that many clients that come at once are not cut
+    /// before they could send anything. Who is cut after that was not about to, and for as long again the
+    /// rest is given no time: whoever takes all places and is silent holds the others up once.
+    Duration grace{0};
   };
 
   static constexpr std::size_t readSize = 1048576;
 
   /// Starts the thread, which debuggers show under that name.
-  SocketLoop(const std::string& name, Events events, Limits limits = {});
+  SocketLoop(const std::string& name, Events events, Limits limits);
+  SocketLoop(const std::string& name, Events events) : SocketLoop(name, std::move(events), Limits()) {}
   /// Cuts all connections.
   ~SocketLoop();
   SocketLoop(const SocketLoop&) = delete;

@@ -2,6 +2,7 @@
 
 #include <CLI/App.hpp>
 #include <functional>
+#include <string_view>
 #include <vector>
 
 #include "orvik/Arguments.h"
@@ -13,7 +14,9 @@ struct Command {
   CLI::App* parser = nullptr;  ///< its place in the tree of parsers; owned by the program's
   /// What was asked for, once it has parsed. Throws `UsageError` for what the parser can't see.
   std::function<Invocation()> invocation;
-  bool takesSettings = true;  ///< what the organisation forces and the user chose counts
+  /// Options that what the organisation forces and the user chose doesn't fill: they mean something else
+  /// here.
+  std::vector<std::string_view> withoutSetting = {};
 };
 using Commands = std::vector<Command>;
 
@@ -27,6 +30,8 @@ void addConfig(CLI::App& program, Commands& commands);
 void addSamples(CLI::App& program, Commands& commands);
 /// `pack`, `gc` and `retention`.
 void addFolderCare(CLI::App& program, Commands& commands);
+/// `check`, `repair` and `stats`.
+void addHealth(CLI::App& program, Commands& commands);
 /// `lock show` and `lock unlock`.
 void addLock(CLI::App& program, Commands& commands);
 /// `instances list`, `instances add`, `instances remove` and `instances test`.
@@ -40,6 +45,10 @@ void addPlaybook(CLI::App& program, Commands& commands);
 void addExplore(CLI::App& program, Commands& commands);
 /// `schedule list`, `schedule add`, `schedule remove` and `schedule run`.
 void addSchedule(CLI::App& program, Commands& commands);
+/// `relations group`, `relations device` and `relations attribute`.
+void addRelations(CLI::App& program, Commands& commands);
+/// `export-server` and `patch-report`.
+void addServerFiles(CLI::App& program, Commands& commands);
 /// `mcp` and `mcp tools`.
 void addMCP(CLI::App& program, Commands& commands);
 void addStatus(CLI::App& program, Commands& commands);

@@ -37,7 +37,7 @@ void addChoice(CLI::App& group, Commands& commands) {
       ->required();
   set.add_option("VALUE", *chosen->value, "What it is to be")->type_name("")->required();
   set.footer("Example:\n  orvik config set BackupFolder /srv/backups");
-  commands.push_back({&set, [chosen]() -> Invocation { return *chosen; }, false});
+  commands.push_back({&set, [chosen]() -> Invocation { return *chosen; }});
 
   auto& unset = *group.add_subcommand("unset", "Take a choice back");
   const auto name = std::make_shared<ChooseSettingArguments>();
@@ -45,7 +45,7 @@ void addChoice(CLI::App& group, Commands& commands) {
       ->type_name("")
       ->required();
   unset.footer("Example:\n  orvik config unset BackupFolder");
-  commands.push_back({&unset, [name]() -> Invocation { return *name; }, false});
+  commands.push_back({&unset, [name]() -> Invocation { return *name; }});
 }
 
 }  // namespace

@@ -56,6 +56,21 @@ void addJSON(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Print JSON lines on standard output");
 }
 
+void addForm(CLI::App& command, OutputArguments& arguments) {
+  addQuiet(command, arguments.quiet);
+  addJSON(command, arguments.json);
+}
+
+void addOrgServer(CLI::App& command, OrgServerArguments& arguments) {
+  command.add_option("--org", arguments.org, "The organization by its name or ID, as orvik orgs lists it")
+      ->type_name("NAME");
+  command.add_option("--database", arguments.database, "Database of organizations (default: your own)")
+      ->type_name("FILE");
+  command.add_option("--ca-file", arguments.caFile, "PEM file of further trust anchors for TLS")
+      ->type_name("FILE");
+  addForm(command, arguments);
+}
+
 void addKey(CLI::App& command, std::optional<std::string>& key) {
   command.add_option("--key", key, "PEM file of the organisation's private key (default: the keychain)")
       ->type_name("FILE");

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "OrvikCore/Store/RetentionPolicy.h"
 #include "orvik/Arguments.h"
+#include "orvik/CommandLine/Commands.h"
 
 /// Options that several commands have, and checks of values.
 namespace orvik::host::commandLine {
@@ -54,6 +58,22 @@ void requireOneSecret(const CLI::App& command);
 void requireNoBlank(const CLI::App& command);
 /// Throws `UsageError` when an argument is missing.
 void requireGiven(const CLI::App& command, const char* name);
+
+/// Adds a command that is complete once these arguments are given.
+template <class Arguments>
+void pushComplete(Commands& commands, CLI::App& command, const std::shared_ptr<Arguments>& arguments,
+                  std::vector<const char*> required) {
+  commands.push_back({&command, [&command, arguments, required = std::move(required)]() -> Invocation {
+                        requireNoBlank(command);
+                        for (const char* name : required) requireGiven(command, name);
+                        return *arguments;
+                      }});
+}
+
+/// `--quiet` and `--json`.
+void addForm(CLI::App& command, OutputArguments& arguments);
+/// `--org`, `--database`, `--ca-file` and the form.
+void addOrgServer(CLI::App& command, OrgServerArguments& arguments);
 
 /// The positional FOLDER.
 void addFolder(CLI::App& command, std::string& folder);

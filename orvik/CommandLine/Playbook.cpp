@@ -9,35 +9,13 @@ namespace orvik::host::commandLine {
 
 namespace {
 
-void addForm(CLI::App& command, OutputArguments& arguments) {
-  addQuiet(command, arguments.quiet);
-  addJSON(command, arguments.json);
-}
-
 void addFile(CLI::App& command, std::string& file) {
   command.add_option("FILE", file, "The playbook; - is standard input")->type_name("");
 }
 
 void addServer(CLI::App& command, PlaybookServerArguments& arguments) {
   addFile(command, arguments.file);
-  command.add_option("--org", arguments.org, "The organization by its name or ID, as orvik orgs lists it")
-      ->type_name("NAME");
-  command.add_option("--database", arguments.database, "Database of organizations (default: your own)")
-      ->type_name("FILE");
-  command.add_option("--ca-file", arguments.caFile, "PEM file of further trust anchors for TLS")
-      ->type_name("FILE");
-  addForm(command, arguments);
-}
-
-/// A command whose arguments are complete once these are given.
-template <class Arguments>
-void push(Commands& commands, CLI::App& command, const std::shared_ptr<Arguments>& a,
-          std::vector<const char*> required) {
-  commands.push_back({&command, [&command, a, required = std::move(required)]() -> Invocation {
-                        requireNoBlank(command);
-                        for (const char* name : required) requireGiven(command, name);
-                        return *a;
-                      }});
+  addOrgServer(command, arguments);
 }
 
 void addCheck(CLI::App& playbook, Commands& commands) {
@@ -48,7 +26,7 @@ void addCheck(CLI::App& playbook, Commands& commands) {
   command.footer(
       "A document that is no playbook ends with status 2. Keys that mean nothing are told.\n\n"
       "Example:\n  orvik playbook check school.yaml");
-  push(commands, command, a, {"FILE"});
+  pushComplete(commands, command, a, {"FILE"});
 }
 
 void addNext(CLI::App& playbook, Commands& commands) {
@@ -60,7 +38,7 @@ void addNext(CLI::App& playbook, Commands& commands) {
   command.footer(
       "TIME is 2026-11-22T23:00:00Z, \"2026-11-22 23:00\" or 23:00. The clock is that of this machine.\n\n"
       "Example:\n  orvik playbook next school.yaml --after 2026-11-22T23:00:00Z");
-  push(commands, command, a, {"FILE"});
+  pushComplete(commands, command, a, {"FILE"});
 }
 
 void addPlan(CLI::App& playbook, Commands& commands) {
@@ -72,7 +50,7 @@ void addPlan(CLI::App& playbook, Commands& commands) {
   command.footer(
       "Ends with status 6 when there is something to do, with 1 when a resource can't be compared.\n\n"
       "Example:\n  orvik playbook plan school.yaml --org School --out school.plan");
-  push(commands, command, a, {"FILE", "--org"});
+  pushComplete(commands, command, a, {"FILE", "--org"});
 }
 
 void addApply(CLI::App& playbook, Commands& commands) {
@@ -86,7 +64,7 @@ void addApply(CLI::App& playbook, Commands& commands) {
       "rolled\n"
       "back; the status is 1 then.\n\n"
       "Example:\n  orvik playbook apply school.yaml --org School --plan school.plan");
-  push(commands, command, a, {"FILE", "--org"});
+  pushComplete(commands, command, a, {"FILE", "--org"});
 }
 
 void addFetch(CLI::App& playbook, Commands& commands) {

@@ -26,7 +26,7 @@ void addDemo(CLI::App& program, Commands& commands) {
   addFleet(command, a->fleet, "Size of the made-up server");
   addQuiet(command, a->quiet);
   command.footer("It needs no configuration and no network.\n\nExample:\n  orvik demo --fleet school");
-  commands.push_back({&command, [a]() -> Invocation { return *a; }, false});
+  commands.push_back({&command, [a]() -> Invocation { return *a; }, {"to"}});
 }
 
 void addSampleServer(CLI::App& program, Commands& commands) {
@@ -40,7 +40,7 @@ void addSampleServer(CLI::App& program, Commands& commands) {
   addQuiet(command, a->quiet);
   addJSON(command, a->json);
   command.footer("Example:\n  orvik sample-server --port 8080 --fleet small");
-  commands.push_back({&command, [a]() -> Invocation { return *a; }, false});
+  commands.push_back({&command, [a]() -> Invocation { return *a; }});
 }
 
 }  // namespace

@@ -65,8 +65,9 @@ std::optional<std::string> wholeText(json::View value) {
 
 /// An answer that names its request: the handler's last resort has no room for an ID.
 platform::Bytes withID(platform::Bytes answer, const JSONValue& id) {
+  using Handler = jamf::MCPRequestHandler;
+  if (answer != Handler::resultNotEncoded && answer != Handler::errorNotEncoded) return answer;
   const auto document = json::Document::parse(answer);
-  if (document->root()["id"]) return answer;
   auto envelope = JSONRPCErrorEnvelope{.id = id, .error = {}};
   envelope.error.code = at(document->root(), {"error", "code"})->int64().value();
   envelope.error.message = at(document->root(), {"error", "message"})->string().value();

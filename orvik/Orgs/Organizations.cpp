@@ -75,4 +75,15 @@ const JamfOrganization& organizationNamed(const std::vector<JamfOrganization>& o
   return *found;
 }
 
+ChosenOrganization chosenOrganization(const OrgServerArguments& arguments, const HostPlaces& places) {
+  ChosenOrganization chosen;
+  const auto database = organizationsFile(arguments.database, places);
+  if (platform::files::exists(database)) chosen.organizations = openOrganizations(database, arguments.caFile);
+  chosen.record = organizationNamed(
+      chosen.organizations ? chosen.organizations->organizations() : std::vector<JamfOrganization>(),
+      arguments.org);
+  chosen.client = chosen.organizations->apiClient(chosen.record);
+  return chosen;
+}
+
 }  // namespace orvik::host

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "JamfCore/OrgManagement/OrgManager.h"
+#include "orvik/Arguments.h"
 #include "orvik/HostPlaces.h"
 
 /// The organizations that this user administers, in a database of their own, with their secrets in the user's
@@ -33,5 +34,16 @@ std::shared_ptr<jamf::APIClient> organizationClient(jamf::OrgManager& organizati
 /// `UsageError` when several have the name.
 const jamf::JamfOrganization& organizationNamed(const std::vector<jamf::JamfOrganization>& organizations,
                                                 std::string_view name);
+
+/// An organization that a command names, with the client of its server.
+struct ChosenOrganization {
+  std::shared_ptr<jamf::OrgManager> organizations;
+  jamf::JamfOrganization record;
+  std::shared_ptr<jamf::APIClient> client;
+};
+
+/// Makes no database where there is none. Throws as `organizationNamed`, `openOrganizations` and
+/// `jamf::OrgManager::apiClient`.
+ChosenOrganization chosenOrganization(const OrgServerArguments& arguments, const HostPlaces& places);
 
 }  // namespace orvik::host

@@ -7,9 +7,7 @@
 #include "JamfCore/Automation/PlaybookRunner.h"
 #include "JamfCore/Automation/PlaybookYAML.h"
 #include "Platform/Crypto/Digest.h"
-#include "Platform/Files/Files.h"
 #include "orvik/JSONRecord.h"
-#include "orvik/Orgs/Organizations.h"
 #include "orvik/Playbook/PlanText.h"
 #include "orvik/Playbook/PlaybookFile.h"
 #include "orvik/Wording.h"
@@ -23,26 +21,21 @@ PlaybookServer::PlaybookServer(const PlaybookServerArguments& arguments, const H
   const auto text = readPlaybookFile(arguments.file, stop);
   digest_ = platform::sha256Hex(text);
   playbook_ = jamf::PlaybookYAML::decode(text);
-  const auto database = organizationsFile(arguments.database, places);
-  if (platform::files::exists(database)) organizations_ = openOrganizations(database, arguments.caFile);
-  organization_ = organizationNamed(
-      organizations_ ? organizations_->organizations() : std::vector<jamf::JamfOrganization>(),
-      arguments.org);
-  client_ = organizations_->apiClient(organization_);
+  organization_ = chosenOrganization(arguments, places);
 }
 
 SavedPlan PlaybookServer::plan(const Report& report, const std::stop_token& stop) const {
   const auto view = report.view(Verbosity::brief);
   const auto count = static_cast<std::int64_t>(playbook_.resources.size());
-  view->step(
-      fmt::format("Comparing {} with {}", wording::counted(count, "resource"), organization_.baseURLString));
+  view->step(fmt::format("Comparing {} with {}", wording::counted(count, "resource"),
+                         organization_.record.baseURLString));
   SavedPlan plan;
   plan.plannedAt = platform::now();
-  plan.organization = organization_.name;
-  plan.baseURL = organization_.baseURLString;
+  plan.organization = organization_.record.name;
+  plan.baseURL = organization_.record.baseURLString;
   plan.playbook = playbook_.name;
   plan.playbookSHA256 = digest_;
-  plan.plan = jamf::PlaybookRunner{client_}.plan(playbook_, stop);
+  plan.plan = jamf::PlaybookRunner{client()}.plan(playbook_, stop);
   return plan;
 }
 

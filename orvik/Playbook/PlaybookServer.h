@@ -6,9 +6,9 @@
 
 #include "JamfCore/Automation/Playbook.h"
 #include "JamfCore/Networking/APIClient.h"
-#include "JamfCore/OrgManagement/OrgManager.h"
 #include "orvik/Arguments.h"
 #include "orvik/HostPlaces.h"
+#include "orvik/Orgs/Organizations.h"
 #include "orvik/Playbook/SavedPlan.h"
 #include "orvik/Report.h"
 
@@ -23,8 +23,8 @@ class PlaybookServer {
                  const std::stop_token& stop);
 
   const jamf::Playbook& playbook() const { return playbook_; }
-  const std::string& organization() const { return organization_.name; }
-  const std::shared_ptr<jamf::APIClient>& client() const { return client_; }
+  const std::string& organization() const { return organization_.record.name; }
+  const std::shared_ptr<jamf::APIClient>& client() const { return organization_.client; }
 
   /// What is to be done as the server is now; shown as a step while it is found out. Writes nothing. Throws
   /// `CancellationError` alone.
@@ -33,9 +33,7 @@ class PlaybookServer {
  private:
   std::string digest_;
   jamf::Playbook playbook_;
-  std::shared_ptr<jamf::OrgManager> organizations_;
-  jamf::JamfOrganization organization_;
-  std::shared_ptr<jamf::APIClient> client_;
+  ChosenOrganization organization_;
 };
 
 /// The plan as text or JSON lines, without its summary.

@@ -258,8 +258,8 @@ TEST(CommandTable, HelpHasAnExampleForEachCommand) {
     return std::get<PrintText>(parseCommandLine(arguments)).text;
   };
   EXPECT_EQ(text({"--version"}), "orvik " ORVIK_VERSION);
-  for (const std::string command :
-       {"backup", "simulate", "pack", "gc", "retention", "demo", "sample-server"}) {
+  for (const std::string command : {"backup", "simulate", "pack", "gc", "retention", "demo", "sample-server",
+                                    "export-server", "patch-report"}) {
     EXPECT_THAT(text({"--help"}), HasSubstr(command));
     EXPECT_THAT(text({command, "--help"}), testing::ContainsRegex("Examples?:\n  orvik " + command));
     EXPECT_THAT(text({command, "--help"}), HasSubstr("Usage: orvik " + command + " "));
@@ -268,6 +268,10 @@ TEST(CommandTable, HelpHasAnExampleForEachCommand) {
     EXPECT_THAT(text({"lock", "--help"}), HasSubstr(command));
     EXPECT_THAT(text({"lock", command, "--help"}), HasSubstr("Example:\n  orvik lock " + command));
     EXPECT_THAT(text({"lock", command, "--help"}), HasSubstr("Usage: orvik lock " + command + " "));
+  }
+  for (const std::string command : {"group", "device", "attribute"}) {
+    EXPECT_THAT(text({"relations", "--help"}), HasSubstr(command));
+    EXPECT_THAT(text({"relations", command, "--help"}), HasSubstr("\n  orvik relations " + command));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "JamfCore/Automation/PlaybookYAML.h"
+#include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Format/BackupEngineError.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Security/SecretError.h"
@@ -30,6 +31,10 @@ TEST(ExitStatus, EveryKindOfFailureHasItsStatus) {
   EXPECT_EQ(statusOf(jamf::PlaybookYAMLError("x")), 2);
   EXPECT_EQ(statusOf(NotFoundError("x")), 10);
   EXPECT_EQ(statusOf(CredentialError("x")), 12);
+  EXPECT_EQ(statusOf(jamf::APIError::authenticationFailed(401, "x")), 12);
+  EXPECT_EQ(statusOf(jamf::APIError::notAuthenticated()), 12);
+  EXPECT_EQ(statusOf(jamf::APIError::authenticationFailed(503, "x")), 1);
+  EXPECT_EQ(statusOf(jamf::APIError::requestFailed(401, "x")), 1);
   EXPECT_EQ(statusOf(SecretError::crypto("x")), 12);
   EXPECT_EQ(statusOf(tuv::KeychainError::unexpectedStatus(-25308)), 12);
   EXPECT_EQ(statusOf(CollectionRefused(CollectionRefused::Kind::sealed, "x")), 12);

@@ -12,6 +12,8 @@ template <class... Case>
 struct Cases : Case... {
   using Case::operator()...;
 };
+template <class... Case>
+Cases(Case...) -> Cases<Case...>;
 
 }  // namespace
 

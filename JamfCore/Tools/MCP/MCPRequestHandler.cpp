@@ -75,27 +75,36 @@ struct ToolsCallResult {
   }
 };
 
-/// An envelope as bytes; `otherwise`, which stands as it is, when that fails.
+/// An envelope as bytes; `otherwise` when that fails.
 template <class Envelope>
-platform::Bytes encoded(const Envelope& envelope, const char* otherwise) {
+platform::Bytes encoded(const Envelope& envelope, std::string_view otherwise) {
   try {
     auto bytes = json::Encoder(json::Rendering::compact).encode(envelope);
     if (platform::locale::isValidUTF8(bytes)) return bytes;
   } catch (const platform::Error&) {
   }
-  return otherwise;
+  return platform::Bytes(otherwise);
 }
 
 template <class Result>
 platform::Bytes encodeResult(Result result, const JSONValue& id) {
   return encoded(JSONRPCResultEnvelope<Result>{.id = id, .result = std::move(result)},
-                 R"({"jsonrpc":"2.0","error":{"code":-32603,"message":"Internal error encoding response"}})");
+                 MCPRequestHandler::resultNotEncoded);
 }
 
 platform::Bytes encodeError(std::int64_t code, const std::string& message, const JSONValue& id) {
-  return encoded(
-      JSONRPCErrorEnvelope{.id = id, .error = {code, message}},
-      R"({"jsonrpc":"2.0","error":{"code":-32603,"message":"Internal error encoding error response"}})");
+  return encoded(JSONRPCErrorEnvelope{.id = id, .error = {code, message}},
+                 MCPRequestHandler::errorNotEncoded);
+}
+
+/// A result that was encoded for the ID null, for another one. The ID stands first in it.
+platform::Bytes readdressed(const platform::Bytes& answerToNull, const JSONValue& id) {
+  constexpr std::string_view begin = R"({"id":)", null = "null";
+  if (!answerToNull.starts_with(begin)) return answerToNull;
+  auto answer = encoded(JSONValue::object({{"id", id}}), MCPRequestHandler::resultNotEncoded);
+  if (!answer.starts_with(begin)) return answer;
+  answer.pop_back();
+  return answer.append(answerToNull, begin.size() + null.size());
 }
 
 /// A member of the request's parameters.
@@ -148,11 +157,16 @@ std::string missingArguments(const JamfTool& tool, const JamfTool::Arguments& ar
 
 }  // namespace
 
+MCPRequestHandler::MCPRequestHandler(std::vector<JamfTool> tools, OrgManager& orgManager)
+    : tools_(std::move(tools)),
+      orgManager_(orgManager),
+      list_(encodeResult(listed(tools_), JSONValue::null())) {}
+
 std::optional<platform::Bytes> MCPRequestHandler::handle(const JSONRPCRequest& request,
                                                          const std::stop_token& stop) const {
   if (!request.id) return std::nullopt;
   if (request.method == "initialize") return encodeResult(initialize(request), *request.id);
-  if (request.method == "tools/list") return encodeResult(listed(tools_), *request.id);
+  if (request.method == "tools/list") return readdressed(list_, *request.id);
   if (request.method == "tools/call") return call(request, stop);
   return encodeError(JSONRPCErrorCode::methodNotFound, "Method not found: " + request.method, *request.id);
 }

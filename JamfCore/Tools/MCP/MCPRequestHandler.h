@@ -3,6 +3,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "JamfCore/OrgManagement/OrgManager.h"
@@ -18,10 +19,15 @@ namespace jamf {
 /// Immutable; any thread may call, at once too. A call blocks while its tool works.
 class MCPRequestHandler {
  public:
+  // What is given in place of an answer that can't be encoded. It names no request.
+  static constexpr std::string_view resultNotEncoded =
+      R"({"jsonrpc":"2.0","error":{"code":-32603,"message":"Internal error encoding response"}})";
+  static constexpr std::string_view errorNotEncoded =
+      R"({"jsonrpc":"2.0","error":{"code":-32603,"message":"Internal error encoding error response"}})";
+
   /// Tools are listed in the order given; of two with one name the first counts. `orgManager` outlives the
   /// handler.
-  MCPRequestHandler(std::vector<JamfTool> tools, OrgManager& orgManager)
-      : tools_(std::move(tools)), orgManager_(orgManager) {}
+  MCPRequestHandler(std::vector<JamfTool> tools, OrgManager& orgManager);
 
   /// The one answer, or nothing for a notification, which is never looked at. Every failure is an answer,
   /// that of a tool a result with `isError`. Throws `platform::CancellationError` alone.
@@ -33,6 +39,7 @@ class MCPRequestHandler {
 
   const std::vector<JamfTool> tools_;
   OrgManager& orgManager_;
+  const platform::Bytes list_;  ///< of the tools, as the answer to a request whose ID is null
 };
 
 }  // namespace jamf

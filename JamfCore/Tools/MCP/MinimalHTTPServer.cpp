@@ -41,7 +41,7 @@ bool isPlainNumber(std::string_view text) {
 
 platform::SocketLoop::Limits loopLimits(const std::optional<MinimalHTTPServer::Limits>& limits) {
   if (!limits) return {};
-  return {limits->connections, limits->patience};
+  return {limits->connections, limits->patience, limits->grace};
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ class MinimalHTTPServer {
     std::size_t body = 8 * 1024 * 1024;                             ///< bytes
     std::chrono::milliseconds patience = std::chrono::seconds(30);  ///< to send a request, or take an answer
     std::size_t connections = 64;  ///< beyond, the one that has waited longest without a whole request is cut
+    std::chrono::milliseconds grace = std::chrono::seconds(1);  ///< but for those that have just come
   };
 
   explicit MinimalHTTPServer(Handler handler, std::optional<Limits> limits = std::nullopt);

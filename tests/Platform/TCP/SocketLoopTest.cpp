@@ -239,6 +239,31 @@ TEST_F(Loop, ThousandsOfHalfOpenConnectionsLeaveRoomForOthers) {
   EXPECT_EQ(client.readToEnd(), "you");
 }
 
+TEST_F(Loop, WithGraceClientsThatComeAtOnceAreAllServed) {
+  start({.connections = 2, .patience = {}, .grace = 60s});
+  std::vector<RawSocket> clients;
+  for (int i = 0; i < 40; ++i) clients.emplace_back(port());
+  for (std::size_t i = 0; i < clients.size(); ++i) {
+    const auto text = "client " + std::to_string(i);
+    clients[i].send(text);
+    loop().answer(connectionThatSent(text), text);
+    EXPECT_EQ(clients[i].readToEnd(), text);
+  }
+}
+
+TEST_F(Loop, WithGraceSilentConnectionsHoldOthersUpOnce) {
+  start({.connections = 2, .patience = {}, .grace = 100ms});
+  std::vector<RawSocket> silent;
+  for (int i = 0; i < 200; ++i) silent.emplace_back(port());
+  const auto begin = std::chrono::steady_clock::now();
+  const RawSocket client(port());
+  client.send("me");
+  loop().answer(connectionThatSent("me"), "you");
+  EXPECT_EQ(client.readToEnd(), "you");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);  // 10 s, had each of them been given its time
+  EXPECT_EQ(silent.front().readToEnd(), "");
+}
+
 TEST_F(Loop, ItStopsListeningAndListensAgain) {
   start();
   const RawSocket before(port());

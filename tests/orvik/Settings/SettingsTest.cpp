@@ -116,6 +116,16 @@ TEST_F(SettingsTest, ADemoTakesNoSettings) {
   EXPECT_EQ(std::get<DemoArguments>(parseCommandLine({"demo"}, &all)).to, "");
 }
 
+TEST_F(SettingsTest, TheFolderOfAllBackupsIsNoPlaceForAnExport) {
+  settings().choose("BackupFolder", "/srv/backups");
+  settings().choose("TrustAnchors", "/etc/anchors.pem");
+  const auto all = settings();
+  EXPECT_THROW(parseCommandLine({"export-server", "--org", "O"}, &all), UsageError);
+  const auto line = parseCommandLine({"export-server", "--org", "O", "--to", "/x"}, &all);
+  EXPECT_EQ(std::get<ExportServerArguments>(line).to, "/x");
+  EXPECT_EQ(std::get<ExportServerArguments>(line).caFile, "/etc/anchors.pem");
+}
+
 TEST_F(SettingsTest, AChoiceIsTakenBack) {
   settings().choose("keepdays", "90");
   EXPECT_EQ(shown("KeepDays").value, "90");
