@@ -6,7 +6,7 @@ import time
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from injection import Fault, NotRun  # noqa: F401
+from injection import Fault, NotRun  # noqa: F401 (rows take it from here)
 
 GROUPS = {
     "A": "Crash of the process",

@@ -41,10 +41,11 @@ class Fault:
     `calls` are kinds with commas, `below` the folders that count, `at` the number of the first call, from 1.
     """
 
-    def __init__(self, folder, calls, below=(), do="", at=0, until=None, every=1, pattern="", clock=0):
+    def __init__(self, folder, calls, below=(), do="", at=0, until=None, every=1, pattern="", clock=0,
+                 name="fault-state"):
         if Shim.library is None:
             raise NotRun("the library to preload could not be built")
-        self.path = Path(folder) / "fault-state"
+        self.path = Path(folder) / name
         self.path.write_bytes(bytes(STATE_BYTES))
         self.file = open(self.path, "r+b")
         self.map = mmap.mmap(self.file.fileno(), STATE_BYTES)
@@ -68,6 +69,10 @@ class Fault:
         """Moves the calendar of the program, also while it runs."""
         self.map[16:24] = struct.pack("q", seconds)
 
+    def refuse_renames(self, text):
+        """From now on a rename to a path that holds the text fails."""
+        self.map[24:24 + len(text) + 1] = text.encode() + b"\0"
+
     @property
     def count(self):
         return struct.unpack("Q", self.map[0:8])[0]
@@ -78,7 +83,7 @@ class Fault:
 
     @property
     def what(self):
-        return self.map[24:].split(b"\0")[0].decode("utf-8", "replace")
+        return self.map[88:].split(b"\0")[0].decode("utf-8", "replace")
 
     def close(self):
         self.map.close()

@@ -1,5 +1,6 @@
 """Runs the programs with an environment of their own, so that nothing of this machine's user is touched."""
 
+import itertools
 import os
 import signal
 import subprocess
@@ -7,7 +8,7 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
-LOCKED = 11
+WARNINGS, LOCKED, CANCELLED = 3, 11, 130
 
 
 @dataclass
@@ -103,7 +104,7 @@ class Programs:
         self.outputs = self.place / "outputs"
         for each in (self.home, self.temporary, self.outputs):
             each.mkdir(parents=True, exist_ok=True)
-        self.number = 0
+        self.numbers = itertools.count(1)
         self.said = []  # what has already been printed and bore a secret
         self.secrets = []
 
@@ -121,8 +122,8 @@ class Programs:
 
     def start(self, program, *arguments, fault=None, prefix=(), environment=None, preexec=None, cwd=None):
         """`prefix` is a program that starts it, such as unshare; `fault` is a Fault for it."""
-        self.number += 1
-        outputs = [self.outputs / f"{self.number}.{kind}" for kind in ("out", "err")]
+        number = next(self.numbers)
+        outputs = [self.outputs / f"{number}.{kind}" for kind in ("out", "err")]
         extra = dict(environment or {})
         if fault:
             extra.update(fault.environment())

@@ -38,7 +38,8 @@ struct state {
   uint64_t count;  // calls that counted
   uint64_t hits;   // calls that were broken
   int64_t clock;   // seconds that the calendar is ahead
-  char what[1000]; // the first broken call: its kind and path
+  char refused[64]; // renames to paths that hold this text fail, from when it is set
+  char what[936];   // the first broken call: its kind and path
 };
 
 enum action { PASS, FAIL, SHORT, ONE, LIE, TORN, OMIT, REPEAT };
@@ -104,6 +105,10 @@ static int isBelow(const char *path) {
 static enum action decide(enum kind kind, const char *path) {
   if (!state || !wanted[kind]) return PASS;
   if (path && (!isBelow(path) || (*pattern && !strstr(path, pattern)))) return PASS;
+  if (kind == RENAME && *state->refused && path && strstr(path, state->refused)) {
+    errno = EIO;
+    return FAIL;
+  }
   const uint64_t n = __atomic_add_fetch(&state->count, 1, __ATOMIC_SEQ_CST);
   if (first == 0 || n < first || n > last || (n - first) % step != 0) return PASS;
   if (__atomic_fetch_add(&state->hits, 1, __ATOMIC_SEQ_CST) == 0) {
