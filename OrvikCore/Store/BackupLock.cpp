@@ -115,7 +115,7 @@ void BackupLock::release(const Path& folder) const noexcept try {
 }
 
 BackupLock::Holder::Holder(BackupLock lock, Path directory)
-    : lock_(std::move(lock)), directory_(std::move(directory)) {}
+    : lock_(std::move(lock)), directory_(std::move(directory)), state_({false, lock_.heartbeat}) {}
 
 BackupLock::Holder::~Holder() { release(); }
 

@@ -116,7 +116,7 @@ class BackupLock::Holder {
 
   struct State {
     bool released = false;
-    platform::Date lastSign = platform::now();  ///< that was written
+    platform::Date lastSign;  ///< of life that was written
   };
 
   const BackupLock lock_;

@@ -5,6 +5,8 @@ import signal
 from datetime import datetime, timezone
 
 from campaign import NotRun, row
+from folders import copy_tree
+from invariants import kept
 from scene import Scene
 
 DAY = 86400
@@ -61,12 +63,24 @@ def same_second(stage):
         stage.tally.add(f"attempt {attempt}", problems + scene.recovers(instance, scene.before))
 
 
-@row("F4", "1970, 2038, 2100, 9999 and a leap day")
+def listed(stage, instance):
+    """IDs as `list` prints them, newest first."""
+    end = stage.programs.run("orvikctl", "list", instance.path)
+    return [line.split()[0] for line in end.out.splitlines() if re.match(r"\d{4}-", line)]
+
+
+@row("F4", "Clocks of 1970, 2038, a leap day, 2100 and 2200, and IDs up to 9999")
 def dates(stage):
     scene = Scene(stage)
+    instance = scene.reset()
+    for year in ("0001", "1969", "2038", "2400", "9999"):
+        copy_tree(instance.backups_path / scene.before[0], instance.backups_path / f"{year}-12-31T235959Z")
+    order = sorted(instance.backups(), reverse=True)
+    problems = [] if listed(stage, instance) == order else [f"listed as {listed(stage, instance)}"]
+    stage.tally.add("IDs of five centuries", problems + kept(stage.programs, instance, scene.before))
     now = datetime.now(timezone.utc).timestamp()
     for text in ("1970-01-02T00:00:00", "2038-01-19T03:14:07", "2038-01-19T03:14:08", "2028-02-29T12:00:00",
-                 "2100-02-28T23:59:58", "9999-12-30T00:00:00"):
+                 "2100-02-28T23:59:58", "2200-01-01T00:00:00"):
         instance = scene.reset()
         date = datetime.fromisoformat(text).replace(tzinfo=timezone.utc)
         fault = stage.fault("none", [scene.root], clock=int(date.timestamp() - now))
@@ -76,10 +90,8 @@ def dates(stage):
         new = [each for each in instance.backups() if each not in scene.before]
         if len(new) != 1 or not re.fullmatch(r"\d{4}-\d\d-\d\dT\d{6}Z", new[0]) or new[0][:10] != text[:10]:
             problems.append(f"{new} is the ID")
-        listed = stage.programs.run("orvikctl", "list", instance.path)
-        ids = [line.split()[0] for line in listed.out.splitlines() if re.match(r"\d{4}-", line)]
-        if ids != sorted(instance.backups(), reverse=True):
-            problems.append(f"listed as {ids}")
+        if listed(stage, instance) != sorted(instance.backups(), reverse=True):
+            problems.append(f"listed as {listed(stage, instance)}")
         problems += [] if new and instance.content(new[0]) == scene.reference else ["it differs from a clean one"]
         stage.tally.add(text, problems + scene.lost(instance))
 
