@@ -8,8 +8,11 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
+#include "Platform/Crypto/Digest.h"
 #include "Platform/Files/Files.h"
 
 namespace platform {
@@ -67,6 +70,15 @@ std::string machineName() {
   if (const auto info = files::tryRead("/etc/machine-info", machineInfoLimit))
     if (auto name = prettyHostName(*info)) return std::move(*name);
   return hostName();
+}
+
+std::string machineMark() {
+  std::error_code unknown;
+  const auto id = files::tryRead("/etc/machine-id", machineInfoLimit).value_or("");
+  // The space of process numbers: the same number is another process in a container.
+  const auto processes = std::filesystem::read_symlink("/proc/self/ns/pid", unknown).string();
+  if (id.empty() && processes.empty()) return "";
+  return sha256Hex("orvik lock\n" + id + processes).substr(0, 12);
 }
 
 std::optional<std::string> prettyHostName(std::string_view machineInfo) {

@@ -15,6 +15,11 @@ std::string machineName();
 /// quote.
 std::optional<std::string> prettyHostName(std::string_view machineInfo);
 
+/// A short text that differs from machine to machine, also between clones that bear one name and between
+/// containers with processes of their own. It tells nothing about the machine, and stays when it is started
+/// anew. Empty when nothing of that is known.
+std::string machineMark();
+
 /// The network host name of this machine.
 std::string hostName();
 

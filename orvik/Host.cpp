@@ -3,6 +3,8 @@
 #include <exception>
 #include <utility>
 
+#include "OrvikCore/Store/BackupLock.h"
+#include "Platform/Host.h"
 #include "Platform/Process/StopSignals.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
@@ -169,6 +171,7 @@ ExitStatus runCommand(const std::vector<std::string>& arguments, Results& result
   const auto places = HostPlaces::own();
   Settings settings(places);
   const auto invocation = parseCommandLine(arguments, &settings);
+  BackupLock::setMachineMark(platform::machineMark());
   const platform::StopSignals signals(static_cast<int>(ExitStatus::cancelled));
   const auto status =
       std::visit(Dispatch{environmentSecret, places, settings, results, signals.token()}, invocation);

@@ -36,10 +36,14 @@ std::vector<Entry> entriesOf(const files::Path& file) {
   return entries ? std::move(*entries) : std::vector<Entry>();
 }
 
-/// Whatever an earlier backup left counts, so that one that is damaged is not told to be absent.
+/// Whatever an earlier backup left counts, so that one that is damaged is not told to be absent. An
+/// unfinished run without a description is no backup: a run can leave it that went on when the disk was
+/// unmounted.
 bool isFilled(const BackupRepository& repository) {
   return files::exists(repository.instanceDirectory / BackupFormat::instanceFile) ||
-         !files::visibleNames(repository.backupsDirectory()).empty();
+         std::ranges::any_of(files::visibleNames(repository.backupsDirectory()), [](const std::string& name) {
+           return !name.ends_with(BackupFormat::partialSuffix);
+         });
 }
 
 }  // namespace

@@ -30,7 +30,11 @@ std::string verdict(const BackupLock& lock, platform::Date now) {
     case Staleness::none:
       break;
   }
-  if (lock.host == BackupLock::currentHost())
+  if (lock.host == BackupLock::currentHost() && lock.isOfAnotherMachine())
+    return "Not stale: it gave a sign of life within 15 minutes, and its holder runs on another machine or "
+           "in "
+           "a container that bears this machine's name.";
+  if (!lock.isOfAnotherMachine())
     return fmt::format("Not stale: process {} of this machine is alive.", lock.processID);
   return "Not stale: it gave a sign of life within 15 minutes, and nobody can look at a process of another "
          "machine.";

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 
 #include "Platform/Concurrency/Cancellation.h"
@@ -13,14 +14,32 @@ namespace orvik::host {
 
 namespace files = platform::files;
 
+namespace {
+
+/// Tells what the server was asked, once it is stopped: who ran something against it sees whether that wrote.
+void tellRequests(sample::RequestLog& log, const SampleServerArguments& arguments, Results& results) {
+  const auto tokens = log.count("api/oauth/token") + log.count("api/v1/oauth/token");
+  const auto writing = log.notGet() - std::min(tokens, log.notGet());
+  if (arguments.json) {
+    results.line(platform::json::Value::object(
+                     {{"requests", log.total()}, {"tokenRequests", tokens}, {"writingRequests", writing}})
+                     .text());
+  } else if (!arguments.quiet) {
+    remarks::line(
+        fmt::format("{} requests came: {} for a token, {} that write.", log.total(), tokens, writing));
+  }
+}
+
+}  // namespace
+
 ExitStatus sampleServer(const SampleServerArguments& arguments, Results& results,
                         const std::stop_token& stop) {
   sample::SampleOptions options;
   options.size = *sample::parseFleetSize(arguments.fleet);
   options.seed = arguments.seed;
   options.port = arguments.port;
-  options.log = sample::LogDetail::totals;
-  const sample::SampleServer server(options);
+  options.log = sample::LogDetail::paths;
+  sample::SampleServer server(options);
   const files::TempFolder folder("orvik-sample-server");
   const auto secretFile = (folder / "client-secret").string();
   files::writeSecretFile(secretFile, platform::SecretString(server.clientSecret() + "\n"));
@@ -39,7 +58,12 @@ ExitStatus sampleServer(const SampleServerArguments& arguments, Results& results
   if (!arguments.quiet)
     remarks::line(fmt::format("{} objects are served until this program is stopped.", server.objectCount()));
 
-  while (true) platform::sleep(std::chrono::hours(1), stop);
+  try {
+    while (true) platform::sleep(std::chrono::hours(1), stop);
+  } catch (const platform::CancellationError&) {
+    tellRequests(server.log(), arguments, results);
+    throw;
+  }
 }
 
 }  // namespace orvik::host

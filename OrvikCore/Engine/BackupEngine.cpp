@@ -1,5 +1,7 @@
 #include "OrvikCore/Engine/BackupEngine.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -73,6 +75,15 @@ EncryptionInfo recordOfFirstSealing(const BackupJob& job) {
   return record;
 }
 
+/// What the lock was written into has to be what was looked at: an empty folder in its place is the mount
+/// point of a disk or share that has gone, and would get a store of its own.
+void requireSameFolder(const BackupRepository& repository, bool heldBackups) {
+  if (!heldBackups || repository.latestComplete()) return;
+  throw tuv::Error(fmt::format(
+      "{} held backups a moment ago and holds none now. Is a disk or a share not mounted any more?",
+      repository.instanceDirectory.string()));
+}
+
 }  // namespace
 
 BackupEngine::BackupEngine(BackupJob job) : job_(std::move(job)) {}
@@ -89,9 +100,11 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
     throw tuv::Error("A job with a simulation folder is simulated; it can't be run as a backup.");
   RunPlace::require(job_);
   const BackupRepository repository(job_.root);
+  const bool heldBackups = repository.latestComplete().has_value();
   platform::files::createDirectories(repository.backupsDirectory());
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
+  requireSameFolder(repository, heldBackups);
   // What this process remembers of packs may be older than the lock; objects would be missed if it were
   // believed.
   PackCache::shared().invalidate(repository.store().packsDirectory());

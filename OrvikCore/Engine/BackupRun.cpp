@@ -121,7 +121,7 @@ BackupManifest BackupRun::execute(const std::stop_token& stop) try {
   try {
     state_.requests = requests();
     // A folder that is another writer's by now is neither touched nor brought back.
-    const bool isOwn = !lock_ || !lock_->takenOverBy();
+    const bool isOwn = !lock_ || !(lock_->takenOverBy() || lock_->isGone());
     if (files::isDirectory(place_.working) && isOwn) state_.save(place_.working);
   } catch (...) {
     // The failure that is on its way says what a person has to know.

@@ -16,7 +16,7 @@ namespace orvik {
 /// one rename with which it becomes visible; then retention. What it is made of must outlive it.
 class Publication {
  public:
-  Publication(const RunContext& context, const RunPlace& place, const BackupLock::Holder& lock)
+  Publication(const RunContext& context, const RunPlace& place, BackupLock::Holder& lock)
       : context_(context), place_(place), lock_(lock) {}
 
   /// Throws `platform::files::FileError`, `BackupEngineError` when the lock was taken over, `tuv::Error` when
@@ -37,7 +37,7 @@ class Publication {
 
   const RunContext& context_;
   const RunPlace& place_;
-  const BackupLock::Holder& lock_;
+  BackupLock::Holder& lock_;
 };
 
 }  // namespace orvik

@@ -38,6 +38,14 @@ struct BackupLock {
   /// This machine's name as locks state it.
   static std::string currentHost();
 
+  /// A text that tells this machine from others that bear its name, such as its containers; acquisitions from
+  /// now on add it to what the holder calls itself. A lock with another such text is one of another machine,
+  /// of whose processes nothing is known. Without a text, names alone count. For programs, once at their
+  /// start.
+  static void setMachineMark(std::string mark);
+  /// Whether it bears the mark of another machine, though perhaps this one's name.
+  bool isOfAnotherMachine() const;
+
   /// The record in the folder; nothing when it is absent or can't be decoded.
   static std::optional<BackupLock> current(const Path& folder);
 
@@ -91,8 +99,13 @@ class BackupLock::Holder {
   /// The lock of another holder that stands in the folder by now; nothing while it is this one's, absent or
   /// unreadable.
   std::optional<BackupLock> takenOverBy() const;
-  /// Throws `BackupEngineError` (locked) when the lock was taken over.
-  void requireOwn() const;
+  /// Whether no lock stands in the folder any more: somebody removed it, or another folder is in its place
+  /// since a disk or a share was unmounted.
+  bool isGone() const noexcept;
+  /// Throws `BackupEngineError` (locked) when the lock was taken over, and `tuv::Error` when it is gone or
+  /// when no sign of life could be written for so long that anybody may take it. One that is merely late, of
+  /// a machine that slept, is written first.
+  void requireOwn();
 
   /// Gives the lock up; a second call does nothing.
   void release() noexcept;
@@ -101,10 +114,15 @@ class BackupLock::Holder {
   friend struct BackupLock;
   Holder(BackupLock lock, Path directory);
 
+  struct State {
+    bool released = false;
+    platform::Date lastSign;  ///< of life that was written
+  };
+
   const BackupLock lock_;
   const Path directory_;
   /// Held over the few file operations of a renewal: without that a late one could bring the file back.
-  tuv::Locked<bool> released_{false};
+  tuv::Locked<State> state_;
 };
 
 }  // namespace orvik

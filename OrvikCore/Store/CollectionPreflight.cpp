@@ -59,6 +59,7 @@ class Check {
 
   void look(const std::vector<std::string>& folders, UnfinishedRuns unfinished) {
     requireRecord();
+    requireStore();
     for (const auto& name : folders) {
       platform::throwIfCancelled(stop_);
       const auto folder = repository_.backupsDirectory() / name;
@@ -73,6 +74,14 @@ class Check {
 
  private:
   Path record() const { return repository_.instanceDirectory / BackupFormat::encryptionFile; }
+
+  /// A store that shows a part of itself is no store to clean up.
+  void requireStore() const {
+    const auto store = repository_.instanceDirectory / BackupFormat::storeFolder;
+    for (const auto folder :
+         {BackupFormat::objectsFolder, BackupFormat::filesFolder, BackupFormat::packsFolder})
+      namesIn(store / folder);
+  }
 
   void requireRecord() const {
     if (files::exists(record()) && !BackupEncryption::isEncrypted(repository_.instanceDirectory))

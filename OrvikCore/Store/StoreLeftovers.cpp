@@ -97,6 +97,8 @@ class Search {
     const Path store(BackupFormat::storeFolder);
     for (const auto folder : {BackupFormat::objectsFolder, BackupFormat::filesFolder})
       forEachFolderIn(store / folder, [&](const Path& shard) { lookForTemporaries(shard); });
+    if (isFolder(root_ / store) && isFolder(root_ / store / BackupFormat::downloadsFolder))
+      lookForTemporaries(store / BackupFormat::downloadsFolder);
     if (isFolder(root_ / store) && isFolder(root_ / store / BackupFormat::packsFolder)) {
       lookForTemporaries(store / BackupFormat::packsFolder);
       lookForPacks(store / BackupFormat::packsFolder);

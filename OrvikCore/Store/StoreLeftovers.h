@@ -37,9 +37,9 @@ struct StoreLeftovers {
 };
 
 /// Looks where this system writes: the instance folder itself, "backups/*", "backups/*/sections",
-/// "store/objects/*", "store/files/*" and "store/packs". Links are not followed. What can't be listed holds
-/// nothing. Where an old pack lacks its index, every index of every backup is read. Throws
-/// `platform::CancellationError`.
+/// "store/objects/*", "store/files/*", "store/downloads" and "store/packs". Links are not followed. What
+/// can't be listed holds nothing. Where an old pack lacks its index, every index of every backup is read.
+/// Throws `platform::CancellationError`.
 StoreLeftovers findLeftovers(const BackupRepository& repository, platform::Date now,
                              const std::stop_token& stop = {});
 

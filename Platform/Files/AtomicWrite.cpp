@@ -46,7 +46,8 @@ bool isTemporaryName(std::string_view name) noexcept {
 int openNew(const Path& path, Descriptor& file) noexcept {
   constexpr mode_t fileMode = 0644;
   if (const int code = passFaultSeam()) return code;
-  file = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode));
+  file = Descriptor(untilUninterrupted(
+      [&] { return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, fileMode); }));
   return file.isOpen() ? 0 : errno;
 }
 

@@ -37,7 +37,8 @@ int Descriptor::close() noexcept {
 }
 
 Descriptor openForReading(const Path& path, struct stat& status) {
-  Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  Descriptor file(
+      untilUninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
   if (!file.isOpen() || fstat(file.number(), &status) != 0) throwFileError("read", path, errno);
   requireRegular("read", path, status);
   return file;
@@ -75,7 +76,7 @@ int writeFully(int descriptor, std::string_view bytes) noexcept {
 
 int syncOpen(int descriptor) noexcept {
   if (const int code = passFaultSeam()) return code;
-  return fsync(descriptor) == 0 ? 0 : errno;
+  return untilUninterrupted([&] { return fsync(descriptor); }) == 0 ? 0 : errno;
 }
 
 }  // namespace platform::files

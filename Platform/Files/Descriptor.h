@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -46,6 +47,15 @@ Descriptor openForReading(const Path& path, struct stat& status);
 
 /// Refuses whatever is no regular file with a `FileError` that says so.
 void requireRegular(std::string_view action, const Path& path, const struct stat& status);
+
+/// Makes a call of the system again as long as a signal interrupts it: opening and flushing wait on shares.
+template <class Call>
+int untilUninterrupted(const Call& call) noexcept {
+  while (true) {
+    const int answer = call();
+    if (answer >= 0 || errno != EINTR) return answer;
+  }
+}
 
 /// What one read gives, interruptions aside: bytes, 0 at the end, -1 with errno set.
 std::int64_t readOnce(int descriptor, char* bytes, std::size_t count) noexcept;

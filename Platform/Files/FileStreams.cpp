@@ -16,7 +16,8 @@ namespace {
 /// Opens a regular file, made when it is missing, through the fault seam. Throws `FileError`.
 int openForWriting(const Path& path, int flags) {
   if (const int code = passFaultSeam()) throwFileError("open", path, code);
-  Descriptor file(open(path.c_str(), flags | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
+  Descriptor file(untilUninterrupted(
+      [&] { return open(path.c_str(), flags | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644); }));
   struct stat status;
   if (!file.isOpen() || fstat(file.number(), &status) != 0) throwFileError("open", path, errno);
   requireRegular("open", path, status);
@@ -65,7 +66,7 @@ bool AppendFile::endsWithLineFeed() const noexcept {
 
 void AppendFile::sync() {
   int code = passFaultSeam();
-  if (code == 0 && fdatasync(descriptor_) != 0) code = errno;
+  if (code == 0 && untilUninterrupted([&] { return fdatasync(descriptor_); }) != 0) code = errno;
   if (code != 0) throwFileError("flush", path_, code);
 }
 

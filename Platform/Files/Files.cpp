@@ -88,7 +88,8 @@ std::optional<Bytes> tryRead(const Path& path, std::uint64_t limit) noexcept {
 }
 
 FolderReader::FolderReader(const Path& folder) noexcept
-    : descriptor_(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+    : descriptor_(
+          untilUninterrupted([&] { return open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); })) {}
 
 FolderReader::~FolderReader() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -209,14 +210,16 @@ void removeTree(const Path& path) {
 }
 
 void syncFileSystem(const Path& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Descriptor file(
+      untilUninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
   int code = file.isOpen() ? passFaultSeam() : errno;
-  if (code == 0 && syncfs(file.number()) != 0) code = errno;
+  if (code == 0 && untilUninterrupted([&] { return syncfs(file.number()); }) != 0) code = errno;
   if (code != 0) throwFileError("flush the file system of", path, code);
 }
 
 void syncFolder(const Path& folder) {
-  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor opened(
+      untilUninterrupted([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   int code = opened.isOpen() ? syncOpen(opened.number()) : errno;
   // What network and user-space file systems answer that keep no folders of their own.
   if (code == EINVAL || code == ENOTSUP || code == ENOSYS) code = 0;

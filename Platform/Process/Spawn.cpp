@@ -27,7 +27,7 @@ pid_t spawn(const std::string& path, const std::vector<std::string>& words, char
   sigset_t none, defaults;
   sigemptyset(&none);
   sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);
+  for (const int number : {SIGPIPE, SIGXFSZ}) sigaddset(&defaults, number);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigmask(&attributes, &none);

@@ -16,6 +16,7 @@ namespace platform {
 
 StopSignals::StopSignals(int statusOfSecond) : statusOfSecond_(statusOfSecond) {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   sigset_t set;
   sigemptyset(&set);
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, number);

@@ -22,6 +22,13 @@ TEST(HostTest, NamesOfThisMachineAndProcess) {
   EXPECT_EQ(processName(), "PlatformTests");
 }
 
+TEST(HostTest, TheMarkOfThisMachineIsShortAndStaysTheSame) {
+  const auto mark = machineMark();
+  EXPECT_EQ(mark.size(), 12u);
+  EXPECT_EQ(mark.find_first_not_of("0123456789abcdef"), std::string::npos);
+  EXPECT_EQ(machineMark(), mark);
+}
+
 TEST(HostTest, TheUserIsTheAccountOfTheProcess) {
   const passwd* entry = getpwuid(geteuid());
   ASSERT_NE(entry, nullptr);

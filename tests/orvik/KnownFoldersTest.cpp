@@ -51,6 +51,14 @@ TEST_F(KnownFoldersTest, ABackupWithoutADescriptionStillFillsItsFolder) {
   SUCCEED();
 }
 
+TEST_F(KnownFoldersTest, AnInterruptedRunAloneDoesNotFillAFolder) {
+  fill();
+  known.remember(repository, "a", {});
+  empty();
+  std::filesystem::create_directories(repository.backupsDirectory() / "2026-01-02T030405Z.partial");
+  EXPECT_THROW(known.requireFilled(repository), tuv::Error);
+}
+
 TEST_F(KnownFoldersTest, AFolderIsKnownHoweverItsPathIsWritten) {
   fill();
   known.remember(BackupRepository(folder / "root/../root/./server"), "a", {});

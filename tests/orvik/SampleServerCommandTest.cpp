@@ -32,7 +32,9 @@ TEST_F(SampleServerCommand, ItServesABackupUntilItIsStopped) {
                                       file.string(), "--rate", "0", "--only", "buildings"}));
   EXPECT_EQ(backup.status, 0) << backup.error;
   running.send(SIGTERM);
-  EXPECT_EQ(running.wait().status, 130);
+  const auto end = running.wait();
+  EXPECT_EQ(end.status, 130);
+  EXPECT_THAT(end.error, HasSubstr(" requests came: 1 for a token, 0 that write.\n"));
   EXPECT_FALSE(platform::files::exists(file));
 }
 
@@ -52,6 +54,7 @@ TEST_F(SampleServerCommand, JSONTellsTheSameUnderItsNames) {
   const auto end = running.wait();
   EXPECT_EQ(end.status, 130);
   EXPECT_EQ(end.error, "orvik: cancelled\n");
+  EXPECT_THAT(end.output, HasSubstr(R"({"requests":0,"tokenRequests":0,"writingRequests":0})"));
 }
 
 }  // namespace

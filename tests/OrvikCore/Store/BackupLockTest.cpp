@@ -11,6 +11,7 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "Platform/Files/FaultSeam.h"
 #include "Platform/Host.h"
+#include "TuvCore/Error.h"
 #include "tests/Support/Folders.h"
 #include "tests/Support/SampleRecords.h"
 
@@ -263,6 +264,78 @@ TEST_F(Lock, RefreshAfterReleaseDoesNotBringTheFileBack) {
   test::write(path, bytes);
   holder->refresh();
   EXPECT_EQ(files::read(path), bytes);
+}
+
+TEST_F(Lock, OneThatIsGoneIsNobodysToWriteUnder) {
+  const auto holder = acquire();
+  EXPECT_NO_THROW(holder->requireOwn());
+  EXPECT_FALSE(holder->isGone());
+  std::filesystem::remove(path);
+  EXPECT_TRUE(holder->isGone());
+  try {
+    holder->requireOwn();
+    FAIL() << "the run would go on";
+  } catch (const tuv::Error& error) {
+    EXPECT_NE(error.description().find(path.string()), std::string::npos) << error.description();
+    EXPECT_NE(error.description().find("not mounted"), std::string::npos) << error.description();
+  }
+  EXPECT_FALSE(files::exists(path));
+}
+
+TEST_F(Lock, OneThatCanNotBeReadIsNotGone) {
+  const auto holder = acquire();
+  test::write(path, "garbage");
+  EXPECT_FALSE(holder->isGone());
+  std::filesystem::remove(path);
+  std::filesystem::create_directories(path);
+  EXPECT_FALSE(holder->isGone());
+}
+
+TEST_F(Lock, ALateSignOfLifeIsWrittenBeforeTheRunGoesOn) {
+  const auto holder = acquire();  // years ago
+  holder->requireOwn();
+  EXPECT_GT(BackupLock::current(folder.path())->heartbeat + seconds(60), platform::now());
+}
+
+TEST_F(Lock, WithoutASignOfLifeForFifteenMinutesTheRunEnds) {
+  const auto holder = acquire();
+  files::armFaultSeam(1, files::FaultAction::failFromThen);
+  EXPECT_THROW(holder->requireOwn(), tuv::Error);
+  files::disarmFaultSeam();
+  EXPECT_NO_THROW(holder->requireOwn());
+}
+
+/// Puts the mark of no machine back.
+struct MarkedMachine {
+  explicit MarkedMachine(const std::string& mark) { BackupLock::setMachineMark(mark); }
+  ~MarkedMachine() { BackupLock::setMachineMark(""); }
+};
+
+TEST_F(Lock, OfANamesakeWithAnotherMarkIsNeverStaleByItsProcess) {
+  OtherProcess other;
+  auto lock = recordOf(other.id());
+  other.end();
+  lock.orvikVersion = "0.1.0 (machine aaaa)";
+  EXPECT_EQ(lock.staleness(now), BackupLock::Staleness::gone) << "nobody said which machine this is";
+  const MarkedMachine here("bbbb");
+  EXPECT_TRUE(lock.isOfAnotherMachine());
+  EXPECT_EQ(lock.staleness(now), BackupLock::Staleness::none);
+  EXPECT_EQ(lock.staleness(now + seconds(901)), BackupLock::Staleness::silent);
+  place(lock);
+  EXPECT_THROW(acquire(), BackupEngineError);
+  auto own = recordOf(getpid());
+  own.orvikVersion = "0.1.0 (machine aaaa)";
+  EXPECT_EQ(own.staleness(now), BackupLock::Staleness::none) << "the same number in a container";
+}
+
+TEST_F(Lock, OfThisMachineBearsItsMarkAndOneWithoutAMarkCountsByItsName) {
+  const MarkedMachine here("bbbb");
+  const auto holder = acquire();
+  EXPECT_EQ(holder->lock().orvikVersion, "0.1.0 (machine bbbb)");
+  EXPECT_FALSE(holder->lock().isOfAnotherMachine());
+  EXPECT_EQ(holder->lock().staleness(now), BackupLock::Staleness::none);
+  EXPECT_EQ(recordOf(getpid()).staleness(now), BackupLock::Staleness::dropped);
+  EXPECT_TRUE(recordOf(1, "another host").isOfAnotherMachine());
 }
 
 TEST_F(Lock, AMissedHeartbeatIsSwallowedAndMadeGoodByTheNext) {

@@ -127,6 +127,17 @@ TEST_F(Preflight, AnErrorIsNotEmptiness) {
   std::filesystem::permissions(root() / "backups", std::filesystem::perms::owner_all);
 }
 
+TEST_F(Preflight, RefusesAStoreOfWhichAPartCanNotBeListed) {
+  for (const auto* part : {"objects", "files", "packs"}) {
+    SCOPED_TRACE(part);
+    const auto folder = root() / "store" / part;
+    files::removeTree(folder);
+    test::write(folder, "no folder");
+    expectRefusal(Kind::incomplete, folder);
+    files::remove(folder);
+  }
+}
+
 TEST_F(Preflight, RefusesWhileAnInterruptedRunWaitsUnlessToldOtherwise) {
   makeRun();
   expectRefusal(Kind::unfinished, sample.partial());

@@ -57,7 +57,8 @@ TEST_F(Leftovers, AreFoundWhereverThisSystemWrites) {
   std::vector<std::string> all;
   for (const std::string& folder :
        {std::string(), backup + "/", backup + "/sections/", run + "/", run + "/sections/",
-        std::string("store/objects/ab/"), std::string("store/files/ab/"), std::string("store/packs/")})
+        std::string("store/objects/ab/"), std::string("store/files/ab/"), std::string("store/downloads/"),
+        std::string("store/packs/")})
     all.push_back(folder + temporary("x"));
   for (const auto& path : all) place(path);
   EXPECT_THAT(oldPaths(later), testing::UnorderedElementsAreArray(all));
@@ -65,8 +66,9 @@ TEST_F(Leftovers, AreFoundWhereverThisSystemWrites) {
 }
 
 TEST_F(Leftovers, AreNotLookedForElsewhere) {
-  for (const std::string folder : {"backups/", "backups/.hidden/", "store/", "store/objects/", "store/files/",
-                                   "store/downloads/", "store/objects/ab/cd/", "store/packs/sub/", "mine/"})
+  for (const std::string folder :
+       {"backups/", "backups/.hidden/", "store/", "store/objects/", "store/files/", "store/downloads/ab/",
+        "store/objects/ab/cd/", "store/packs/sub/", "mine/"})
     place(folder + temporary("x"));
   EXPECT_THAT(find(later).old, IsEmpty());
 }
