@@ -16,7 +16,7 @@ struct CapturedProcess {
   std::vector<std::string> arguments;                   ///< without the program's own name
   std::optional<std::vector<std::string>> environment;  ///< "NAME=value"; none: this process's own
   std::chrono::milliseconds timeout{};
-  std::string input;                      ///< its whole standard input
+  std::string input = {};                 ///< its whole standard input
   std::chrono::milliseconds grace{5000};  ///< from the request to end to the kill
   std::chrono::milliseconds quiet{
       1000};  ///< how long a pipe that others hold may be silent after the program's end

@@ -25,7 +25,7 @@ constexpr seconds unusedLifetime{60};       // a token that ends sooner is never
 constexpr seconds tolerableDifference{60};  // of two clocks
 
 constexpr const char* roleAdvice =
-    "They belong to the API role, under Settings, API roles and clients, on the server.";
+    "Add them to the API role of the client, on the server under Settings, API roles and clients.";
 
 std::string counted(std::size_t count, std::string_view noun) {
   return wording::counted(static_cast<std::int64_t>(count), noun);
