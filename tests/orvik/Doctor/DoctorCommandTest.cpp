@@ -281,7 +281,7 @@ TEST_F(DoctorCommand, NothingIsLeftInTheFolder) {
 TEST_F(DoctorCommand, WhatAKilledExaminationLeftIsRemoved) {
   const auto old = root / (".orvik-doctor-" + platform::UUID::random().text());
   const auto young = root / (".orvik-doctor-" + platform::UUID::random().text());
-  for (const auto& folder : {old, young}) test::write(folder / "written/inner", "tried");
+  for (const auto& each : {old, young}) test::write(each / "written/inner", "tried");
   const utimbuf longAgo{1'000'000'000, 1'000'000'000};
   ASSERT_EQ(::utime(old.c_str(), &longAgo), 0);
   EXPECT_EQ(doctor({"--to", root.string()}).status, 0);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "TuvCore/Error.h"
 #include "orvik/Doctor/PrivilegeTicks.h"
 #include "tests/Support/JSONLines.h"
 

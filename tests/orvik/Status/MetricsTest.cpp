@@ -214,8 +214,8 @@ TEST(Metrics, ABackupAheadOfTheClockHasANegativeAge) {
 
 class MetricsFile : public test::RegisteredHost {
  protected:
-  test::ProgramEnd status(const std::filesystem::path& file) const {
-    return run({"status", "--to", root.string(), "--metrics", file.string()});
+  test::ProgramEnd status(const std::filesystem::path& metrics) const {
+    return run({"status", "--to", root.string(), "--metrics", metrics.string()});
   }
   std::string backUp(const InstanceConfig& instance) const {
     auto manifest = test::plainManifest("2026-11-22T073000Z");
