@@ -31,7 +31,8 @@ std::vector<PrivilegeTick> needed() {
   for (const auto& section : SectionCatalog::all())
     for (auto& privilege : privilegesOf(section)) {
       auto tick = std::ranges::find(ticks, privilege, &PrivilegeTick::privilege);
-      if (tick == ticks.end()) tick = ticks.insert(ticks.end(), PrivilegeTick{std::move(privilege), {}, {}});
+      if (tick == ticks.end())
+        tick = ticks.insert(ticks.end(), PrivilegeTick{std::move(privilege), State::unknown, {}});
       tick->sections.push_back(&section);
     }
   return ticks;

@@ -93,7 +93,7 @@ TEST_F(AbilitiesTest, NamesThatAreTooLongAreNoFailure) {
     EXPECT_EQ(found.longNames.problem, "Names of 255 bytes are too long.");
     EXPECT_EQ(found.write.result, Result::works);
   });
-  EXPECT_EQ(partly, 1);
+  EXPECT_GE(partly, 1);
 }
 
 TEST_F(AbilitiesTest, WhereNothingCanBeWrittenNothingElseIsTried) {

@@ -151,7 +151,7 @@ TEST_F(DoctorCommand, MissingPrivilegesAreTickedOffWithWhatTheyCost) {
                     HasSubstr("WARNING  The server refuses 1 section to the client.")));
   EXPECT_EQ(end.lastLine(), "A backup can be made, with 2 warnings.");
   EXPECT_THAT(member(check("privileges"), "privileges"),
-              HasSubstr(R"({"held":false,"privilege":"Read Scripts","sections":["scripts"]})"));
+              HasSubstr(R"({"privilege":"Read Scripts","held":false,"sections":["scripts"]})"));
 }
 
 TEST_F(DoctorCommand, TheClassicInterfaceRefusesWithAnotherStatus) {
@@ -201,8 +201,8 @@ TEST_F(DoctorCommand, DeprecatedPathsAreToldWithTheirEnd) {
   const auto found = check("deprecations");
   EXPECT_EQ(member(found, "status"), "warning");
   EXPECT_THAT(member(found, "sections"),
-              AllOf(HasSubstr(R"("path":"api/v1/scripts","section":"scripts","sunset":"Sun, 30 Jun)"),
-                    HasSubstr(R"("deprecation":"@1688169599","path":"JSSResource/policies")")));
+              AllOf(HasSubstr(R"("section":"scripts","path":"api/v1/scripts","sunset":"Sun, 30 Jun)"),
+                    HasSubstr(R"("path":"JSSResource/policies","deprecation":"@1688169599")")));
 }
 
 TEST_F(DoctorCommand, AClockThatIsAMinuteOffIsAWarning) {

@@ -97,7 +97,7 @@ TEST_F(ServerFindingsTest, AMissingPrivilegeNamesWhatItCostsInAListToTick) {
   EXPECT_THAT(privileges.lines, testing::Contains("[ ] Read Scripts, for: Scripts"));
   EXPECT_THAT(privileges.lines, testing::Contains("[x] Read Policies"));
   EXPECT_THAT(member(privileges.details, "privileges"),
-              HasSubstr(R"({"held":false,"privilege":"Read Scripts","sections":["scripts"]})"));
+              HasSubstr(R"({"privilege":"Read Scripts","held":false,"sections":["scripts"]})"));
   EXPECT_THAT(check("refusals").lines, ElementsAre("Scripts (Read Scripts)"));
 }
 
