@@ -31,7 +31,7 @@ class JSONRPCExchange {
 
   const platform::files::TempFolder folder_{"orvik-fuzz"};
   jamf::OrgManager organizations_{jamf::PersistenceController::makeContainer(folder_ / "organizations"),
-                                  jamf::KeychainStore("org.orvik.fuzz")};
+                                  jamf::KeychainStore{"org.orvik.fuzz"}};
   const host::MCPExchange exchange_{{{"work",
                                       "Takes arguments apart",
                                       {{"text", "Any", jamf::ParameterType::string, true},

@@ -26,16 +26,26 @@ inline constexpr Bounds hours{0, 87600};    ///< ten years
 
 inline constexpr int standardMaximumAge = 48;  ///< hours, before a last backup counts as overdue
 
-/// `orvik backup`, as it was asked for, and `orvik simulate`; the defaults are the documented ones.
-struct BackupArguments {
-  std::string to;
+/// Which server is read, and where its client secret is to be had.
+struct ServerArguments {
   std::optional<std::string> instance;  ///< a registered server; else `url` and `clientID` name one
-  bool all = false;                     ///< all registered ones
   std::string url;
   std::string clientID;
   std::optional<std::string> name;
   std::optional<std::string> secretFile;
   std::optional<std::string> secretCommand;
+};
+
+/// Who is told what became of a run.
+struct NotifyArguments {
+  std::optional<std::string> command;  ///< for /bin/sh
+  std::optional<std::string> url;
+};
+
+/// `orvik backup`, as it was asked for, and `orvik simulate`; the defaults are the documented ones.
+struct BackupArguments : ServerArguments {
+  std::string to;
+  bool all = false;  ///< all registered servers
   std::vector<std::string> only;
   std::vector<std::string> disable;
   bool noFiles = false;
@@ -60,6 +70,7 @@ struct BackupArguments {
   std::optional<std::string> keyID;  ///< of a new data key
   bool noReports = false;
   std::string caFile;
+  NotifyArguments notify;
   bool json = false;
   bool quiet = false;
 };
@@ -130,6 +141,17 @@ struct StatusArguments : OutputArguments {
   std::string to;
   int maxAge = standardMaximumAge;  ///< hours since the last backup; 0 is no limit
   bool noSizes = false;
+  std::optional<std::string> metrics;  ///< file
+};
+
+/// `orvik doctor`.
+struct DoctorArguments : OutputArguments {
+  ServerArguments server;
+  std::optional<std::string> to;  ///< the folder of all instances; none: no folder is looked at
+  std::string caFile;
+  int concurrency = 4;
+  double rate = 10;  ///< requests a second; 0 is no limit
+  int attempts = 2;
 };
 
 /// What all commands share that open an instance folder.
@@ -420,8 +442,8 @@ using Invocation = std::variant<
     RepairArguments, StatsArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
     DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
     AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments, AddRunArguments,
-    RemoveRunsArguments, RunScheduleArguments, StatusArguments, ListOrgsArguments, AddOrgArguments,
-    RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
+    RemoveRunsArguments, RunScheduleArguments, StatusArguments, DoctorArguments, ListOrgsArguments,
+    AddOrgArguments, RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
     PlanPlaybookArguments, ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
     GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments, ExportServerArguments,
     PatchReportArguments, MCPToolsArguments, MCPArguments>;

@@ -62,6 +62,7 @@ class CommandTable {
     commandLine::addExplore(app_, commands_);
     commandLine::addSchedule(app_, commands_);
     commandLine::addStatus(app_, commands_);
+    commandLine::addDoctor(app_, commands_);
     commandLine::addConfig(app_, commands_);
     commandLine::addSamples(app_, commands_);
   }

@@ -12,6 +12,7 @@
 #include "orvik/CommandTable.h"
 #include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
+#include "orvik/Doctor/DoctorCommand.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/FolderCommands.h"
@@ -159,6 +160,9 @@ struct Dispatch {
   }
   ExitStatus operator()(const StatusArguments& arguments) const {
     return status(arguments, places, results, stop);
+  }
+  ExitStatus operator()(const DoctorArguments& arguments) const {
+    return examine(arguments, std::move(environmentSecret), places, results, stop);
   }
 };
 

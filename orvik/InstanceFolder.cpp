@@ -74,6 +74,11 @@ std::vector<BackupRepository> instanceFolders(const std::string& path) {
   return found;
 }
 
+std::string absolutePath(const BackupRepository& repository) {
+  const auto path = std::filesystem::absolute(repository.instanceDirectory).lexically_normal();
+  return (path.has_filename() ? path : path.parent_path()).string();
+}
+
 void unlockFolder(const BackupRepository& repository, const std::optional<std::string>& keyFile) {
   const auto& folder = repository.instanceDirectory;
   if (files::exists(folder / BackupFormat::encryptionFile))

@@ -21,6 +21,9 @@ BackupRepository instanceFolder(const std::string& path);
 /// there is none.
 std::vector<BackupRepository> instanceFolders(const std::string& path);
 
+/// The absolute path of its folder, one for all spellings but those through links.
+std::string absolutePath(const BackupRepository& repository);
+
 /// Opens a sealed folder with the key of a file, or else with those of this machine; does nothing for a plain
 /// one. Throws `CredentialError` and `BackupEncryptionError`.
 void unlockFolder(const BackupRepository& repository, const std::optional<std::string>& keyFile);

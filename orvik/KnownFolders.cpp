@@ -10,6 +10,7 @@
 #include "Platform/Files/FileLock.h"
 #include "Platform/Files/Files.h"
 #include "TuvCore/Error.h"
+#include "orvik/InstanceFolder.h"
 
 namespace orvik::host {
 
@@ -28,10 +29,6 @@ struct Entry {
                      field("date", &Entry::date));
   }
 };
-
-std::string nameOf(const BackupRepository& repository) {
-  return std::filesystem::absolute(repository.instanceDirectory).lexically_normal().string();
-}
 
 std::vector<Entry> entriesOf(const files::Path& file) {
   const auto bytes = files::tryRead(file, BackupFormat::recordLimit);
@@ -54,7 +51,7 @@ bool isFilled(const BackupRepository& repository) {
 void KnownFolders::requireFilled(const BackupRepository& repository) const {
   if (isFilled(repository)) return;
   const auto entries = entriesOf(file());
-  const auto found = std::ranges::find(entries, nameOf(repository), &Entry::path);
+  const auto found = std::ranges::find(entries, absolutePath(repository), &Entry::path);
   if (found == entries.end()) return;
   throw tuv::Error(fmt::format(
       "{} held backups, the last of them {}, and holds none now. Is a disk or a share not mounted? To "
@@ -66,7 +63,7 @@ void KnownFolders::remember(const BackupRepository& repository, const std::strin
                             const std::stop_token& stop) const {
   const files::FileLock lock(data_ / "folders.lock", stop);
   auto entries = entriesOf(file());
-  const auto name = nameOf(repository);
+  const auto name = absolutePath(repository);
   std::erase_if(entries, [&](const Entry& each) { return each.path == name; });
   entries.push_back({name, backupID, platform::now()});
   files::atomicWrite(BackupFormat::makeEncoder().encode(entries), file());

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <utility>
 
-#include "JamfCore/Networking/APIClient.h"
 #include "Platform/Files/Files.h"
 
 namespace orvik::host {
@@ -16,17 +15,25 @@ platform::HTTPSessionConfiguration withTrustAnchors(platform::HTTPSessionConfigu
   return configuration;
 }
 
-std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
-                                                 jamf::OAuthTokenManager::SecretProvider secret,
-                                                 const std::filesystem::path& trustAnchors) {
+ServerClient makeWatchedClient(const platform::URL& server, const std::string& clientID,
+                               jamf::OAuthTokenManager::SecretProvider secret,
+                               const std::filesystem::path& trustAnchors,
+                               jamf::APIClient::OnAnswer onAnswer) {
   platform::HTTPSessionConfiguration configuration;
   configuration.totalTimeout = std::chrono::seconds(600);
   const auto session =
       std::make_shared<platform::HTTPSession>(withTrustAnchors(std::move(configuration), trustAnchors));
 
-  const auto tokens =
+  auto tokens =
       std::make_shared<jamf::OAuthTokenManager>(server.text(), clientID, session, std::move(secret));
-  return std::make_shared<jamf::APIClient>(server.text(), tokens, session);
+  auto client = std::make_shared<jamf::APIClient>(server.text(), tokens, session, std::move(onAnswer));
+  return {std::move(tokens), std::move(client)};
+}
+
+std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
+                                                 jamf::OAuthTokenManager::SecretProvider secret,
+                                                 const std::filesystem::path& trustAnchors) {
+  return makeWatchedClient(server, clientID, std::move(secret), trustAnchors, {}).requests;
 }
 
 }  // namespace orvik::host

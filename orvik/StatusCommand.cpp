@@ -13,8 +13,10 @@
 #include "orvik/Instances/InstanceFile.h"
 #include "orvik/Instances/KnownInstances.h"
 #include "orvik/KnownFolders.h"
+#include "orvik/OutputFile.h"
 #include "orvik/Report.h"
 #include "orvik/Schedule/ScheduleFile.h"
+#include "orvik/Status/Metrics.h"
 #include "orvik/Status/StatusText.h"
 #include "orvik/Wording.h"
 
@@ -46,6 +48,8 @@ class Status {
       instances_.push_back({std::move(state), std::move(verdict)});
     }
     tell(now);
+    if (arguments_.metrics) files::atomicWrite(metricsText(instances_, now), *arguments_.metrics);
+    report_.requireReader();
     return exitStatus();
   }
 
@@ -126,7 +130,6 @@ class Status {
     report_.record(Value::object({{"event", "finished"},
                                   {"instances", static_cast<std::int64_t>(instances_.size())},
                                   {"overdue", static_cast<std::int64_t>(overdueCount())}}));
-    report_.requireReader();
   }
 
   std::ptrdiff_t overdueCount() const {
@@ -153,6 +156,7 @@ class Status {
 
 ExitStatus status(const StatusArguments& arguments, const HostPlaces& places, Results& results,
                   const std::stop_token& stop) {
+  if (arguments.metrics) requireOutputFile("--metrics", *arguments.metrics);
   const Report report(arguments, results);
   return Status(arguments, places, report, stop).run();
 }

@@ -90,13 +90,20 @@ platform::SecretString OAuthTokenManager::invalidateAndRefresh(const std::stop_t
   return fetchNewToken(stop);
 }
 
+std::optional<std::chrono::seconds> OAuthTokenManager::lifetime() const {
+  return cached_.withLock([](const Cached& cached) -> std::optional<std::chrono::seconds> {
+    if (!cached.expiresAt) return std::nullopt;
+    return cached.lifetime;
+  });
+}
+
 platform::SecretString OAuthTokenManager::fetchNewToken(const std::stop_token& stop) {
   const auto start = platform::MonotonicClock::now();
   const platform::SecretString secret = secretProvider_();
   auto response = requestToken(secret, tokenRequest(secret), stop);
   auto [accessToken, expiresIn, tokenType] = decode(std::move(response.body));
   platform::SecretString token(std::move(accessToken));
-  cached_.setValue({copyOf(token), expiry(expiresIn)});
+  cached_.setValue({copyOf(token), expiry(expiresIn), std::chrono::seconds(expiresIn)});
   logger().info(fmt::format("new token fetched in {:.3f}s, expires in {}s", secondsSince(start), expiresIn));
   return token;
 }

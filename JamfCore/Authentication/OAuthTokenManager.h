@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -40,10 +41,15 @@ class OAuthTokenManager {
   /// Forgets the token and fetches a new one, whatever was there. Nothing is kept when that fails.
   platform::SecretString invalidateAndRefresh(const std::stop_token& stop = {});
 
+  /// How long the server lets the token live that is kept, as it said when it gave it; nothing while none is
+  /// kept. One of 60 seconds or less is never used twice.
+  std::optional<std::chrono::seconds> lifetime() const;
+
  private:
   struct Cached {
     platform::SecretString token;
     std::optional<platform::Date> expiresAt;
+    std::chrono::seconds lifetime{0};  ///< as the server said
   };
 
   platform::SecretString fetchNewToken(const std::stop_token& stop);

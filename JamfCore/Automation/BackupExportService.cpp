@@ -53,7 +53,7 @@ std::string folderName(const std::string& orgName) {
   constexpr std::size_t longest = 200;
   const auto clock = std::chrono::floor<std::chrono::seconds>(locale::localTime(platform::now()));
   return fmt::format("{}-backup-{:%Y-%m-%d-%H%M%S}", sanitised(orgName, longest),
-                     std::chrono::sys_seconds(clock.time_since_epoch()));
+                     fmt::gmtime(clock.time_since_epoch().count()));
 }
 
 const std::string& nameOf(const Package& package) { return package.packageName; }

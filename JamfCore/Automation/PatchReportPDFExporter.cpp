@@ -62,9 +62,8 @@ constexpr std::array<Column, 8> columns{{{"Computer Name", 152, &PatchReport::co
 std::string shownTime(const std::string& text) {
   const auto date = platform::parseZonedISO8601(text);
   if (!date) return text;
-  const auto clock = std::chrono::floor<std::chrono::minutes>(platform::locale::localTime(*date));
-  return fmt::format("{:%Y-%m-%d %H:%M}",
-                     std::chrono::sys_time<std::chrono::minutes>(clock.time_since_epoch()));
+  const auto clock = std::chrono::floor<std::chrono::seconds>(platform::locale::localTime(*date));
+  return fmt::format("{:%Y-%m-%d %H:%M}", fmt::gmtime(clock.time_since_epoch().count()));
 }
 
 std::string inOneLine(std::string_view text) {

@@ -78,11 +78,12 @@ std::string shown(const Endpoint& endpoint) {
 }  // namespace
 
 APIClient::APIClient(std::string baseURL, std::shared_ptr<OAuthTokenManager> tokenManager,
-                     std::shared_ptr<platform::HTTPSession> urlSession)
+                     std::shared_ptr<platform::HTTPSession> urlSession, OnAnswer onAnswer)
     : baseURL_(std::move(baseURL)),
       tokenManager_(std::move(tokenManager)),
       urlSession_(std::move(urlSession)),
-      uploadSession_(makeUploadSession(*urlSession_)) {}
+      uploadSession_(makeUploadSession(*urlSession_)),
+      onAnswer_(std::move(onAnswer)) {}
 
 void APIClient::send(const Endpoint& endpoint, const std::stop_token& stop) {
   sendRaw(endpoint, false, stop);
@@ -112,6 +113,7 @@ platform::Bytes APIClient::get(const std::string& path, const std::vector<QueryI
 platform::Bytes APIClient::sendRaw(const Endpoint& endpoint, bool isRetry, const std::stop_token& stop) {
   const platform::SecretString token = tokenManager_->validToken(stop);
   auto response = transfer(endpoint, token.reveal(), stop);
+  if (onAnswer_) onAnswer_(endpoint, response);
   if (isSuccess(response.status)) return std::move(response.body);
   if (response.status == 429) {
     const auto seconds = retryAfter(response);

@@ -29,10 +29,14 @@ struct GroupMemberDevice;
 /// Throws `APIError`. What the token manager's secret provider throws passes through untouched.
 class APIClient : public JamfRequesting {
  public:
+  /// Sees every answer but those to uploads, whatever its status, before anything is made of it. Called on
+  /// the thread that asked; must not throw.
+  using OnAnswer = std::function<void(const Endpoint& endpoint, const platform::HTTPResponse& answer)>;
+
   /// `baseURL` may be anything; what is no URL fails each request. Uploads run in a session of the client's
-  /// own, configured like `urlSession` but for its total time of 1800 seconds.
+  /// own, configured like `urlSession` but for its total time of 1800 seconds. `onAnswer` may be empty.
   APIClient(std::string baseURL, std::shared_ptr<OAuthTokenManager> tokenManager,
-            std::shared_ptr<platform::HTTPSession> urlSession);
+            std::shared_ptr<platform::HTTPSession> urlSession, OnAnswer onAnswer = {});
 
   /// Sends; the answer's body is ignored.
   void send(const Endpoint& endpoint, const std::stop_token& stop = {});
@@ -125,6 +129,7 @@ class APIClient : public JamfRequesting {
   const std::unique_ptr<platform::HTTPSession> uploadSession_;
   const platform::json::Decoder decoder_{};
   const platform::json::Encoder encoder_{platform::json::Rendering::compact};
+  const OnAnswer onAnswer_;
 };
 
 }  // namespace jamf

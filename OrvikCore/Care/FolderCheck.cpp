@@ -55,13 +55,13 @@ void tellUnreferenced(FolderCheck& check, const BackupRepository& repository) {
       count(objects, wanted, key, std::clamp<std::int64_t>(range.length, 0, longest));
   });
   if (objects + files == 0) return;
-  check.findings.push_back(
-      {Kind::unreferenced,
-       std::string(BackupFormat::storeFolder),
-       fmt::format("No backup refers to {} stored objects and {} package files ({}). orvik gc deletes them.",
-                   objects, files, platform::locale::byteCount(bytes)),
-       {},
-       {}});
+  check.findings.push_back({Kind::unreferenced,
+                            std::string(BackupFormat::storeFolder),
+                            fmt::format("No backup refers to some of what is stored: objects {}, package "
+                                        "files {}; {}. orvik gc deletes it.",
+                                        objects, files, platform::locale::byteCount(bytes)),
+                            {},
+                            {}});
 }
 
 void tellLeftovers(FolderCheck& check, const BackupRepository& repository, platform::Date now,

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "OrvikCore/Format/BackupFormat.h"
@@ -19,6 +20,9 @@ Quarantine::Quarantine(std::filesystem::path instance, platform::Date now) : ins
 }
 
 std::filesystem::path Quarantine::placeFor(const std::string& path) const {
+  const auto all = instance_ / folderName;
+  if (const auto entry = files::entryAt(all); entry && entry->kind != files::Entry::Kind::folder)
+    files::throwFileError("use as a folder", all, ENOTDIR);
   auto place = instance_ / folder_ / path;
   files::createDirectories(place.parent_path());
   return place;

@@ -9,8 +9,8 @@
 namespace orvik {
 
 /// Where a repair puts what is damaged: `.quarantine/<time>/` in the instance folder, and below it the path
-/// that the file had. Nothing is ever deleted there, and no reader sees it. For one thread; the folder's lock
-/// is held.
+/// that the file had. Nothing is ever deleted there, and no reader sees it. A link in its place is never
+/// followed. For one thread; the folder's lock is held.
 class Quarantine {
  public:
   static constexpr std::string_view folderName = ".quarantine";

@@ -51,7 +51,8 @@ class Planner {
 
   RepairPlan run(const std::optional<Path>& keyRecordCopy) {
     plan_.keyRecord = keyRecordCopy;
-    for (const auto& exam : check_.store.packs) planPack(exam);
+    if (packsAreOurs_)
+      for (const auto& exam : check_.store.packs) planPack(exam);
     for (auto& finding : check_.findings)
       if (finding.kind == Kind::packWithoutIndex) planRebuild(Path(finding.path).filename().native());
     for (auto& finding : check_.findings)
@@ -60,6 +61,15 @@ class Planner {
   }
 
  private:
+  /// Whether a file lies in the folder itself: what is behind a link is not ours to move.
+  bool isOurs(const std::string& path) const {
+    for (auto folder = Path(path).parent_path(); !folder.empty(); folder = folder.parent_path()) {
+      const auto entry = files::entryAt(root_ / folder);
+      if (!entry || entry->kind != files::Entry::Kind::folder) return false;
+    }
+    return true;
+  }
+
   void move(std::string path, Kind why) {
     const auto bytes = files::size(root_ / path).value_or(0);
     plan_.moves.push_back({std::move(path), bytes, why});
@@ -125,24 +135,29 @@ class Planner {
                               packPath(stem.append(BackupFormat::packIndexSuffix))});
   }
 
+  static bool isInPack(const Finding& finding) { return finding.path.ends_with(BackupFormat::packSuffix); }
+
   /// Where a finding of damage goes: a step of the plan, the next backup, or nowhere.
   void sort(Finding finding) {
     switch (finding.kind) {
       case Kind::objectEmpty:
       case Kind::objectDamaged:
       case Kind::fileDamaged:
-        if (!finding.object || finding.kind == Kind::fileDamaged) move(finding.path, finding.kind);
-        return;
+        if (isInPack(finding) && packsAreOurs_) return;
+        if (!isInPack(finding) && isOurs(finding.path)) return move(finding.path, finding.kind);
+        break;
       case Kind::objectUnreadable:
       case Kind::fileUnreadable:
-        if (isBroken(root_ / finding.path, stop_)) return move(finding.path, finding.kind);
+        if (isOurs(finding.path) && isBroken(root_ / finding.path, stop_))
+          return move(finding.path, finding.kind);
         break;
       case Kind::packDamaged:
       case Kind::packCut:
       case Kind::packIndexOdd:
       case Kind::packIndexUnreadable:
       case Kind::indexWithoutPack:
-        return;
+        if (packsAreOurs_) return;
+        break;
       case Kind::keyRecordMissing:
       case Kind::keyRecordUnreadable:
         if (plan_.keyRecord) return;
@@ -164,6 +179,7 @@ class Planner {
   const ContentProof proof_;
   const CareProgress& progress_;
   const std::stop_token& stop_;
+  const bool packsAreOurs_ = isOurs(packPath("any"));
   KeySet found_;  ///< objects that a rebuilt index gives back
   RepairPlan plan_;
 };

@@ -221,18 +221,18 @@ class Examiner {
                  fmt::format("The pack {} that the index names is missing or can't be opened.", exam.pack));
     if (exam.foreign != 0)
       add(Kind::packIndexOdd, index,
-          fmt::format("{} of {} entries have names that no object can have.", exam.foreign, exam.entries));
+          fmt::format("Entries under names that no object can have: {} of {}.", exam.foreign, exam.entries));
     if (exam.overlapping != 0)
       add(Kind::packIndexOdd, index,
-          fmt::format("{} of {} entries overlap with another.", exam.overlapping, exam.entries));
+          fmt::format("Entries that overlap with another: {} of {}.", exam.overlapping, exam.entries));
     if (!exam.outside.empty())
       add(Kind::packCut, pack,
-          fmt::format("{} of {} entries lie outside the file, which has {} bytes.", exam.outside.size(),
-                      exam.entries, exam.packBytes));
+          fmt::format("Entries that lie outside the file of {} bytes: {} of {}.", exam.packBytes,
+                      exam.outside.size(), exam.entries));
     if (exam.damaged.empty()) return;
     add(Kind::packDamaged, pack,
-        fmt::format("{} of {} entries don't reproduce their names or can't be read.", exam.damaged.size(),
-                    exam.entries));
+        fmt::format("Entries that don't reproduce their names or can't be read: {} of {}.",
+                    exam.damaged.size(), exam.entries));
     for (const auto& key : exam.damaged)
       add(Kind::objectDamaged, pack, fmt::format("The object {} in this pack is damaged.", key.text()), key);
   }

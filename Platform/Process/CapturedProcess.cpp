@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <string.h>
 #include <sys/eventfd.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -47,11 +48,28 @@ struct Pipe {
   }
 };
 
+/// The whole input lies ready in memory, so that nobody waits for a program that doesn't read it.
+int inputOf(const std::string& text) {
+  if (text.empty()) return checked(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const int file = checked(::memfd_create("input", MFD_CLOEXEC));
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t count = ::pwrite(file, text.data() + done, text.size() - done, static_cast<off_t>(done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      const int error = errno;
+      ::close(file);
+      failed(error);
+    }
+    done += static_cast<std::size_t>(count);
+  }
+  return file;
+}
+
 pid_t start(const CapturedProcess& process, int out, int err) {
-  const Descriptor nothing(checked(::open("/dev/null", O_RDONLY | O_CLOEXEC)));
+  const Descriptor input(inputOf(process.input));
   std::vector<std::string> words{process.path};
   words.insert(words.end(), process.arguments.begin(), process.arguments.end());
-  const std::array redirections{Redirection{nothing.number(), STDIN_FILENO}, Redirection{out, STDOUT_FILENO},
+  const std::array redirections{Redirection{input.number(), STDIN_FILENO}, Redirection{out, STDOUT_FILENO},
                                 Redirection{err, STDERR_FILENO}};
   if (!process.environment) return spawn(process.path, words, environ, redirections);
   return spawn(process.path, words, systemTexts(*process.environment).data(), redirections);

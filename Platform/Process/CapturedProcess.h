@@ -16,6 +16,7 @@ struct CapturedProcess {
   std::vector<std::string> arguments;                   ///< without the program's own name
   std::optional<std::vector<std::string>> environment;  ///< "NAME=value"; none: this process's own
   std::chrono::milliseconds timeout{};
+  std::string input = {};                 ///< its whole standard input
   std::chrono::milliseconds grace{5000};  ///< from the request to end to the kill
   std::chrono::milliseconds quiet{
       1000};  ///< how long a pipe that others hold may be silent after the program's end
@@ -26,7 +27,7 @@ struct CapturedProcess {
   };
   using OnOutput = std::function<void(std::string_view piece, bool isError)>;
 
-  /// Runs it to its end without standard input; `onOutput` gets each piece of its output, on the calling
+  /// Runs it to its end; `onOutput` gets each piece of its output, on the calling
   /// thread. When it still runs at the timeout it is asked to end, and killed after the grace. Throws `Error`
   /// with the system's words when it can't be started; a stop ends it likewise and throws
   /// `CancellationError`.

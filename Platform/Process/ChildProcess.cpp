@@ -28,23 +28,13 @@ using namespace std::chrono_literals;
 constexpr auto waitInterval = 20ms;
 constexpr auto graceAfterTerm = 1s;
 
-/// This process's environment without a variable.
-std::vector<char*> environmentWithout(std::string_view name) {
-  std::vector<char*> kept;
-  for (char** each = environ; *each != nullptr; ++each) {
-    const std::string_view entry(*each);
-    if (!(entry.starts_with(name) && entry.substr(name.size()).starts_with('='))) kept.push_back(*each);
-  }
-  kept.push_back(nullptr);
-  return kept;
-}
-
 /// One child. Ended and waited for when it goes.
 class Child {
  public:
   /// With `standardOutput` >= 0 the child writes there.
   Child(const std::vector<std::string>& arguments, int standardOutput) {
-    const auto environment = environmentWithout(keychain::pinVariable);
+    const auto variables = environmentForPrograms();
+    const auto environment = systemTexts(variables);
     const Redirection output{standardOutput, STDOUT_FILENO};
     const std::span redirections(&output, standardOutput >= 0 ? 1U : 0U);
     try {
@@ -86,6 +76,16 @@ class Child {
 };
 
 }  // namespace
+
+std::vector<std::string> environmentForPrograms() {
+  const std::string_view pin = keychain::pinVariable;
+  std::vector<std::string> kept;
+  for (char** each = environ; *each != nullptr; ++each) {
+    const std::string_view entry(*each);
+    if (!(entry.starts_with(pin) && entry.substr(pin.size()).starts_with('='))) kept.emplace_back(entry);
+  }
+  return kept;
+}
 
 int runProgram(const std::vector<std::string>& arguments, const std::stop_token& stop) {
   return Child(arguments, -1).wait(stop);

@@ -9,6 +9,9 @@
 
 namespace platform {
 
+/// This process's environment for programs that it starts, "NAME=value", without a token's PIN.
+std::vector<std::string> environmentForPrograms();
+
 /// Runs a program to its end with this process's standard streams; `arguments` begin with its path. Returns
 /// its exit status, or 128 and the number of the signal that ended it. No signal is blocked in it, and a
 /// token's PIN is not in its environment.

@@ -11,6 +11,7 @@
 #include "Platform/Date.h"
 #include "Platform/Files/FileLock.h"
 #include "Platform/Files/Files.h"
+#include "orvik/InstanceFolder.h"
 
 namespace orvik::host {
 
@@ -39,10 +40,6 @@ struct Entry {
   }
 };
 
-std::string nameOf(const BackupRepository& repository) {
-  return std::filesystem::absolute(repository.instanceDirectory).lexically_normal().string();
-}
-
 std::vector<Entry> entriesOf(const files::Path& file) {
   const auto bytes = files::tryRead(file, BackupFormat::recordLimit);
   auto entries = bytes ? BackupFormat::makeDecoder().tryDecode<std::vector<Entry>>(*bytes) : std::nullopt;
@@ -66,7 +63,7 @@ ReadingRequest::Part turnOf(const Entry& entry, ReadingRequest::Part part) {
 }  // namespace
 
 CheckMemory::Turn CheckMemory::next(const BackupRepository& repository, const ReadingRequest& request) const {
-  const auto entry = entryOf(entriesOf(file_), nameOf(repository));
+  const auto entry = entryOf(entriesOf(file_), absolutePath(repository));
   if (const auto* part = std::get_if<ReadingRequest::Part>(&request.what)) {
     const auto turn = turnOf(entry, *part);
     return {{turn}, {ContentShare::part(turn.number, turn.count)}};
@@ -82,7 +79,7 @@ void CheckMemory::remember(const BackupRepository& repository, const Turn& turn,
   auto lockFile = file_;
   const files::FileLock lock(lockFile.replace_extension(".lock"), stop);
   auto entries = entriesOf(file_);
-  auto entry = entryOf(entries, nameOf(repository));
+  auto entry = entryOf(entries, absolutePath(repository));
   std::erase_if(entries, [&](const Entry& each) { return each.path == entry.path; });
   if (const auto* part = std::get_if<ReadingRequest::Part>(&turn.request.what)) {
     const bool isRoundOver = entry.parts != part->count || entry.hasRead(part->number);

@@ -11,36 +11,9 @@ namespace orvik::host::commandLine {
 
 namespace {
 
-void addServer(CLI::App& command, BackupArguments& a) {
-  command.add_option("--instance", a.instance, "The server, as orvik instances list calls it")
-      ->type_name("NAME");
-  command.add_option("--url", a.url, "The server, when it is not registered")->type_name("URL");
-  command.add_option("--client-id", a.clientID, "Client ID of an API client of the server")->type_name("ID");
-  command.add_option("--name", a.name, "Display name of the server (default: its host)")->type_name("NAME");
-  addSecret(command, a.secretFile, a.secretCommand);
-}
-
-/// Which server, in exactly one way.
-void requireServer(const CLI::App& command, const BackupArguments& a) {
-  const bool isNamed = !a.url.empty() || !a.clientID.empty();
-  if (a.instance && a.instance->empty())
-    throw UsageError(fmt::format("--instance is empty. See orvik {} --help.", nameOf(command)));
-  if (int{a.instance.has_value()} + int{a.all} + int{isNamed} > 1)
-    throw UsageError("--instance, --all and --url exclude each other.");
-  if (a.instance || a.all) return;
-  if (!isNamed)
-    throw UsageError(fmt::format(
-        "The server is missing: name it with --instance NAME, or with --url URL and --client-id ID. "
-        "See orvik {} --help.",
-        nameOf(command)));
-  if (a.url.empty() || a.clientID.empty())
-    throw UsageError(fmt::format("{} is missing. See orvik {} --help.",
-                                 a.url.empty() ? "--url" : "--client-id", nameOf(command)));
-}
-
 BackupArguments checked(const CLI::App& command, const BackupArguments& a) {
   requireRunOptions(command, a);
-  requireServer(command, a);
+  requireServer(command, a, a.all);
   requireOneSecret(command);
   // One secret must never go to every server.
   if (a.all && (a.secretFile || a.secretCommand))
@@ -59,6 +32,7 @@ void addBackup(CLI::App& program, Commands& commands) {
   addServer(command, *a);
   command.add_flag("--all", a->all, "Back up all registered servers, one after another");
   addRunOptions(command, *a);
+  addNotify(command, a->notify);
   command.footer(
       "The secret of a registered server is in the keychain. But for --all it may also stand in the\n"
       "environment variable ORVIK_CLIENT_SECRET or in the systemd credential orvik-client-secret. Each "
@@ -70,7 +44,10 @@ void addBackup(CLI::App& program, Commands& commands) {
       "  orvik backup --to /srv/backups --instance school --keep-days 90\n"
       "  orvik backup --to /srv/backups --url https://school.example --client-id 4711 --secret-file "
       "~/secret");
-  commands.push_back({&command, [&command, a]() -> Invocation { return checked(command, *a); }});
+  commands.push_back({&command, [&command, a]() -> Invocation {
+                        requireNotify(command, a->notify);
+                        return checked(command, *a);
+                      }});
 }
 
 void addSimulate(CLI::App& program, Commands& commands) {

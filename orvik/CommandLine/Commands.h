@@ -52,5 +52,6 @@ void addServerFiles(CLI::App& program, Commands& commands);
 /// `mcp` and `mcp tools`.
 void addMCP(CLI::App& program, Commands& commands);
 void addStatus(CLI::App& program, Commands& commands);
+void addDoctor(CLI::App& program, Commands& commands);
 
 }  // namespace orvik::host::commandLine

@@ -75,7 +75,7 @@ void addTest(CLI::App& instances, Commands& commands) {
   const auto a = std::make_shared<TestInstanceArguments>();
   addName(command, a->name);
   addSecret(command, a->secret.file, a->secret.command);
-  command.add_option("--ca-file", a->caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
+  addTrustAnchors(command, a->caFile);
   addOutput(command, a->output);
   command.footer(
       "The secret is the instance's own unless another is given, as to orvik backup.\n\n"

@@ -43,7 +43,7 @@ void addMCP(CLI::App& program, Commands& commands) {
   command.add_flag("--no-token", a->noToken, "Ask clients for no token: any program here may call");
   command.add_option("--database", a->database, "Database of organizations (default: your own)")
       ->type_name("FILE");
-  command.add_option("--ca-file", a->caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
+  addTrustAnchors(command, a->caFile);
   command.footer(
       "Tools act on the organizations that orvik orgs has registered. Each call is told in a line on "
       "standard "

@@ -66,8 +66,7 @@ void addOrgServer(CLI::App& command, OrgServerArguments& arguments) {
       ->type_name("NAME");
   command.add_option("--database", arguments.database, "Database of organizations (default: your own)")
       ->type_name("FILE");
-  command.add_option("--ca-file", arguments.caFile, "PEM file of further trust anchors for TLS")
-      ->type_name("FILE");
+  addTrustAnchors(command, arguments.caFile);
   addForm(command, arguments);
 }
 
@@ -86,6 +85,10 @@ void addLimits(CLI::App& command, RetentionPolicy& keep) {
   };
   limit("--keep", keep.keepCount, "Keep so many newest backups; 0 is no limit");
   limit("--keep-days", keep.keepDays, "Keep backups that finished within so many days; 0 is no limit");
+}
+
+void addTrustAnchors(CLI::App& command, std::string& file) {
+  command.add_option("--ca-file", file, "PEM file of further trust anchors for TLS")->type_name("FILE");
 }
 
 void addSecret(CLI::App& command, std::optional<std::string>& file,

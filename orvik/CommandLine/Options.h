@@ -47,6 +47,21 @@ void requireRunOptions(const CLI::App& command, const BackupArguments& arguments
 /// `--keep` and `--keep-days`; a limit of 0 is none.
 void addLimits(CLI::App& command, RetentionPolicy& keep);
 
+/// The options that name one server: `--instance`, or `--url`, `--client-id` and `--name`; and those of
+/// `addSecret`.
+void addServer(CLI::App& command, ServerArguments& arguments);
+/// Throws `UsageError` unless exactly one way of naming a server is taken; `isAll` is one more.
+void requireServer(const CLI::App& command, const ServerArguments& arguments, bool isAll = false);
+
+/// `--notify-command` and `--notify-url`.
+void addNotify(CLI::App& command, NotifyArguments& notify);
+/// Throws `UsageError` for a blank command and for what is no URL of a server. It may hold a secret, so the
+/// message doesn't repeat it.
+void requireNotify(const CLI::App& command, const NotifyArguments& notify);
+
+/// `--ca-file`.
+void addTrustAnchors(CLI::App& command, std::string& file);
+
 /// `--secret-file` and `--secret-command`.
 void addSecret(CLI::App& command, std::optional<std::string>& file,
                std::optional<std::string>& secretCommand);

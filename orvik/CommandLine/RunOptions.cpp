@@ -66,7 +66,7 @@ void addRoot(CLI::App& command, std::string& root) {
 void addRunOptions(CLI::App& command, BackupArguments& a) {
   addReading(command, a);
   addKeeping(command, a);
-  command.add_option("--ca-file", a.caFile, "PEM file of further trust anchors for TLS")->type_name("FILE");
+  addTrustAnchors(command, a.caFile);
   addQuiet(command, a.quiet);
   addJSON(command, a.json);
 }

@@ -66,11 +66,13 @@ void addRun(CLI::App& schedule, Commands& commands) {
   const auto a = std::make_shared<RunScheduleArguments>();
   addRoot(command, a->backup.to);
   addRunOptions(command, a->backup);
+  addNotify(command, a->backup.notify);
   command.footer(
       "Several due runs of a server are one backup. A run stays in the schedule until its backup is\n"
       "published. Only keychain and managed secrets are used.\n\n"
       "Example:\n  orvik schedule run --to /srv/backups");
   commands.push_back({&command, [&command, a]() -> Invocation {
+                        requireNotify(command, a->backup.notify);
                         requireRunOptions(command, a->backup);
                         return *a;
                       }});

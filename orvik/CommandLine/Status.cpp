@@ -16,6 +16,8 @@ void addStatus(CLI::App& program, Commands& commands) {
       ->check(wholeNumber(bounds::hours))
       ->capture_default_str();
   command.add_flag("--no-sizes", a->noSizes, "Don't measure the folders, which takes long on slow shares");
+  command.add_option("--metrics", a->metrics, "Write what was found for Prometheus too, as a text file")
+      ->type_name("FILE");
   addQuiet(command, a->quiet);
   addJSON(command, a->json);
   command.footer(
@@ -23,6 +25,8 @@ void addStatus(CLI::App& program, Commands& commands) {
       "more than an hour late.\n\n"
       "Example:\n  orvik status --to /srv/backups --max-age 26");
   commands.push_back({&command, [a]() -> Invocation {
+                        if (a->metrics && a->metrics->empty())
+                          throw UsageError("--metrics is empty. See orvik status --help.");
                         if (a->to.empty()) throw UsageError("--to is missing. See orvik status --help.");
                         return *a;
                       }});

@@ -58,7 +58,15 @@ std::vector<std::string> rowOf(const RoundEntry& entry) {
   return row;
 }
 
-Value jsonOf(const RoundEntry& entry) {
+}  // namespace
+
+std::string sentenceOf(const RoundEntry& entry) {
+  const auto detail = detailOf(entry);
+  return fmt::format("{}: {}{}{}", entry.instance.name, verdictOf(entry).text, detail.empty() ? "" : ", ",
+                     detail);
+}
+
+Value recordOf(const RoundEntry& entry) {
   auto line = Value::object({{"instance", entry.instance.name},
                              {"id", entry.instance.id.text()},
                              {"status", verdictOf(entry).word}});
@@ -70,6 +78,8 @@ Value jsonOf(const RoundEntry& entry) {
     line.set("message", entry.failure->message).set("exit", static_cast<int>(entry.failure->status));
   return line;
 }
+
+namespace {
 
 void announce(const InstanceConfig& instance, const BackupArguments& arguments, Results& results) {
   if (arguments.json)
@@ -124,7 +134,7 @@ std::vector<RoundEntry> runRound(const std::vector<InstanceConfig>& instances,
 void tellRound(const std::vector<RoundEntry>& round, const BackupArguments& arguments, Results& results) {
   if (arguments.json) {
     Value::Array entries;
-    for (const auto& entry : round) entries.push_back(jsonOf(entry));
+    for (const auto& entry : round) entries.push_back(recordOf(entry));
     results.line(jsonLine(Value::object({{"event", "round"}})
                               .set("instances", Value::array(std::move(entries)))
                               .set("exit", static_cast<int>(statusOf(round)))));

@@ -7,6 +7,7 @@
 
 #include "OrvikCore/Config/BackupInterval.h"
 #include "OrvikCore/Config/InstanceConfig.h"
+#include "Platform/JSON/Value.h"
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/HostPlaces.h"
@@ -33,6 +34,11 @@ std::vector<RoundEntry> runRound(const std::vector<InstanceConfig>& instances,
 
 /// The table at the end of a round, or with JSON its last line.
 void tellRound(const std::vector<RoundEntry>& round, const BackupArguments& arguments, Results& results);
+
+/// "School: complete, 2026-11-22T230000Z" or why there is no backup. The texts may come from elsewhere.
+std::string sentenceOf(const RoundEntry& entry);
+/// `{"instance","id","status"}` and what belongs to the status.
+platform::json::Value recordOf(const RoundEntry& entry);
 
 /// Cancelled before failed before published with warnings before done. What was too soon is no failure.
 ExitStatus statusOf(const std::vector<RoundEntry>& round);

@@ -7,6 +7,7 @@
 #include "Platform/Files/FileLock.h"
 #include "orvik/Instances/BackupRound.h"
 #include "orvik/Instances/KnownInstances.h"
+#include "orvik/Notify/Notice.h"
 #include "orvik/Report.h"
 #include "orvik/Schedule/DueRuns.h"
 #include "orvik/Schedule/RunText.h"
@@ -22,8 +23,13 @@ namespace {
 class ScheduleRound {
  public:
   ScheduleRound(const BackupArguments& arguments, const HostPlaces& places, const Report& report,
-                Results& results, const std::stop_token& stop)
-      : arguments_(arguments), places_(places), report_(report), results_(results), stop_(stop) {}
+                Results& results, const std::stop_token& stop, std::vector<RoundEntry>& round)
+      : arguments_(arguments),
+        places_(places),
+        report_(report),
+        results_(results),
+        stop_(stop),
+        round_(round) {}
 
   ExitStatus run() {
     for (const auto& warning : known_.warnings()) report_.note(warning);
@@ -101,7 +107,7 @@ class ScheduleRound {
   const std::stop_token& stop_;
   const KnownInstances known_{places_};
   const platform::Date now_ = platform::now();
-  std::vector<RoundEntry> round_;
+  std::vector<RoundEntry>& round_;
 };
 
 }  // namespace
@@ -112,7 +118,9 @@ ExitStatus runSchedule(const RunScheduleArguments& arguments, const HostPlaces& 
   if (!lock) throw BusyError("Another orvik schedule run is at work and makes the backups that are due.");
   const OutputArguments output{arguments.backup.json, arguments.backup.quiet};
   const Report report(output, results);
-  return ScheduleRound(arguments.backup, places, report, results, stop).run();
+  return Notice(arguments.backup, stop).after([&](std::vector<RoundEntry>& round) {
+    return ScheduleRound(arguments.backup, places, report, results, stop, round).run();
+  });
 }
 
 }  // namespace orvik::host

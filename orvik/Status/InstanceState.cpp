@@ -93,7 +93,7 @@ InstanceState::Backup summaryOf(const BackupRepository::Backup& backup) {
   const auto& manifest = backup.manifest;
   const auto warnings = std::ranges::count_if(
       manifest.sections, [](const SectionSummary& section) { return wording::isWarning(section.status); });
-  return {backup.id, manifest.finishedAt, manifest.status, warnings};
+  return {backup.id, manifest.finishedAt, manifest.status, warnings, manifest.totals.objects};
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ struct InstanceState {
     platform::Date finishedAt;
     BackupManifest::Status status = BackupManifest::Status::complete;
     std::int64_t warnings = 0;  ///< sections that could not be read, or not all of them
+    std::int64_t objects = 0;
   };
 
   std::string name;

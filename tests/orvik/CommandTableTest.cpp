@@ -258,8 +258,8 @@ TEST(CommandTable, HelpHasAnExampleForEachCommand) {
     return std::get<PrintText>(parseCommandLine(arguments)).text;
   };
   EXPECT_EQ(text({"--version"}), "orvik " ORVIK_VERSION);
-  for (const std::string command : {"backup", "simulate", "pack", "gc", "retention", "demo", "sample-server",
-                                    "export-server", "patch-report"}) {
+  for (const std::string command : {"backup", "simulate", "pack", "gc", "retention", "check", "repair",
+                                    "stats", "demo", "sample-server", "export-server", "patch-report"}) {
     EXPECT_THAT(text({"--help"}), HasSubstr(command));
     EXPECT_THAT(text({command, "--help"}), testing::ContainsRegex("Examples?:\n  orvik " + command));
     EXPECT_THAT(text({command, "--help"}), HasSubstr("Usage: orvik " + command + " "));
@@ -311,9 +311,25 @@ TEST(CommandTable, CommandsOnAFolderReadTheirOptions) {
   EXPECT_TRUE(unlock.yes && unlock.force);
 }
 
+TEST(CommandTable, CommandsThatCheckAndMendReadTheirOptions) {
+  const auto check =
+      std::get<CheckArguments>(parseCommandLine({"check", "/f", "--read-data", "2/7", "--key=k"}));
+  EXPECT_EQ(check.at.folder, "/f");
+  EXPECT_EQ(check.at.key, "k");
+  EXPECT_EQ(check.read, (ReadingRequest{ReadingRequest::Part{2, 7}}));
+  EXPECT_FALSE(std::get<CheckArguments>(parseCommandLine({"check", "/f"})).read);
+  EXPECT_THAT(refusal({"check", "/f", "--read-data=8/7"}), HasSubstr("--read-data takes a part such as 1/7"));
+  const auto repair = std::get<RepairArguments>(
+      parseCommandLine({"repair", "/f", "--dry-run", "--yes", "--lock-wait", "7", "--json"}));
+  EXPECT_TRUE(repair.dryRun && repair.yes && repair.at.json);
+  EXPECT_EQ(repair.at.lockWait, 7);
+  EXPECT_TRUE(std::get<StatsArguments>(parseCommandLine({"stats", "/f", "--quiet"})).at.quiet);
+}
+
 TEST(CommandTable, WrongUsageOfCommandsOnAFolderIsRefused) {
-  for (const Arguments& command : {Arguments{"pack"}, Arguments{"gc"}, Arguments{"retention", "--keep=1"},
-                                   Arguments{"lock", "show"}, Arguments{"lock", "unlock"}})
+  for (const Arguments& command :
+       {Arguments{"pack"}, Arguments{"gc"}, Arguments{"retention", "--keep=1"}, Arguments{"check"},
+        Arguments{"repair"}, Arguments{"stats"}, Arguments{"lock", "show"}, Arguments{"lock", "unlock"}})
     EXPECT_THAT(refusal(command), HasSubstr("The instance folder is missing. See orvik " + command[0]));
   EXPECT_THAT(refusal({"lock", "show"}), HasSubstr("See orvik lock show --help."));
   EXPECT_THAT(refusal({"lock"}), HasSubstr("show or unlock"));

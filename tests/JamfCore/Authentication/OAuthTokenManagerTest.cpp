@@ -244,6 +244,13 @@ TEST(OAuthTokenManager, NeitherSecretNorTokenIsLogged) {
   EXPECT_EQ(log.messages("auth").at(1), "new token fetched in #s, expires in 1800s");
 }
 
+TEST(OAuthTokenManager, TheLifeOfTheTokenIsWhatTheServerSaid) {
+  Tokens tokens(numbered(30));
+  EXPECT_EQ(tokens.manager.lifetime(), std::nullopt);
+  tokens.valid();
+  EXPECT_EQ(tokens.manager.lifetime(), std::chrono::seconds(30));
+}
+
 TEST(OAuthTokenManager, AnInvalidBaseUrlIsTold) {
   OAuthTokenManager manager("nowhere", "id", std::make_shared<platform::HTTPSession>(),
                             [] { return platform::SecretString(clientSecret); });

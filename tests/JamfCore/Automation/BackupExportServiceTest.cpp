@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include <cerrno>
 #include <regex>
@@ -22,6 +23,7 @@
 #include "Platform/JSON/View.h"
 #include "tests/JamfCore/AdministeredServer.h"
 #include "tests/Support/Commands.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace jamf {
 namespace {
@@ -198,6 +200,20 @@ TEST_F(BackupExport, TheFolderBearsTheOrganizationAndTheTime) {
                                std::regex("A-B-backup-[0-9]{4}-[0-9]{2}-[0-9]{2}-[0-9]{6}")))
       << result.folderURL;
   EXPECT_TRUE(files::isDirectory(result.folderURL));
+}
+
+TEST_F(BackupExport, TheTimeIsThatOfTheClockOnTheWall) {
+  const auto hours = [&](const char* zone) {
+    const orvik::test::ScopedVariable variable("TZ", zone);
+    ::tzset();
+    const files::TempFolder own;
+    const auto name =
+        BackupExportService{site.client}.exportAll("S", own.path()).folderURL.filename().string();
+    return std::stoi(name.substr(std::string("S-backup-2026-11-22-").size(), 2));
+  };
+  const int ahead = (hours("Asia/Dubai") - hours("UTC") + 24) % 24;  // four hours, all the year
+  ::tzset();
+  EXPECT_TRUE(ahead == 4 || ahead == 3) << "on a full hour the second export is of the next";
 }
 
 TEST_F(BackupExport, NoNameOfAnOrganizationLeadsElsewhere) {

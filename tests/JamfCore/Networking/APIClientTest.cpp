@@ -311,5 +311,21 @@ TEST(APIClientLog, ATokenThatAServerQuotesIsNeitherLoggedNorTold) {
   EXPECT_FALSE(log.mentions("token-0000"));
 }
 
+TEST(APIClient, EveryAnswerIsShownWhateverItsStatus) {
+  ClientFixture fixture([](Exchange& exchange) {
+    exchange.send(exchange.request.target() == "/api/v1/gone" ? answer(410, "", "Sunset: soon\r\n")
+                                                              : answer(200, "{}"));
+  });
+  std::vector<std::string> seen;
+  APIClient client("http://" + fixture.server.address(), fixture.tokens, fixture.session,
+                   [&](const Endpoint& endpoint, const platform::HTTPResponse& response) {
+                     seen.push_back(endpoint.path + " " + std::to_string(response.status) + " " +
+                                    std::string(response.header("sunset").value_or("-")));
+                   });
+  client.send(get("api/v1/here"));
+  EXPECT_THROW(client.send(get("api/v1/gone")), APIError);
+  EXPECT_THAT(seen, ElementsAre("api/v1/here 200 -", "api/v1/gone 410 soon"));
+}
+
 }  // namespace
 }  // namespace jamf

@@ -239,6 +239,34 @@ TEST(RepairTest, AFileThatIsTooLongToBeReadStays) {
   EXPECT_THAT(plan.staying, ElementsAre(testing::Field(&Finding::kind, Kind::objectUnreadable)));
 }
 
+// Links.
+
+TEST(RepairTest, WhatLiesBehindALinkIsReadAndNeverMoved) {
+  for (const char* linked : {"store", "store/packs", "store/files"}) {
+    const CheckedFolder folder;
+    folder.flipInPack(1);
+    test::flipByte(folder.filePath(), 4);
+    const files::TempFolder outside;
+    std::filesystem::rename(folder.folder / linked, outside / "moved");
+    std::filesystem::create_directory_symlink(outside / "moved", folder.folder / linked);
+    const auto before = test::contentOf(outside.path());
+    const auto plan = folder.plan();
+    EXPECT_FALSE(plan.staying.empty()) << linked;
+    carryOut(plan, folder.repository, {}, platform::now());
+    EXPECT_EQ(test::contentOf(outside.path()), before) << linked;
+  }
+}
+
+TEST(RepairTest, ALinkInPlaceOfTheQuarantineIsNotFollowed) {
+  const CheckedFolder folder;
+  test::flipByte(folder.objectPath(folder.single[0]), 4);
+  const files::TempFolder outside;
+  std::filesystem::create_directory_symlink(outside.path(), folder.folder / ".quarantine");
+  EXPECT_THROW(folder.repair(), files::FileError);
+  EXPECT_THAT(files::list(outside.path()), IsEmpty());
+  EXPECT_TRUE(files::exists(folder.objectPath(folder.single[0])));
+}
+
 // Key records.
 
 TEST(RepairTest, AKeyRecordComesBackFromTheCopyThatOpensTheBackups) {

@@ -47,7 +47,9 @@ TEST_F(CheckCommand, WarningsAreNoDamage) {
   folder.put("{\"garbage\":1}");
   const auto end = check();
   EXPECT_EQ(end.status, 0) << end.error;
-  EXPECT_THAT(end.output, HasSubstr("warning store: No backup refers to 1 stored objects"));
+  EXPECT_THAT(
+      end.output,
+      HasSubstr("warning store: No backup refers to some of what is stored: objects 1, package files 0; "));
   EXPECT_THAT(end.output, HasSubstr("No damage and 1 warning.\n"));
 }
 
