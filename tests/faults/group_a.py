@@ -73,7 +73,7 @@ def kill_in_pack(stage):
     instance = Instance(scene.root)
     before = instance.backups()
     command = ["pack", instance.path, "--quiet"]
-    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 25, 300):
+    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 15, 200):
         problems += kept(stage.programs, instance, before) + scene.lost(instance)
         end = stage.programs.run("orvik", *command)
         if end.status != 0:
@@ -110,7 +110,7 @@ def kill_in_collection(stage):
     command = ["gc", instance.path, "--yes", "--quiet"]
     scene.succeed(stage.programs.run("orvik", *command), "a clean collection")
     clean, leaked = instance.bytes(), 0
-    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 25, 300):
+    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 15, 200):
         problems += kept(stage.programs, instance, before) + scene.lost(instance)
         end = stage.programs.run("orvik", *command)
         if end.status != 0:
@@ -136,7 +136,7 @@ def kill_in_retention(stage):
     instance = Instance(scene.root)
     newest = instance.backups()[-1:]
     command = ["retention", instance.path, "--keep", "1", "--yes", "--quiet"]
-    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 25, 300):
+    for where, problems in each_kill(stage, command, instance, lambda: scene.reset(source), 12, 200):
         problems += kept(stage.programs, instance, newest) + scene.lost(instance)
         end = stage.programs.run("orvik", *command)
         if end.status != 0:
@@ -166,7 +166,7 @@ def kill_in_first_sealing(stage):
     command = scene.arguments(None, "--encrypt", *key)
     instance = Instance(scene.root)
     record = instance.path / "encryption.json"
-    for where, problems in each_kill(stage, command, instance, scene.reset, 20, 200):
+    for where, problems in each_kill(stage, command, instance, scene.reset, 15, 150):
         written = record.read_bytes() if record.exists() else None
         for backup in instance.backups():
             problems += whole(stage.programs, instance, backup, key)
@@ -196,7 +196,7 @@ def kill_in_staged_publishing(stage):
         scene.reset()
         shutil.rmtree(staging, ignore_errors=True)
 
-    for where, problems in each_kill(stage, command, instance, prepare, 30, 400, below=[scene.root, staging]):
+    for where, problems in each_kill(stage, command, instance, prepare, 18, 250, below=[scene.root, staging]):
         problems += scene.recovers(instance, scene.before, "--staging", staging)
         left = [str(each.relative_to(staging)) for each in staging.rglob("*")
                 if each.is_file() and each.name != "instance.json"]
@@ -250,7 +250,7 @@ def signals(stage):
     scene = Scene(stage)
     total = scene.calls("all")
     slowest = 0.0
-    for n in stage.points(total, 18, 150):
+    for n in stage.points(total, 15, 60):
         for numbers in ([signal.SIGINT], [signal.SIGTERM], [signal.SIGINT, signal.SIGINT]):
             if stage.quick and numbers != [[signal.SIGINT], [signal.SIGTERM], [signal.SIGINT, signal.SIGINT]][n % 3]:
                 continue
