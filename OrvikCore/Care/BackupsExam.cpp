@@ -78,7 +78,7 @@ class Walk {
         listedNames(repository_.instanceDirectory, std::string(BackupFormat::backupsFolder), exam_.findings);
     // Newest first. What may lack objects comes last: a name counts where it is first seen.
     std::ranges::reverse(names);
-    std::ranges::stable_partition(names, [&](const std::string& name) { return isFinished(name); });
+    std::stable_partition(names.begin(), names.end(), [&](const auto& name) { return isFinished(name); });
     for (std::size_t i = 0; i < names.size(); ++i) {
       lookAt(names[i]);
       progress_.count(i + 1, names.size());

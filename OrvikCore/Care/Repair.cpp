@@ -127,8 +127,8 @@ class Planner {
     };
     if (std::ranges::none_of(entries, isLacking)) return;
     std::ranges::stable_sort(entries, {}, &PackObjects::Entry::key);
-    const auto [first, last] = std::ranges::unique(entries, {}, &PackObjects::Entry::key);
-    entries.erase(first, last);
+    const auto isSame = [](const auto& a, const auto& b) { return a.key == b.key; };
+    entries.erase(std::unique(entries.begin(), entries.end(), isSame), entries.end());
     for (const auto& entry : entries) found_.insert(entry.key);
     auto stem = pack.substr(0, pack.size() - BackupFormat::packSuffix.size());
     plan_.rebuilds.push_back({{PackIndex::currentVersion, pack, {std::move(entries), {}}},

@@ -90,8 +90,7 @@ struct CheckedFolder : StoredBackups {
     for (const auto& finding : check.findings)
       if (finding.isDamage() || !damageAlone) found.emplace_back(platform::json::textOf(finding.kind));
     std::ranges::sort(found);
-    const auto [first, last] = std::ranges::unique(found);
-    found.erase(first, last);
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
   }
   std::vector<std::string> damage() const { return kinds(check()); }
