@@ -90,7 +90,7 @@ class DoctorCommand : public test::InstanceHost {
 TEST_F(DoctorCommand, AServerAndAFolderWithoutFaultAreGood) {
   tellPrivileges(allPrivileges());
   files::createDirectories(root);
-  const auto end = doctor({"--to", root.string()});
+  const auto end = doctor({"--to", root.string(), "--quiet"});
   EXPECT_EQ(end.status, 0) << end.error;
   EXPECT_THAT(end.output, StartsWith("OK       The server answers at " + server.url() +
                                      ".\n"

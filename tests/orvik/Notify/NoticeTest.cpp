@@ -38,7 +38,10 @@ class NoticeTest : public test::InstanceHost {
     all.insert(all.end(), more.begin(), more.end());
     return all;
   }
-  ProgramEnd backedUp(const Arguments& more = {}) const { return test::runToEnd(backup(more)); }
+  ProgramEnd backedUp(Arguments more = {}) const {
+    more.emplace_back("--no-reports");
+    return test::runToEnd(backup(more));
+  }
 
   bool isTold() const { return files::exists(told / "input"); }
   /// What the command was told, once.
