@@ -37,16 +37,15 @@ def restored(path):
 class Mixed:
     """A folder with two backups of what the server has now: some objects in a pack, others single, and package files."""
 
-    def __init__(self, scene, *more):
+    def __init__(self, scene, *more, name="mixed"):
         self.scene = scene
         self.root = scene.root
-        self.source = scene.stage.folder / "mixed"
+        self.source = scene.stage.folder / name
         options = scene.options
-        shutil.rmtree(self.source, ignore_errors=True)
-        scene.options = ["--only", OBJECTS, *options[2:], *more]
-        scene.succeed(scene.backup(self.source), "a backup into a pack")
-        scene.options = ["--only", f"{OBJECTS},buildings,categories,{FILES}", *options[2:], *more]
-        scene.succeed(scene.backup(self.source, "--no-pack"), "a backup of single files")
+        scene.options = ["--only", OBJECTS, *options[2:]]
+        scene.succeed(scene.backup(self.source, *more), "a backup into a pack")
+        scene.options = ["--only", f"{OBJECTS},buildings,categories,{FILES}", *options[2:]]
+        scene.succeed(scene.backup(self.source, "--no-pack", *more), "a backup of single files")
         instance = self.reset()
         self.backups = instance.backups()
         self.newest = self.backups[-1]
