@@ -50,9 +50,13 @@ class Mixed:
         self.backups = instance.backups()
         self.newest = self.backups[-1]
 
-    def reset(self):
-        copy_tree(self.source, self.root)
+    def reset(self, source=None):
+        copy_tree(source or self.source, self.root)
         return Instance(self.root)
+
+    def keep_as(self, path):
+        """Keeps the folder as it is now, to go back to it."""
+        copy_tree(self.root, path)
 
 
 def stored(instance, name):
