@@ -181,7 +181,8 @@ class Walk {
       ++exam_.indexes;
       if (loaded.index->sectionID != sections[i])
         add(Kind::indexForeign, pathOf(name, sections[i]),
-            "The index is of another section: by what it says of itself it doesn't belong here. Put the right "
+            "The index is of another section: by what it says of itself it doesn't belong here. Put the "
+            "right "
             "one back from a copy; otherwise the next backup has the section again.");
       if (part == Part::ofSealedBackup && loaded.isPlain)
         add(Kind::indexPlain, pathOf(name, sections[i]),
