@@ -32,7 +32,7 @@ def power_cuts(stage):
     scene = Scene(stage)
     operations = recorded(stage, scene.base, scene.root, "orvik", scene.arguments())
     instance = Instance(scene.root)
-    points = stage.points(len(operations), 9, 250)
+    points = stage.points(len(operations), 5, 100)
     for where in crash_states(stage, scene.base, scene.root, operations, points):
         stage.tally.add(where, scene.recovers(instance, scene.before))
     stage.tally.note = f"{len(operations)} operations, three states after each"
@@ -54,7 +54,7 @@ def power_cuts_in_packing(stage):
                                      (half, "orvikctl", ["gc", instance.path])):
         operations = recorded(stage, source, scene.root, program, command)
         before = Instance(source).backups()
-        for where in crash_states(stage, source, scene.root, operations, stage.points(len(operations), 6, 60)):
+        for where in crash_states(stage, source, scene.root, operations, stage.points(len(operations), 2, 40)):
             problems = kept(stage.programs, instance, before) + scene.lost(instance)
             end = stage.programs.run("orvik", *command[:2], "--quiet", *(["--yes"] if "gc" in command else []))
             if end.status != 0:
@@ -75,7 +75,7 @@ def lost_manifests(stage):
     newest = instance.backups()[-1]
     manifest = instance.backups_path / newest / "manifest.json"
     size = manifest.stat().st_size
-    for length in [None, 0, 1, size - 2, *stage.points(size - 2, 10, 60)]:
+    for length in [None, 0, 1, size - 2, *stage.points(size - 2, 4, 60)]:
         scene.reset(source)
         if length is None:
             manifest.unlink()
@@ -105,7 +105,7 @@ def empty_objects(stage):
     scene = Scene(stage)
     mixed = Mixed(scene)
     healed = 0
-    for attempt in range(stage.size(8, 60)):
+    for attempt in range(stage.size(5, 60)):
         instance = mixed.reset()
         singles = sorted((instance.store / "objects").glob("*/*.json"))
         some = stage.random.sample(singles, 1 + attempt % 8)
@@ -135,7 +135,7 @@ def pretended_writes(stage):
     scene = Scene(stage)
     total = scene.calls("write")
     harmless = 0
-    for n in stage.points(total, 30, 300):
+    for n in stage.points(total, 16, 300):
         instance = scene.reset()
         fault = stage.fault("write", [scene.root], "lie", at=n)
         end = scene.backup(fault=fault)
@@ -177,7 +177,7 @@ def heals(scene, instance):
 def lost_before_resume(stage):
     scene = Scene(stage)
     total = scene.calls("rename")
-    for attempt in range(stage.size(16, 150)):
+    for attempt in range(stage.size(9, 150)):
         instance = scene.reset()
         n = stage.random.randint(total // 4, total - 3)
         fault = stage.fault("rename", [scene.root], "kill", at=n)

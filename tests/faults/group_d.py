@@ -3,7 +3,7 @@
 import json
 
 from campaign import row
-from damage import Mixed, calm, check_finds, checked, due_of_verify, flip, restored, sound, verify_says
+from damage import FILES, OBJECTS, Mixed, calm, check_finds, checked, due_of_verify, flip, restored, sound, verify_says
 from folders import Instance, copy_tree
 from group_a import garbage
 from group_e import ago, lock_record
@@ -33,7 +33,7 @@ def flipped_content(stage):
     mixed = Mixed(Scene(stage))
     instance = mixed.reset()
     kinds = targets(mixed)
-    for attempt in range(stage.size(45, 1000)):
+    for attempt in range(stage.size(24, 1000)):
         kind = list(kinds)[attempt % 3]
         path = stage.random.choice(kinds[kind])
         at, bit = stage.random.randrange(path.stat().st_size), stage.random.randrange(8)
@@ -58,7 +58,7 @@ def flips(stage, name, path, prepare, act):
     """Flips bytes of a file of a fresh folder; `act` gives what is wrong afterwards."""
     prepare()
     size = path.stat().st_size
-    for _ in range(stage.size(9, 200)):
+    for _ in range(stage.size(4, 200)):
         prepare()
         at, bit = stage.random.randrange(size), stage.random.randrange(8)
         with restored(path):
@@ -74,9 +74,9 @@ def read_all(stage, instance):
     return [problem for end in ends for problem in calm(end)]
 
 
-@row("D2", "One flipped byte in manifest, index, pack index, state, lock, audit log and instance record")
+@row("D2", "One flipped byte in manifest, indexes, pack index, state, lock, audit log and instance record")
 def flipped_records(stage):
-    scene = Scene(stage)
+    scene = Scene(stage, f"{OBJECTS},{FILES}")
     programs = stage.programs
     half, broken = stage.folder / "half", stage.folder / "broken"
     scene.reset()
@@ -113,6 +113,7 @@ def flipped_records(stage):
     cases = {
         "manifest": (newest / "manifest.json", collect),
         "index": (newest / "sections" / "scripts.json", collect),
+        "index of package files": (newest / "sections" / "packageFiles.json", collect),
         "pack index": (next((instance.store / "packs").glob("*.idx")), collect),
         "audit log": (newest / "audit.jsonl", report),
         "instance record": (instance.path / "instance.json", lambda: read_all(stage, instance) + backup()),
@@ -124,7 +125,7 @@ def flipped_records(stage):
     scene.reset(broken)
     state = next(instance.backups_path.glob("*.partial")) / "state.json"
     instance.lock.unlink(missing_ok=True)
-    for _ in range(stage.size(9, 200)):
+    for _ in range(stage.size(4, 200)):
         scene.reset(broken)
         at, bit = stage.random.randrange(state.stat().st_size), stage.random.randrange(8)
         flip(state, at, bit)
@@ -132,7 +133,7 @@ def flipped_records(stage):
         stage.tally.add(f"state, bit {bit} of byte {at}", problems + scene.recovers(instance, scene.before))
 
     text = lock_record("elsewhere", 4711, ago(2000))
-    for _ in range(stage.size(9, 200)):
+    for _ in range(stage.size(4, 200)):
         scene.reset()
         instance.lock.write_text(text)
         at, bit = stage.random.randrange(len(text)), stage.random.randrange(8)
@@ -150,8 +151,8 @@ def cut_packs(stage):
     pack = max((instance.store / "packs").glob("*.pack"), key=lambda path: path.stat().st_size)
     ends = sorted(sum(place) for place in json.loads(pack.with_suffix(".idx").read_text())["objects"].values())
     size = pack.stat().st_size
-    points = {0, 1, size - 1, *stage.random.sample(ends[:-1], stage.size(4, 20))}
-    while len(points) < stage.size(14, 50):
+    points = {0, 1, size - 1, *stage.random.sample(ends[:-1], stage.size(2, 20))}
+    while len(points) < stage.size(7, 50):
         points.add(stage.random.randrange(1, size))
     for length in sorted(points):
         with restored(pack) as data:
@@ -172,11 +173,12 @@ def deleted(stage):
     instance = mixed.reset()
     kinds = targets(mixed)
     newest = instance.backups_path / mixed.newest
-    files = [("object", path) for path in stage.random.sample(kinds["object"], stage.size(4, 20))]
-    files += [("package file", path) for path in stage.random.sample(kinds["package file"], stage.size(3, 10))]
+    files = [("object", path) for path in stage.random.sample(kinds["object"], stage.size(2, 20))]
+    files += [("package file", path) for path in stage.random.sample(kinds["package file"], stage.size(1, 10))]
     files += [("pack", path) for path in kinds["pack"]]
     files += [("pack index", path.with_suffix(".idx")) for path in kinds["pack"]]
-    files += [("index", path) for path in sorted((newest / "sections").iterdir())]
+    indexes = sorted((newest / "sections").iterdir())
+    files += [("index", path) for path in stage.random.sample(indexes, stage.size(3, len(indexes)))]
     for kind, path in files:
         with restored(path):
             path.unlink()

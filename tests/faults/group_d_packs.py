@@ -4,7 +4,7 @@ import json
 
 from campaign import row
 from damage import Mixed, calm, flip, restored, sound, stored, verify_says
-from folders import copy_tree, snapshot
+from folders import snapshot
 from group_a import organisation_key
 from invariants import kept, same_as
 from scene import Scene
@@ -90,7 +90,7 @@ def crafted_indexes(stage):
     (outside / "outside.pack").chmod(0o600)
     untouched = snapshot(outside)
     names = list(CRAFTED)
-    for name in stage.random.sample(names, 18) if stage.quick else names:
+    for name in stage.random.sample(names, 8) if stage.quick else names:
         mixed.reset()
         (packs / "other.pack").write_bytes(index.with_suffix(".pack").read_bytes()[::-1])
         crafted = CRAFTED[name](json.loads(index.read_text())).replace("OUTSIDE", str(outside / "outside.pack"))
@@ -151,7 +151,7 @@ def lost_pack_indexes(stage):
     index = pack.with_suffix(".idx")
     entries = json.loads(index.read_text())["objects"]
     back = wanted = 0
-    for attempt in range(stage.size(12, 80)):
+    for attempt in range(stage.size(5, 80)):
         mixed.reset()
         harm = ("whole", "flipped", "cut")[attempt % 3]
         hurt = set()

@@ -85,7 +85,7 @@ def strange_records(stage):
             "orvikctl", "list", instance.path).out),
                                  (index, indexes, lambda: programs.run(
                                      "orvikctl", "verify", instance.path, backup).status == 0)):
-        for name, record, counts in some(cases(json.loads(path.read_text())), 14):
+        for name, record, counts in some(cases(json.loads(path.read_text())), 7):
             scene.reset(source)
             with restored(path):
                 path.write_text(json.dumps(record))
@@ -96,7 +96,7 @@ def strange_records(stage):
                             scene.lost(instance))
     for path in (instance.path / "instance.json", next((instance.store / "packs").glob("*.idx"))):
         scene.reset(source)
-        for name, record, _ in some(variants(json.loads(path.read_text()), set()), 5):
+        for name, record, _ in some(variants(json.loads(path.read_text()), set()), 3):
             scene.reset(source)
             with restored(path):
                 path.write_text(json.dumps(record))
@@ -123,7 +123,7 @@ def key_records(stage, scene, some):
     record = instance.path / "encryption.json"
     before = instance.backups()
     whole = json.loads(record.read_text())
-    for name, changed, _ in some([*variants(whole, set()), *variants(whole, set(), ("keys", 0))], 6):
+    for name, changed, _ in some([*variants(whole, set()), *variants(whole, set(), ("keys", 0))], 3):
         scene.reset(sealed)
         with restored(record):
             text = json.dumps(changed)
@@ -151,7 +151,7 @@ def states(stage, scene, some):
     broken = stage.folder / "broken"
     copy_tree(scene.root, broken)
     state = next(instance.backups_path.glob("*.partial")) / "state.json"
-    for name, changed, _ in some(variants(json.loads(state.read_text()), set()), 5):
+    for name, changed, _ in some(variants(json.loads(state.read_text()), set()), 3):
         scene.reset(broken)
         state.write_text(json.dumps(changed))
         stage.tally.add(f"state.json, {name}", scene.recovers(instance, scene.before))
@@ -159,7 +159,7 @@ def states(stage, scene, some):
     lines = state.with_name("journal.jsonl")
     first, *rest = lines.read_text().splitlines()
     for name, changed, _ in some([*variants(json.loads(first), set()),
-                                  *variants(json.loads(first), set(), ("item",))], 6):
+                                  *variants(json.loads(first), set(), ("item",))], 3):
         scene.reset(broken)
         lines.write_text("\n".join([json.dumps(changed), *rest]) + "\n")
         stage.tally.add(f"journal.jsonl, {name}", scene.recovers(instance, scene.before))

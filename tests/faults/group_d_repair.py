@@ -19,7 +19,7 @@ def damaged_packages(stage):
     instance = mixed.reset()
     paths = sorted(instance.store.glob("files/*/*"))
     healed = 0
-    for attempt in range(stage.size(9, 60)):
+    for attempt in range(stage.size(4, 60)):
         mixed.reset()
         path = stage.random.choice(paths)
         size = path.stat().st_size
@@ -103,7 +103,7 @@ def kill_in_repair(stage):
         cases = harms(stage.random, instance)
         if sealed:
             cases["a lost key record"] = (instance.path / "encryption.json").unlink
-        for name in stage.random.sample(sorted(cases), 4) if stage.quick else sorted(cases):
+        for name in stage.random.sample(sorted(cases), 3) if stage.quick else sorted(cases):
             mixed.reset()
             cases[name]()
             damaged = stage.folder / "damaged"
