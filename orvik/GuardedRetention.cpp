@@ -15,6 +15,7 @@ GuardedRetention GuardedRetention::plan(const BackupRepository& repository, Rete
   GuardedRetention plan{policy, now, CollectionPreflight::check(repository, unfinished, stop), {}, {}, 0};
   plan.verdicts = planRetention(repository, policy, now);
   plan.collection = planCollection(repository, plan.goingIDs(), stop);
+  plan.preflight.requireContent(plan.collection, repository, plan.goingIDs(), stop);
   for (const auto& id : plan.goingIDs())
     plan.folderBytes += platform::files::allocatedSize(repository.backupDirectory(id));
   return plan;
