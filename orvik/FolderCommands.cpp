@@ -117,6 +117,7 @@ ExitStatus collect(const CollectArguments& arguments, Results& results, const st
   });
   const auto plan = deletion.during("Reading what the backups refer to",
                                     [&] { return planCollection(repository, {}, stop); });
+  CollectionPreflight::requireNothingMisnamed(plan, repository);
   const auto leftovers =
       deletion.during("Looking for what a crash left", [&] { return findLeftovers(repository, now, stop); });
   const auto expected = plan.expected();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "OrvikCore/Store/BackupRepository.h"
+#include "OrvikCore/Store/GarbageCollection.h"
 #include "TuvCore/Error.h"
 
 namespace orvik {
@@ -42,6 +43,11 @@ struct CollectionPreflight {
   /// Throws `CollectionRefused`, and `platform::CancellationError`.
   static CollectionPreflight check(const BackupRepository& repository, UnfinishedRuns unfinished,
                                    const std::stop_token& stop = {});
+
+  /// A synchronising service that keeps two versions of a file gives one of them a longer name, and sometimes
+  /// the only one. Throws `CollectionRefused` when the plan would delete, under such a name, what a backup
+  /// refers to and what is nowhere under its own.
+  static void requireNothingMisnamed(const CollectionPlan& plan, const BackupRepository& repository);
 
   /// Right before something is deleted: throws `CollectionRefused` when the names differ by now.
   void requireUnchanged(const BackupRepository& repository) const;
