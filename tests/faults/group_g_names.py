@@ -9,7 +9,7 @@ from pathlib import Path
 from campaign import row
 from folders import Instance, snapshot
 from group_g import chosen, first, newest
-from invariants import kept, same_as
+from invariants import kept, same_as, told
 from scene import Scene
 from tending import SECTIONS, Keepers, calm, lasting, two_backups
 
@@ -145,13 +145,25 @@ TARGETS = ("its own content, outside", "a folder outside", "a file outside", "it
 LINKED = (*PLACES, "backups", "store", "store/objects", "store/files")
 
 
+def fill(outside):
+    """What a link may lead to, and a collection would take for garbage."""
+    remove(outside)
+    outside.mkdir()
+    (outside / "file").write_text("untouched")
+    for name in ("ab" + "0" * 62, "ab/ab" + "0" * 62 + ".json", "ab.partial/journal.jsonl", ".old.tmp", "old.part"):
+        path = outside / "folder" / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text("untouched")
+        os.utime(path, (0, 0))
+
+
 def linked(stage, scene, source, part, target, outside):
     """A link stands where a part of the folder should be."""
     instance = scene.reset(source)
     before = instance.backups()
     path = PLACES[part](instance) if part in PLACES else instance.path / part
+    fill(outside)
     away = outside / "moved"
-    remove(away)
     if target == "its own content, outside":
         os.rename(path, away)
         path.symlink_to(away)
@@ -162,9 +174,10 @@ def linked(stage, scene, source, part, target, outside):
     seen = snapshot(outside)
     problems = readers(stage, instance)
     keepers = Keepers(scene, commands=("check", "gc", "repair", "pack", "retention"))
-    problems += keepers.run(instance) + calm(scene.backup(None, timeout=60), 60)
-    # Who moved a part of the folder to another disk and left a link has moved what belongs to the folder.
-    touched = same_as(seen, outside, ["moved"])
+    problems += keepers.run(instance)
+    end = scene.backup(None, timeout=60)
+    problems += calm(end, 60) + (told(end) if end.status != 0 else [])
+    touched = same_as(seen, outside)
     problems += [f"outside, {each}" for each in touched]
     if away.exists():
         problems += kept(stage.programs, instance, before[-1:])
@@ -177,11 +190,6 @@ def links(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
     outside = stage.fresh("outside")
-    (outside / "file").write_text("untouched")
-    (outside / "folder" / "ab").mkdir(parents=True)
-    (outside / "folder" / "ab" / ("ab" + "0" * 62 + ".json")).write_text("{}")
-    (outside / "folder" / ("ab" + "0" * 62)).write_text("untouched")
-    (outside / "folder" / "old.tmp").write_text("untouched")
     touched = 0
     tries = [(part, target) for part in LINKED for target in TARGETS]
     for part, target in chosen(stage, tries, 10):
