@@ -7,6 +7,7 @@ count, and what is done with them: a function of the request that gives a reply.
                    Rule("/api/v1/scripts", sent(cut=100))]
 """
 
+import contextlib
 import http.client
 import json
 import re
@@ -118,7 +119,7 @@ def reply(**about):
     return lambda request: Reply(**about)
 
 
-def status(code, body=b"", headers=()):
+def status(code, body=b"", *headers):
     return reply(status=code, body=body, headers=list(headers))
 
 
@@ -188,9 +189,7 @@ class Front:
         self.lock = threading.Lock()
         self.closing = threading.Event()
         self.connections = set()
-        self.numbers = 0
-        self.errors = []
-        self.context = None
+        self.numbers, self.errors, self.context = 0, [], None
         if certificate:
             self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.context.set_ciphers("ALL:@SECLEVEL=0")
@@ -198,7 +197,6 @@ class Front:
                 self.context.minimum_version, self.context.maximum_version = tls_versions
             self.context.load_cert_chain(certificate)
         self.scheme = "https" if certificate else "http"
-        self.listener = None
         self.port = port
         self.open()
 
@@ -221,19 +219,15 @@ class Front:
     def shut(self):
         """Nobody listens any more and all connections are reset, until open()."""
         self.closing.set()
-        try:
+        with contextlib.suppress(OSError):
             self.listener.shutdown(socket.SHUT_RDWR)
-        except OSError:
-            pass
         self.listener.close()
         with self.lock:
             connections = list(self.connections)
         for each in connections:
-            _linger_not(each)
-            try:
+            with contextlib.suppress(OSError):
+                _linger_not(each)
                 each.shutdown(socket.SHUT_RDWR)  # wakes its thread, which closes it
-            except OSError:
-                pass
 
     def close(self):
         """What went wrong in the server itself; none of it is the programs' fault."""

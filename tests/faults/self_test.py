@@ -102,7 +102,7 @@ def plants(stage, scene):
     for name, how in (("cut short", {"cut": 20}), ("cut in a chunk", {"cut": 20, "chunked": True}),
                       ("reset", {"cut": 20, "reset": True}), ("reset before its head", {"raw": b"", "reset": True})):
         front.forget()
-        front.rules = [Rule("/JSSResource/buildings", sent(**how), first(2))]
+        front.rules = [Rule("/JSSResource/buildings", sent(**how), first(4))]
         end = programs.run("orvik", "backup", "--to", scene.empty(name), *server.options(), *scene.options)
         yield f"an answer that is {name}", ["told"] if end.status == WARNINGS else []
     yield "the same once more, when the servers are closed", server.close()
