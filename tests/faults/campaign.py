@@ -97,6 +97,10 @@ class Stage:
         offset = self.random.random() * step
         return sorted({min(total, int(offset + i * step) + 1) for i in range(wanted)})
 
+    def some(self, things, quick):
+        """All of a list, or so many of it."""
+        return [things[n - 1] for n in self.points(len(things), quick, len(things))]
+
     def fault(self, calls, below=(), do="", **more):
         """A fault for one program; it counts calls when it does nothing."""
         return Fault(self.folder, calls, below, do, **more)

@@ -27,6 +27,7 @@ class Server:
         self.seed = seed
         self.fleet = fleet
         self.totals = []
+        self.pace = {"--rate": "0", "--base-delay": "0.05", "--max-delay": "0.2", "--attempts": "2"}
         self.start(seed)
 
     def start(self, seed):
@@ -57,8 +58,10 @@ class Server:
         self.start(seed)
 
     def options(self):
-        return ["--url", self.url, "--client-id", self.client, "--secret-file", self.secret_file, "--rate", "0",
-                "--base-delay", "0.05", "--max-delay", "0.2", "--attempts", "2"]
+        return [*self.identity(), *(word for pair in self.pace.items() for word in pair)]
+
+    def identity(self, url=None):
+        return ["--url", url or self.url, "--client-id", self.client, "--secret-file", self.secret_file]
 
     def close(self):
         """What it was asked against the rules, once it is stopped."""
@@ -76,11 +79,8 @@ class FrontedServer(Server):
         super().__init__(programs, seed, **about)
         self.front = Front(self)
 
-    def options(self, url=None):
-        """`url` is another name of the server in front."""
-        options = super().options()
-        options[options.index("--url") + 1] = url or self.front.url
-        return options
+    def identity(self, url=None):
+        return super().identity(url or self.front.url)
 
     def close(self):
         problems = [f"{each.method} {each.path} was asked" for each in self.front.writing[:3]]
