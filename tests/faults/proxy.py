@@ -41,7 +41,7 @@ class Reply:
     drip: float = 0.0  # seconds before each `step` bytes
     step: int = 1 << 16
     silent: bool = False  # where it is cut, nothing more happens until the other side goes or the server closes
-    raw: bytes = None  # in place of head and body
+    raw: object = None  # as `body`, in place of head and body
 
     def header(self, name):
         return next((value for key, value in self.headers if key.lower() == name.lower()), None)
@@ -234,10 +234,10 @@ class Front:
         self.shut()
         return [f"the scripted server failed: {error}" for error in self.errors[:3]]
 
-    def forget(self):
-        """An empty log and no rules, for the next try."""
+    def forget(self, rules=()):
+        """An empty log and other rules, for the next try."""
         with self.lock:
-            self.log, self.rules = [], []
+            self.log, self.rules = [], list(rules)
 
     # Looking back.
 
@@ -374,7 +374,8 @@ def _deliver(connection, answer, closing):
     if answer.delay and closing.wait(answer.delay):
         return False
     if answer.raw is not None:
-        connection.sendall(answer.raw)
+        for piece in [answer.raw] if isinstance(answer.raw, bytes) else answer.raw():
+            connection.sendall(piece)
     else:
         connection.sendall(_head(answer))
         for piece in _pieces(answer):
