@@ -1,16 +1,20 @@
 """Plants what each check has to find, and fails when one of them finds nothing: a check that can't fail proves nothing."""
 
+import contextlib
 import json
 import shutil
+import urllib.request
 from pathlib import Path
 
 import campaign
 from damage import Mixed, calm, check_finds, due_of_verify, flip, sound, verify_says
+from fleet import FrontedServer
 from folders import Instance, snapshot
 from group_d_repair import bytes_below, never_worse
 from invariants import kept, no_leftovers, no_secret, same_as, told, whole
 from power import Disk, Recorder, VARIANTS
-from programs import End, Programs
+from programs import WARNINGS, End, Programs
+from proxy import Rule, first, sent
 from scene import Scene, calls_of
 
 
@@ -96,6 +100,7 @@ def plants(stage, scene):
 
     yield from of_damage(stage, scene)
     yield from of_power(stage, scene)
+    yield from of_server(stage, scene)
 
 
 def of_damage(stage, scene):
@@ -145,3 +150,20 @@ def of_power(stage, scene):
         disk.write(to, *VARIANTS[name](stage.random))
         path = to / Path(written).relative_to(scene.root)
         yield f"a write without a flush, {name}", [] if path.exists() and path.stat().st_size else ["it is lost"]
+
+
+def of_server(stage, scene):
+    """That the scripted server answers as it is told, and tells a request that writes."""
+    programs = stage.programs
+    server = FrontedServer(programs)
+    front = server.front
+    with contextlib.suppress(OSError):
+        urllib.request.urlopen(urllib.request.Request(front.url + "/JSSResource/buildings", b"x", method="PUT"))
+    yield "a request that writes, by the scripted server", front.writing
+    for name, how in (("cut short", {"cut": 20}), ("cut in a chunk", {"cut": 20, "chunked": True}),
+                      ("reset", {"cut": 20, "reset": True}), ("reset before its head", {"raw": b"", "reset": True})):
+        front.forget()
+        front.rules = [Rule("/JSSResource/buildings", sent(**how), first(4))]
+        end = programs.run("orvik", "backup", "--to", scene.empty(name), *server.options(), *scene.options)
+        yield f"an answer that is {name}", ["told"] if end.status == WARNINGS else []
+    yield "the same once more, when the servers are closed", server.close()
