@@ -15,6 +15,7 @@ GROUPS = {
     "D": "Damage at rest",
     "E": "Locks and concurrency",
     "F": "Clocks",
+    "J": "Tool server",
 }
 
 
