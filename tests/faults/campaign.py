@@ -15,6 +15,8 @@ GROUPS = {
     "D": "Damage at rest",
     "E": "Locks and concurrency",
     "F": "Clocks",
+    "H": "The server",
+    "I": "Downloads",
     "J": "Tool server",
 }
 

@@ -6,6 +6,8 @@ import socket
 import time
 from pathlib import Path
 
+from proxy import Front
+
 # Small enough that a run makes a few hundred calls on the disk: lists, single objects, scripts with texts.
 SECTIONS = "buildings,categories,departments,scripts"
 
@@ -65,3 +67,21 @@ class Server:
             return ["the sample server did not tell what it was asked"]
         writing = sum(each["writingRequests"] for each in self.totals)
         return [f"the server saw {writing} requests that write"] if writing else []
+
+
+class FrontedServer(Server):
+    """A sample server that is reached through a scripted one, `front`, whose rules decide what comes back."""
+
+    def __init__(self, programs, seed=1, **about):
+        super().__init__(programs, seed, **about)
+        self.front = Front(self)
+
+    def options(self, url=None):
+        """`url` is another name of the server in front."""
+        options = super().options()
+        options[options.index("--url") + 1] = url or self.front.url
+        return options
+
+    def close(self):
+        problems = [f"{each.method} {each.path} was asked" for each in self.front.writing[:3]]
+        return self.front.close() + problems + super().close()

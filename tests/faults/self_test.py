@@ -1,14 +1,18 @@
 """Plants what each check has to find, and fails when one of them finds nothing: a check that can't fail proves nothing."""
 
+import contextlib
 import json
 import shutil
+import urllib.request
 from itertools import chain
 
 import campaign
 import self_test_tools
+from fleet import FrontedServer
 from folders import Instance, snapshot
 from invariants import kept, no_leftovers, no_secret, same_as, told, whole
-from programs import End, Programs
+from programs import WARNINGS, End, Programs
+from proxy import Rule, first, sent
 from scene import Scene, calls_of
 
 
@@ -91,3 +95,16 @@ def plants(stage, scene):
     end = scene.backup(fault=fault)
     yield "a kill, by the library that is preloaded", ["killed"] if end.killed and fault.hits == 1 else []
     fault.close()
+
+    server = FrontedServer(programs)
+    front = server.front
+    with contextlib.suppress(OSError):
+        urllib.request.urlopen(urllib.request.Request(front.url + "/JSSResource/buildings", b"x", method="PUT"))
+    yield "a request that writes, by the scripted server", front.writing
+    for name, how in (("cut short", {"cut": 20}), ("cut in a chunk", {"cut": 20, "chunked": True}),
+                      ("reset", {"cut": 20, "reset": True}), ("reset before its head", {"raw": b"", "reset": True})):
+        front.forget()
+        front.rules = [Rule("/JSSResource/buildings", sent(**how), first(4))]
+        end = programs.run("orvik", "backup", "--to", scene.empty(name), *server.options(), *scene.options)
+        yield f"an answer that is {name}", ["told"] if end.status == WARNINGS else []
+    yield "the same once more, when the servers are closed", server.close()

@@ -1,0 +1,1 @@
+"""Group H: the server refuses, lies, stalls and breaks off."""
