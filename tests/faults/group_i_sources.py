@@ -1,4 +1,4 @@
-"""Group I: signed URLs that run out, hashes of all kinds, large files, and package names that want to leave their folder."""
+"""Group I: signed URLs that run out, hashes of all kinds, large files, and package names that want out of their folder."""
 
 import hashlib
 import json
@@ -49,8 +49,9 @@ def broken_off(stage):
     size = stage.size(11, 100) * 1_000_000 + 12345
     most = 0
     for number, (name, life, drop, reset) in enumerate((
-            ("URLs run out", 3_000_000, None, False), ("it drops", None, 5_000_000, False), ("it is reset", None, 5_000_000, True),
-            ("both", 3_000_000, 2_500_000, True), ("both, at odd places", 3_000_017, 1_999_999, False))):
+            ("URLs run out", 3_000_000, None, False), ("it drops", None, 5_000_000, False),
+            ("it is reset", None, 5_000_000, True), ("both", 3_000_000, 2_500_000, True),
+            ("both, at odd places", 3_000_017, 1_999_999, False))):
         package = Package("large file.pkg", content(size, number))
         server = Fragile(life, drop, reset)
         shelf.begin([package])
@@ -65,8 +66,8 @@ def broken_off(stage):
             problems.append(f"{requests} requests with {urls} URLs")
         if requests < size // 5_000_000 or life and not server.refused:
             problems.append(f"nothing was broken: {requests} requests")
-        # What a reset takes with it comes again.
-        if server.sent > size * (2 if reset else 1):
+        # A reset takes with it what was on its way, so that it comes again.
+        if not reset and server.sent > size:
             problems.append(f"{server.sent - size} bytes came twice")
         stage.tally.add(f"{name}, {size} bytes", problems)
     stage.tally.worst = f"{most} requests for {size // 1_000_000} MB"
@@ -128,8 +129,8 @@ def hashes(stage):
                 problems.append(f"the message is {file.get('message')}")
             if file.get("status") != turn:
                 problems.append(f"it is {file.get('status')}, not {turn}")
-            if expected[package.name] is not None and file.get("jamfHash", "") != file.get("jamfHash", "x").split(":")[0] + ":" + (
-                    package.value or package.cloud.get("md5")).lower():
+            value = package.value or package.cloud.get("md5")
+            if expected[package.name] is not None and not file.get("jamfHash", "").endswith(":" + value.lower()):
                 problems.append(f"the hash is kept as {file.get('jamfHash')}")
             stage.tally.add(f"{turn}, {str(package.type)[:20]!r}: {str(package.value)[:20]!r}", problems)
 
@@ -192,7 +193,8 @@ def large(stage):
         running = stage.programs.start("orvik", *shelf.arguments())
         watch = MemoryWatch(running.pid)
         part = shelf.part(package)
-        while turn <= stops and running.running() and (not part.exists() or part.stat().st_size < turn * package.length // (stops + 1)):
+        enough = turn * package.length // (stops + 1)
+        while turn <= stops and running.running() and not (part.exists() and part.stat().st_size >= enough):
             time.sleep(0.002)
         if turn <= stops:
             running.send(signal.SIGTERM)
@@ -217,10 +219,11 @@ def hostile_names():
     for up in ("../", "../../", "../" * 20, "a/../../", "./../", "..\\", "..%2f", "%2e%2e/", "..%252f", "....//", ".../",
                "\u2025/", "\uff0e\uff0e/", "..;/", "\\..\\", "//", "/", "./", "/../", "?/../", "#/../"):
         yield up + "secret.txt"
-    yield from ("..", ".", "/", "//", "a/", "/etc/passwd", "/proc/self/environ", "file:///etc/passwd", "http://evil.example/x",
-                "//evil.example/x", "C:\\secret.txt", "~/secret.txt", "$HOME/secret.txt", "`id`", "-rf", "a\nb", "a\r\nX: y", "a\tb",
-                "a\0b", "\x1b[31mred", "a?b", "a#b", "a%b", "a%00b", "a b", "a+b", "a&b", "a;b", "a:b", 'a"b', "a'b", "a|b", "a*b",
-                "CON", "aux.pkg", "a.", " a", "a ", ".part", ".json", "backup.lock", "manifest.json", "x" * 255, "x" * 256,
+    yield from ("..", ".", "/", "//", "a/", "/etc/passwd", "/proc/self/environ", "file:///etc/passwd",
+                "http://evil.example/x", "//evil.example/x", "C:\\secret.txt", "~/secret.txt", "$HOME/secret.txt", "`id`",
+                "-rf", "a\nb", "a\r\nX: y", "a\tb", "a\0b", "\x1b[31mred", "a?b", "a#b", "a%b", "a%00b", "a b", "a+b",
+                "a&b", "a;b", "a:b", 'a"b', "a'b", "a|b", "a*b", "CON", "aux.pkg", "a.", " a", "a ", ".part",
+                ".json", "backup.lock", "manifest.json", "x" * 255, "x" * 256,
                 "\u00e9" * 200, "x" * 5000, "\u202epkg.exe", "\U0001f4a9", "\u2028")
 
 
@@ -238,9 +241,9 @@ def hostile(stage):
     for place in (CLOUD, SHARE, "mount"):
         packages = [Package(name, content(200, number), places=(place,)) for number, name in enumerate(hostile_names())]
         for package in packages if place == "mount" else ():
-            plain = mount / "Packages" / package.name.replace("\0", "")
-            if "/" not in package.name and "\0" not in package.name and len(os.fsencode(package.name)) < 256 and not plain.exists():
-                plain.write_bytes(package.data)
+            can_lie = not {"/", "\0"} & set(package.name) and len(os.fsencode(package.name)) < 256
+            if can_lie and package.name not in ("", ".", ".."):
+                (mount / "Packages" / package.name).write_bytes(package.data)
         shelf.begin(packages)
         before = surroundings(stage, shelf)
         end = shelf.backup("--mount", mount)

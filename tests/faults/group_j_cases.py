@@ -78,8 +78,10 @@ def _odd_requests():
     for name in ("", "PING", "tools/List", "tools/call ", "x" * 1_000_000, "a\u0000b", "../../etc/passwd", "\U0001f600"):
         yield f"the method {name[:20]!r}", message(method=name), UNKNOWN, 1
     for name, body in {
-        "a call without parameters": message(method="tools/call"), "null parameters": message(method="tools/call", params=None),
-        "parameters 5": message(method="tools/call", params=5), "a parameter list": message(method="tools/call", params=[1]),
+        "a call without parameters": message(method="tools/call"),
+        "null parameters": message(method="tools/call", params=None),
+        "parameters 5": message(method="tools/call", params=5),
+        "a parameter list": message(method="tools/call", params=[1]),
         "a name 5": tool(name=5), "a null name": tool(name=None), "an unknown tool": tool(name="rm -rf /"),
         "a tool's name with a NUL": tool(name="list_organizations\0"),
         "a tool that writes": tool(name="delete_script", arguments={"orgName": "School", "id": 1}),
@@ -89,9 +91,11 @@ def _odd_requests():
         yield name, body, PARAMETERS, 1
     for name, arguments in {
         "no such organization": {"orgName": "Nowhere", "id": 1}, "an organization 5": {"orgName": 5, "id": 1},
-        "an ID that is a path": {"orgName": "School", "id": "../../api/v1/auth"}, "an empty ID": {"orgName": "School", "id": ""},
+        "an ID that is a path": {"orgName": "School", "id": "../../api/v1/auth"},
+        "an empty ID": {"orgName": "School", "id": ""},
         "a null ID": {"orgName": "School", "id": None}, "an ID object": {"orgName": "School", "id": {}},
-        "an ID with a line feed": {"orgName": "School", "id": "1\r\nHost: x"}, "a huge ID": {"orgName": "School", "id": 10**18},
+        "an ID with a line feed": {"orgName": "School", "id": "1\r\nHost: x"}, "a huge ID": {"orgName": "School",
+        "id": 10**18},
     }.items():
         yield name, tool(name="get_script", arguments=arguments), "tool error", 1
     yield "an argument that nobody asked for", tool(name="list_organizations", arguments={"x": [[[1]]]}), RESULT, 1
@@ -115,7 +119,8 @@ FOREIGN_ORIGINS = [
     "http://127.0.0.1@evil.example:8765", "http://evil.example/@localhost", "http://evil.example?@localhost",
     "http://evil.example\\@localhost", "http://evil.example%00.localhost", "http://localhost%2eevil.example",
     "http://127.1", "http://2130706433", "http://0x7f000001", "http://0177.0.0.1", "http://127.0.0.2", "http://0.0.0.0",
-    "http://[0:0:0:0:0:0:0:1]", "http://[::ffff:127.0.0.1]", "http://[::]", "http://::1", "http://[::1", "http://[::1%25lo]",
+    "http://[0:0:0:0:0:0:0:1]", "http://[::ffff:127.0.0.1]", "http://[::]", "http://::1", "http://[::1",
+    "http://[::1%25lo]",
     "http://localhost, http://evil.example", "http://localhost http://evil.example", "http://l\u043ecalhost",
     "http://sub.localhost", "http://localhost\u3002", "javascript:alert(1)", "about:blank", "http://" + "a" * 8000,
 ]
@@ -125,7 +130,8 @@ FOREIGN_HOSTS = [
     "evil.example", "evil.example:8765", "", "localhost.evil.example", "localhost.", "127.0.0.1.evil.example", "127.0.0.2",
     "127.1", "2130706433", "0x7f.1", "0.0.0.0", "192.168.1.10:8765", "[::]", "[::1", "::1", "[::ffff:127.0.0.1]",
     "localhost:", "localhost:80x", "localhost:-1", "localhost:80:80", "user@localhost", "localhost@evil.example",
-    "evil.example@localhost", "http://localhost", "localhost/", "localhost/x", "localhost?x", "localhost#x", "localhost evil",
+    "evil.example@localhost", "http://localhost", "localhost/", "localhost/x", "localhost?x", "localhost#x",
+    "localhost evil",
     "localhost,evil.example", "sub.localhost", "l\u043ecalhost", "localhost\\", "%6cocalhost", "x" * 8000,
 ]
 

@@ -7,6 +7,7 @@ import urllib.request
 from itertools import chain
 
 import campaign
+import self_test_downloads
 import self_test_tools
 from fleet import FrontedServer
 from folders import Instance, snapshot
@@ -22,7 +23,8 @@ def run(work, programs):
     stage.folder.mkdir(parents=True)
     missed = []
     try:
-        for name, problems in chain(plants(stage, Scene(stage)), self_test_tools.plants(stage)):
+        everything = chain(plants(stage, Scene(stage)), self_test_tools.plants(stage), self_test_downloads.plants(stage))
+        for name, problems in everything:
             print(f"  {'found' if problems else 'MISSED'}  {name}", flush=True)
             if not problems:
                 missed.append(name)

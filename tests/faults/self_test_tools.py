@@ -21,7 +21,8 @@ def plants(stage):
             ("a failure for a result", answered(200, error), "result", 1),
             ("a tool's failure for a result", answered(200, result), "result", 1),
             ("a result for a failure", answered(200, result), -32602, 1), ("no answer", answered(0, b""), "result", 1),
-            ("no JSON", answered(200, b"<html>"), "result", 1), ("an answer to a notification", answered(202, b"x"), "nothing", None)):
+            ("no JSON", answered(200, b"<html>"), "result", 1),
+            ("an answer to a notification", answered(202, b"x"), "nothing", None)):
         yield f"{name}, from the tool server", replied(answer, expected, id)
     yield "a test of others' clients that fails", tests_of(
         "▶ group\n  ✔ good (1.5ms)\n  ✖ bad (2.1ms)\n✖ group (4ms)\nℹ tests 2\n  ✖ again (1ms)\n")[1]

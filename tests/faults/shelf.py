@@ -100,8 +100,10 @@ class Shelf:
         self.front.forget()
         self.front.rules = [
             Rule("/api/v1/packages", lambda request: _json(
-                {"totalCount": len(self.packages), "results": [each.record(n) for n, each in enumerate(self.packages, 1)]})),
-            Rule("/api/v1/jcds/files", lambda request: _json([each.entry() for each in self.packages if CLOUD in each.places])),
+                {"totalCount": len(self.packages),
+                 "results": [each.record(n) for n, each in enumerate(self.packages, 1)]})),
+            Rule("/api/v1/jcds/files", lambda request: _json(
+                [each.entry() for each in self.packages if CLOUD in each.places])),
             Rule("/api/v1/jcds/files/.*", self._signed),
             Rule("/JSSResource/distributionpoints", lambda request: _json(
                 {"distribution_points": [{"id": 1, "name": "Share"}] if self.points else []})),
