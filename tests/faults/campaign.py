@@ -18,6 +18,7 @@ GROUPS = {
     "H": "The server",
     "I": "Downloads",
     "J": "Tool server",
+    "K": "Keys, secrets, documents",
 }
 
 
