@@ -4,9 +4,12 @@ import contextlib
 import json
 import shutil
 import urllib.request
+from itertools import chain
 from pathlib import Path
 
 import campaign
+import self_test_downloads
+import self_test_tools
 from damage import Mixed, calm, check_finds, due_of_verify, flip, sound, verify_says
 from fleet import FrontedServer
 from folders import Instance, snapshot
@@ -24,7 +27,8 @@ def run(work, programs):
     stage.folder.mkdir(parents=True)
     missed = []
     try:
-        for name, problems in plants(stage, Scene(stage)):
+        everything = chain(plants(stage, Scene(stage)), self_test_tools.plants(stage), self_test_downloads.plants(stage))
+        for name, problems in everything:
             print(f"  {'found' if problems else 'MISSED'}  {name}", flush=True)
             if not problems:
                 missed.append(name)
