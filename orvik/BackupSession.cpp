@@ -119,6 +119,7 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   // Beside the instance's folder it would be synchronised all the same, and taken for an instance.
   if (request.staging) RunPlace::requireOutside(*request.staging, request.root, "staging");
   auto job = jobFor(request);
+  requireNoLinks(BackupRepository(job.root));
   SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 

@@ -122,6 +122,11 @@ class Walk {
               "The newest backup lies in the future (it finished at {}): the clock of this machine, or "
               "of the one that made it, is or was wrong.",
               platform::iso8601(manifest.finishedAt)));
+    if (manifest.backupID != name)
+      add(Kind::stray, below(name),
+          fmt::format("The folder holds the backup {}: it is a copy, as a synchronising service makes one, "
+                      "and counts as a backup of its own.",
+                      manifest.backupID));
     std::vector<std::string> declared;
     for (const auto& section : manifest.sections)
       if (section.index) declared.push_back(section.id);

@@ -16,10 +16,15 @@ bool isPlain(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+/// Scalars that are set aside for ever; the library that draws takes them for bad UTF-8.
+bool isNoncharacter(char32_t scalar) {
+  return (scalar & 0xFFFE) == 0xFFFE || (scalar >= 0xFDD0 && scalar <= 0xFDEF);
+}
+
 char32_t drawn(char32_t scalar) {
   if (scalar == U'\t') return U' ';
   const bool isDrawn = !locale::isControl(scalar) || locale::isDirectionalMark(scalar);
-  return isDrawn && scalar != locale::noScalar ? scalar : replacement;
+  return isDrawn && scalar != locale::noScalar && !isNoncharacter(scalar) ? scalar : replacement;
 }
 
 }  // namespace

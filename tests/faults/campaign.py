@@ -15,6 +15,7 @@ GROUPS = {
     "D": "Damage at rest",
     "E": "Locks and concurrency",
     "F": "Clocks",
+    "G": "Synchronised folders and odd names",
     "K": "Keys, secrets, documents",
 }
 
