@@ -1,16 +1,26 @@
 #include "SampleServer/Router.h"
 
+#include "Platform/JSON/Value.h"
 #include "SampleServer/Answers.h"
 #include "SampleServer/ClassicBody.h"
 #include "SampleServer/ListQuery.h"
 
 namespace sample {
 
+namespace {
+
+std::string arrayOf(const std::vector<std::string>& texts) {
+  return platform::json::Value::array({texts.begin(), texts.end()}).text();
+}
+
+}  // namespace
+
 Router::Router(const Fleet& fleet, const Downloads& downloads, Administration& administration,
                const SampleOptions& options)
     : fleet_(fleet),
       downloads_(downloads),
       administration_(administration),
+      privileges_(arrayOf(options.privileges)),
       modes_(std::make_unique<Mode[]>(sectionTable().size())),
       privilegesInAuth_(options.privilegesInAuth) {
   for (std::size_t i = 0; i < sectionTable().size(); ++i) {
@@ -163,12 +173,10 @@ Answer Router::servePage(const Request& request, Target target) const {
 Answer Router::serveAuth() const {
   constexpr std::string_view start =
       R"({"account":{"id":"7","username":"backup-client","realName":"","email":"","preferences":{"language":"en","dateFormat":"MM/dd/yyyy","region":"Europe","timezone":"Etc/GMT","disableRelativeDates":false},"multiSiteAdmin":false,"accessLevel":"FullAccess","privilegeSet":"CUSTOM","privilegesBySite":{"-1":["Read Computers","Read Packages"]},)";
-  constexpr std::string_view privileges =
-      R"("privileges":["Read Scripts","Read Computers","Read Packages","Read Policies"],)";
   constexpr std::string_view end =
       R"("groupIds":[],"currentSiteId":"-1"},"accountGroups":[],"sites":[{"id":"1","name":"North campus"}],"authenticationType":"CLIENT_CREDENTIALS"})";
   platform::Bytes body(start);
-  if (privilegesInAuth_) body += privileges;
+  if (privilegesInAuth_) body += "\"privileges\":" + privileges_ + ",";
   return proAnswer(body += end);
 }
 

@@ -81,9 +81,10 @@ class Router {
   const Fleet& fleet_;
   const Downloads& downloads_;
   Administration& administration_;
-  Targets exact_;    // whole paths
-  Targets parents_;  // the path ahead of "/<id>"
-  Targets details_;  // the path ahead of "/<id>/detail"
+  const std::string privileges_;  // a JSON array
+  Targets exact_;                 // whole paths
+  Targets parents_;               // the path ahead of "/<id>"
+  Targets details_;               // the path ahead of "/<id>/detail"
 
   // Synchronise themselves.
   std::unique_ptr<Mode[]> modes_;

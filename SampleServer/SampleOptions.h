@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "SampleServer/Fleet.h"
 #include "SampleServer/FleetSize.h"
@@ -30,6 +31,8 @@ struct SampleOptions {
 
   /// Whether api/v1/auth tells the privileges.
   bool privilegesInAuth = true;
+  /// Those that it tells.
+  std::vector<std::string> privileges = {"Read Scripts", "Read Computers", "Read Packages", "Read Policies"};
   /// Sections that answer with this status alone: 401, 403 or 404.
   std::map<std::string, int> refusedSections = {};
   /// Paged sections whose answers lack `totalCount`.

@@ -80,6 +80,7 @@ BackupJob jobFor(const BackupRequest& request) {
   job.client = request.client;
   job.options = request.options;
   job.root = request.root / request.instance.slug;
+  job.requireFolder = request.requireFolder;
   job.orvikVersion = ORVIK_VERSION;
   job.retryPolicy = request.retryPolicy;
   job.downloadRetryPolicy = request.retryPolicy;

@@ -13,6 +13,7 @@
 #include "Platform/Process/ChildProcess.h"
 #include "SampleServer/SampleServer.h"
 #include "orvik/BackupSession.h"
+#include "orvik/Doctor/PrivilegeTicks.h"
 #include "orvik/Instances/InstanceSecrets.h"
 #include "orvik/ServerClient.h"
 #include "orvik/Wording.h"
@@ -95,6 +96,7 @@ class Demo {
     sample::SampleOptions options;
     options.size = *sample::parseFleetSize(arguments_.fleet);
     options.port = portFor(root_);
+    options.privileges = privilegesForBackup();
     options.log = sample::LogDetail::totals;
     return options;
   }

@@ -9,6 +9,7 @@
 #include "Platform/Files/SecretFile.h"
 #include "Platform/JSON/Value.h"
 #include "SampleServer/SampleServer.h"
+#include "orvik/Doctor/PrivilegeTicks.h"
 
 namespace orvik::host {
 
@@ -38,6 +39,7 @@ ExitStatus sampleServer(const SampleServerArguments& arguments, Results& results
   options.size = *sample::parseFleetSize(arguments.fleet);
   options.seed = arguments.seed;
   options.port = arguments.port;
+  options.privileges = privilegesForBackup();
   options.log = sample::LogDetail::paths;
   sample::SampleServer server(options);
   const files::TempFolder folder("orvik-sample-server");

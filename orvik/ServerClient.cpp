@@ -4,8 +4,16 @@
 #include <utility>
 
 #include "Platform/Files/Files.h"
+#include "orvik/PagedReads.h"
 
 namespace orvik::host {
+
+namespace {
+
+/// Several times what the largest page of a large server has. Each request under way may hold so much.
+constexpr std::size_t mostAnswerBytes = std::size_t{256} << 20;
+
+}  // namespace
 
 platform::HTTPSessionConfiguration withTrustAnchors(platform::HTTPSessionConfiguration configuration,
                                                     const std::filesystem::path& trustAnchors) {
@@ -21,6 +29,7 @@ ServerClient makeWatchedClient(const platform::URL& server, const std::string& c
                                jamf::APIClient::OnAnswer onAnswer) {
   platform::HTTPSessionConfiguration configuration;
   configuration.totalTimeout = std::chrono::seconds(600);
+  configuration.mostBodyBytes = mostAnswerBytes;
   const auto session =
       std::make_shared<platform::HTTPSession>(withTrustAnchors(std::move(configuration), trustAnchors));
 
@@ -33,7 +42,8 @@ ServerClient makeWatchedClient(const platform::URL& server, const std::string& c
 std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
                                                  jamf::OAuthTokenManager::SecretProvider secret,
                                                  const std::filesystem::path& trustAnchors) {
-  return makeWatchedClient(server, clientID, std::move(secret), trustAnchors, {}).requests;
+  return std::make_shared<PagedReads>(
+      makeWatchedClient(server, clientID, std::move(secret), trustAnchors, {}).requests);
 }
 
 }  // namespace orvik::host

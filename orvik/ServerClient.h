@@ -23,13 +23,13 @@ struct ServerClient {
   std::shared_ptr<jamf::JamfRequesting> requests;
 };
 
-/// A client for the reads of a backup: an answer may take 600 seconds, and 60 without a byte. It owns its
-/// connections, its tokens and the secret's provider. `trustAnchors` is a PEM file, or empty; `onAnswer` sees
-/// the answers, and may be empty.
+/// A client for the reads of a backup: an answer may take 600 seconds, and 60 without a byte, and have 256
+/// MiB. It owns its connections, its tokens and the secret's provider. `trustAnchors` is a PEM file, or
+/// empty; `onAnswer` sees the answers, and may be empty.
 ServerClient makeWatchedClient(const platform::URL& server, const std::string& clientID,
                                jamf::OAuthTokenManager::SecretProvider secret,
                                const std::filesystem::path& trustAnchors, jamf::APIClient::OnAnswer onAnswer);
-/// The same for those who only read.
+/// The same for those who only read. A list that never ends is a failure (`PagedReads`).
 std::shared_ptr<jamf::JamfRequesting> makeClient(const platform::URL& server, const std::string& clientID,
                                                  jamf::OAuthTokenManager::SecretProvider secret,
                                                  const std::filesystem::path& trustAnchors);

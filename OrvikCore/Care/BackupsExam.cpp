@@ -184,6 +184,11 @@ class Walk {
     const auto take = [&](std::size_t i, Loaded loaded) {
       if (loaded.state != Loaded::State::read) return tellIndex(name, sections[i], loaded.state);
       ++exam_.indexes;
+      if (loaded.index->sectionID != sections[i])
+        add(Kind::indexForeign, pathOf(name, sections[i]),
+            "The index is of another section: by what it says of itself it doesn't belong here. Put the "
+            "right "
+            "one back from a copy; otherwise the next backup has the section again.");
       if (part == Part::ofSealedBackup && loaded.isPlain)
         add(Kind::indexPlain, pathOf(name, sections[i]),
             "The backup is sealed and this index is not: anybody who can write to the folder could have put "

@@ -105,6 +105,7 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
   requireSameFolder(repository, heldBackups);
+  if (job_.requireFolder) job_.requireFolder();
   // What this process remembers of packs may be older than the lock; objects would be missed if it were
   // believed.
   PackCache::shared().invalidate(repository.store().packsDirectory());

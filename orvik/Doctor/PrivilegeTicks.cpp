@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "Platform/Locale/Text.h"
 
@@ -55,6 +56,12 @@ bool isAlone(const PrivilegeTick& tick) {
 }
 
 }  // namespace
+
+std::vector<std::string> privilegesForBackup() {
+  std::vector<std::string> all;
+  for (auto& tick : needed()) all.push_back(std::move(tick.privilege));
+  return all;
+}
 
 std::vector<PrivilegeTick> privilegeTicks(const std::vector<SectionProbe>& probes,
                                           const std::optional<std::vector<std::string>>& told) {

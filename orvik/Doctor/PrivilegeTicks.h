@@ -19,7 +19,10 @@ struct PrivilegeTick {
   bool operator==(const PrivilegeTick&) const = default;
 };
 
-/// All privileges that the catalog needs, each once, in its order.
+/// The privileges that the catalog needs, each once, in its order.
+std::vector<std::string> privilegesForBackup();
+
+/// All of them with what is known of them.
 ///
 /// `told` is what the server says that the client has; nothing when it doesn't say. An answer is the stronger
 /// proof: the one privilege that a section needs is held when the section was answered, whatever was told.

@@ -170,5 +170,16 @@ TEST(SampleModes, AreSetFromTheStart) {
   EXPECT_TRUE((*privileged->root()["account"])["privileges"]);
 }
 
+TEST(SampleModes, TheClientHasThePrivilegesThatItIsGiven) {
+  SampleServer server({.privileges = {"Read \"Quoted\" Things", "Read Sites"}});
+  AuthorizedClient client(server);
+  const auto account = client.get("api/v1/auth").json();
+  const auto told = (*account->root()["account"])["privileges"];
+  ASSERT_TRUE(told);
+  std::vector<std::string> texts;
+  for (const auto element : told->elements()) texts.emplace_back(*element.string());
+  EXPECT_EQ(texts, (std::vector<std::string>{"Read \"Quoted\" Things", "Read Sites"}));
+}
+
 }  // namespace
 }  // namespace sample

@@ -16,6 +16,9 @@ GROUPS = {
     "E": "Locks and concurrency",
     "F": "Clocks",
     "G": "Synchronised folders and odd names",
+    "H": "The server",
+    "I": "Downloads",
+    "J": "Tool server",
     "K": "Keys, secrets, documents",
 }
 
@@ -97,6 +100,10 @@ class Stage:
         step = total / wanted
         offset = self.random.random() * step
         return sorted({min(total, int(offset + i * step) + 1) for i in range(wanted)})
+
+    def some(self, things, quick):
+        """All of a list, or so many of it."""
+        return [things[n - 1] for n in self.points(len(things), quick, len(things))]
 
     def fault(self, calls, below=(), do="", **more):
         """A fault for one program; it counts calls when it does nothing."""

@@ -6,6 +6,8 @@ import socket
 import time
 from pathlib import Path
 
+from proxy import Front
+
 # Small enough that a run makes a few hundred calls on the disk: lists, single objects, scripts with texts.
 SECTIONS = "buildings,categories,departments,scripts"
 
@@ -25,6 +27,7 @@ class Server:
         self.seed = seed
         self.fleet = fleet
         self.totals = []
+        self.pace = {"--rate": "0", "--base-delay": "0.05", "--max-delay": "0.2", "--attempts": "2"}
         self.start(seed)
 
     def start(self, seed):
@@ -55,8 +58,10 @@ class Server:
         self.start(seed)
 
     def options(self):
-        return ["--url", self.url, "--client-id", self.client, "--secret-file", self.secret_file, "--rate", "0",
-                "--base-delay", "0.05", "--max-delay", "0.2", "--attempts", "2"]
+        return [*self.identity(), *(word for pair in self.pace.items() for word in pair)]
+
+    def identity(self, url=None):
+        return ["--url", url or self.url, "--client-id", self.client, "--secret-file", self.secret_file]
 
     def close(self):
         """What it was asked against the rules, once it is stopped."""
@@ -65,3 +70,18 @@ class Server:
             return ["the sample server did not tell what it was asked"]
         writing = sum(each["writingRequests"] for each in self.totals)
         return [f"the server saw {writing} requests that write"] if writing else []
+
+
+class FrontedServer(Server):
+    """A sample server that is reached through a scripted one, `front`, whose rules decide what comes back."""
+
+    def __init__(self, programs, seed=1, **about):
+        super().__init__(programs, seed, **about)
+        self.front = Front(self)
+
+    def identity(self, url=None):
+        return super().identity(url or self.front.url)
+
+    def close(self):
+        problems = [f"{each.method} {each.path} was asked" for each in self.front.writing[:3]]
+        return self.front.close() + problems + super().close()

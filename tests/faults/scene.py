@@ -22,11 +22,11 @@ def calls_of(stage, command, kinds, below, **options):
 class Scene:
     """`base` has one backup of the objects of seed 1, packed; the server then shows those of seed 2."""
 
-    def __init__(self, stage, sections=SECTIONS, options=("--no-reports", "--quiet")):
+    def __init__(self, stage, sections=SECTIONS, options=("--no-reports", "--quiet"), server=None):
         self.stage = stage
         self.programs = stage.programs
         self.options = ["--only", sections, *options]
-        self.server = stage.keep(Server(self.programs, seed=1))
+        self.server = server or stage.keep(Server(self.programs, seed=1))
         self.base = stage.folder / "base"
         self.root = stage.folder / "root"
         self.succeed(self.backup(self.base), "the first backup")

@@ -31,8 +31,8 @@ class Loop : public testing::Test {
   }
   void TearDown() override { loop_.reset(); }
 
-  /// Holds every connection as soon as it sends, on the loop's own thread: a hold that another thread asks for
-  /// may come after what the connection sends next.
+  /// Holds every connection as soon as it sends, on the loop's own thread: a hold that another thread asks
+  /// for may come after what the connection sends next.
   void startAndHoldAll(SocketLoop::Limits limits = {}) {
     holdsAll_ = true;
     start(limits);
