@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <libsecret/secret.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -185,12 +186,16 @@ class SecretServiceStore final : public PasswordStore {
 
 std::unique_ptr<PasswordStore> secretService() {
   if (!hasSessionBus()) return nullptr;
+  // A bus that said nothing is not waited for again, as long as this process lives.
+  static std::atomic<bool> isSilent = false;
+  if (isSilent) return nullptr;
   const Deadline deadline;
   const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, deadline.cancellable(), nullptr));
-  if (!bus) return nullptr;
-  g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-  if (!names(bus.get(), "ListNames", deadline) && !names(bus.get(), "ListActivatableNames", deadline))
-    return nullptr;
+  if (bus) g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+  const bool isThere =
+      bus && (names(bus.get(), "ListNames", deadline) || names(bus.get(), "ListActivatableNames", deadline));
+  isSilent = g_cancellable_is_cancelled(deadline.cancellable()) != FALSE;
+  if (!isThere) return nullptr;
   return std::make_unique<SecretServiceStore>();
 }
 

@@ -9,7 +9,7 @@ from tending import calm
 
 HEAD = "name: P\nresources:\n"
 TOO_LARGE = "more than there may be"
-SCRIPT = "  - type: script\n    name: {0}\n    script_contents: echo\n"
+SCRIPT = "  - type: script\n    name: {0}\n    scriptContents: echo\n"
 
 
 def aliases(levels):

@@ -27,12 +27,14 @@ class Token:
         settings = folder / "softhsm2.conf"
         settings.write_text(f"directories.tokendir = {self.tokens}\nobjectstore.backend = file\nlog.level = ERROR\n")
         self.settings = {"SOFTHSM2_CONF": str(settings)}
-        exported, der = folder / "key.pk8", folder / "certificate.der"
+        exported, public, der = folder / "key.pk8", folder / "public.der", folder / "certificate.der"
         self._call(require("openssl"), "pkcs8", "-topk8", "-nocrypt", "-in", key, "-outform", "DER", "-out", exported)
+        self._call(require("openssl"), "pkey", "-in", key, "-pubout", "-outform", "DER", "-out", public)
         self._call(require("openssl"), "x509", "-in", certificate, "-outform", "DER", "-out", der)
         util, tool = require("softhsm2-util"), require("pkcs11-tool")
         self._call(util, "--init-token", "--free", "--label", "Keys", "--so-pin", "23420000", "--pin", self.pin)
-        for content, kind in ((exported, ["privkey", "--usage-derive"]), (der, ["cert"])):
+        for content, kind in ((exported, ["privkey", "--usage-derive"]), (public, ["pubkey", "--usage-derive"]),
+                              (der, ["cert"])):
             self._call(tool, "--module", MODULE, "--token-label", "Keys", "--login", "--pin", self.pin, "--write-object",
                        content, "--id", "01", "--label", "key", "--type", *kind)
         exported.unlink()
