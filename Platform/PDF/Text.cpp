@@ -16,10 +16,16 @@ bool isPlain(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+/// The Unicode Standard, 23.7: they are UTF-8 and no characters, and the drawing library refuses the whole
+/// text.
+bool isNoncharacter(char32_t scalar) {
+  return (scalar & 0xFFFE) == 0xFFFE || (scalar >= 0xFDD0 && scalar <= 0xFDEF);
+}
+
 char32_t drawn(char32_t scalar) {
   if (scalar == U'\t') return U' ';
   const bool isDrawn = !locale::isControl(scalar) || locale::isDirectionalMark(scalar);
-  return isDrawn && scalar != locale::noScalar ? scalar : replacement;
+  return isDrawn && scalar != locale::noScalar && !isNoncharacter(scalar) ? scalar : replacement;
 }
 
 }  // namespace
