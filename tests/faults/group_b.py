@@ -145,9 +145,7 @@ def pretended_writes(stage):
         if end.status:
             problems += told(end)
         new = [each for each in instance.backups() if each not in scene.before]
-        harmed = [each for each in new if instance.names(each) - instance.held()
-                  or instance.content(each) != scene.reference]
-        if harmed or not new:
+        if not new or any(harmed(scene, instance, each) for each in new):
             if end.status == 0 and checked(stage.programs, instance)[0].status != 4:
                 problems.append("neither the run nor check says anything")
             stage.tally.planted(where, problems + heals(scene, instance))
@@ -156,6 +154,14 @@ def pretended_writes(stage):
             stage.tally.add(where, problems + scene.recovers(instance, scene.before))
     found = stage.tally.damage_found
     stage.tally.worst = f"{found} caught of {stage.tally.damage_planted} that did harm; {harmless} did none"
+
+
+def harmed(scene, instance, backup):
+    """Whether a backup is not what a clean run makes, or its content is not there."""
+    try:
+        return instance.content(backup) != scene.reference or bool(instance.names(backup) - instance.held())
+    except (ValueError, OSError):  # an index is empty, or was never written
+        return True
 
 
 def heals(scene, instance):
