@@ -5,11 +5,12 @@ import os
 import shutil
 
 from campaign import row
+from damage import calm
 from folders import Instance, snapshot
 from group_a import organisation_key
 from invariants import same_as, whole
 from scene import Scene
-from tending import SECTIONS, Keepers, calm, lasting, two_backups
+from tending import SECTIONS, Keepers, lasting, two_backups
 
 # How services name the second version of a file that two machines changed.
 CONFLICTS = ("{stem} (1){suffix}", "{stem} 2{suffix}", "{stem} (conflicted copy 2026-01-02 030405){suffix}",
