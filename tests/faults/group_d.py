@@ -58,7 +58,7 @@ def flips(stage, name, path, prepare, act):
     """Flips bytes of a file of a fresh folder; `act` gives what is wrong afterwards."""
     prepare()
     size = path.stat().st_size
-    for _ in range(stage.size(4, 200)):
+    for _ in range(stage.size(2, 80)):
         prepare()
         at, bit = stage.random.randrange(size), stage.random.randrange(8)
         with restored(path):
@@ -125,7 +125,7 @@ def flipped_records(stage):
     scene.reset(broken)
     state = next(instance.backups_path.glob("*.partial")) / "state.json"
     instance.lock.unlink(missing_ok=True)
-    for _ in range(stage.size(4, 200)):
+    for _ in range(stage.size(2, 80)):
         scene.reset(broken)
         at, bit = stage.random.randrange(state.stat().st_size), stage.random.randrange(8)
         flip(state, at, bit)
@@ -133,7 +133,7 @@ def flipped_records(stage):
         stage.tally.add(f"state, bit {bit} of byte {at}", problems + scene.recovers(instance, scene.before))
 
     text = lock_record("elsewhere", 4711, ago(2000))
-    for _ in range(stage.size(4, 200)):
+    for _ in range(stage.size(2, 80)):
         scene.reset()
         instance.lock.write_text(text)
         at, bit = stage.random.randrange(len(text)), stage.random.randrange(8)
@@ -152,7 +152,7 @@ def cut_packs(stage):
     ends = sorted(sum(place) for place in json.loads(pack.with_suffix(".idx").read_text())["objects"].values())
     size = pack.stat().st_size
     points = {0, 1, size - 1, *stage.random.sample(ends[:-1], stage.size(2, 20))}
-    while len(points) < stage.size(7, 50):
+    while len(points) < stage.size(6, 50):
         points.add(stage.random.randrange(1, size))
     for length in sorted(points):
         with restored(pack) as data:

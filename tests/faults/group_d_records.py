@@ -85,7 +85,7 @@ def strange_records(stage):
             "orvikctl", "list", instance.path).out),
                                  (index, indexes, lambda: programs.run(
                                      "orvikctl", "verify", instance.path, backup).status == 0)):
-        for name, record, counts in some(cases(json.loads(path.read_text())), 7):
+        for name, record, counts in some(cases(json.loads(path.read_text())), 5):
             scene.reset(source)
             with restored(path):
                 path.write_text(json.dumps(record))

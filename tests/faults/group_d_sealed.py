@@ -119,7 +119,7 @@ def blobs(sealed, stage):
     yield "the content flipped", paths, lambda path, _: flip(path, 24 + stage.random.randrange(
         path.stat().st_size - 40))
     yield "the magic alone", paths, lambda path, _: path.write_bytes(MAGIC)
-    for length in stage.random.sample(range(41), 3) if stage.quick else range(41):
+    for length in stage.random.sample(range(41), 2) if stage.quick else range(41):
         yield f"{length} bytes", paths, lambda path, _, length=length: path.write_bytes(path.read_bytes()[:length])
     yield "the magic without a whole box", paths, lambda path, _: path.write_bytes(MAGIC + bytes(27))
     yield "an empty box of zeros", paths, lambda path, _: path.write_bytes(MAGIC + bytes(28))
