@@ -118,9 +118,9 @@ def conflict_copies(stage):
         how(stage, scene, source, part, pattern)
 
 
-def chosen(stage, tries, quick):
-    """All of them, or in a part so many at random: neighbours differ in one thing only."""
-    return stage.random.sample(tries, quick) if stage.quick and quick < len(tries) else tries
+def chosen(stage, tries, quick, full=None):
+    """All of them, or so many at random: neighbours differ in one thing only."""
+    return stage.random.sample(tries, min(len(tries), stage.size(quick, full or len(tries))))
 
 
 def stubbed(path):

@@ -65,7 +65,7 @@ def place_odd(instance, place, name):
 def odd_names(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
-    for place, name in chosen(stage, [(place, name) for place in PLACES_OF_NAMES for name in ODD_NAMES], 6):
+    for place, name in chosen(stage, [(place, name) for place in PLACES_OF_NAMES for name in ODD_NAMES], 6, 80):
         instance = scene.reset(source)
         before = instance.backups()
         path = place_odd(instance, place, name)
