@@ -176,7 +176,7 @@ SHAPES = {"arrays": (b"[", b"]", b""), "objects": (b'{"a":', b"}", b"1"), "both"
 def nesting(stage):
     play = Played(stage)
     for power in ([2, 6] if stage.quick else [2, 3, 4, 5, 6]):
-        for shape, (opening, closing, inside) in stage.some(list(SHAPES.items()), 2):
+        for shape, (opening, closing, inside) in stage.some(list(SHAPES.items()), 1):
             for extra in stage.some([0, 9, 10, 11, 12, 13], 1) if power == 2 else [0]:
                 # Around 512 levels lies the border between what is read and what is kept as it came.
                 depth = 10**power if not extra else 500 + extra

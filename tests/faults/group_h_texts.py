@@ -129,7 +129,7 @@ def texts(stage):
         problems = [] if made.get(str(id)) == name_of(body) else [f"it is kept as {made.get(str(id))}"]
         stage.tally.add(f"{what}, in an object", problems + ([] if made.get(str(id)) in held else ["it is not held"]))
     stage.tally.add("the run and its reports", reported(play) + play.recovers())
-    for what, body in stage.some(list(TEXTS.items()), 3):
+    for what, body in stage.some(list(TEXTS.items()), 1):
         listed = b'{"buildings":[' + body.replace(b'{"name"', b'{"id":1,"name"') + b"]}"
         play.backup([Rule(LIST, status(200, listed))])
         is_json = canonical(listed) != listed
@@ -164,7 +164,7 @@ def identifiers(stage):
     sections = "buildings,categories,departments,scripts,blueprints,computers,accounts"
     play = Played(stage, sections=sections)
     outside = snapshot(stage.folder)
-    for id in stage.some(IDS + NO_IDS, 6):
+    for id in stage.some(IDS + NO_IDS, 2):
         play.backup(listed_with([id, "7"], ["odd", "even"]))
         stage.tally.add(f"the ID {id[:40]!r}", asked_well(play, [id]) + untouched(stage, outside) + play.recovers())
     play.backup(listed_with(IDS + NO_IDS, NAMES * 3))

@@ -76,7 +76,7 @@ class Seen:
     method: str
     target: str
     at: float  # monotonic
-    authorized: bool
+    authorized: bool  # it bore a token or a client secret
     connection: int
     status: int = 0
 
@@ -291,7 +291,8 @@ class Front:
         request = self._read(stream)
         if request is None:
             return False
-        seen = Seen(request.method, request.target, time.monotonic(), "authorization" in request.headers, number)
+        bore = "authorization" in request.headers or b"client_secret" in request.body
+        seen = Seen(request.method, request.target, time.monotonic(), bore, number)
         with self.lock:
             self.log.append(seen)
             if seen.method != "GET" and (seen.method, seen.path) != ("POST", TOKEN_PATH):
