@@ -436,6 +436,15 @@ struct PrintText {
   std::string text;
 };
 
+struct CompletionArguments {
+  std::string shell;  ///< bash, zsh or fish
+};
+
+struct ManualArguments {
+  std::string out;
+  bool quiet = false;
+};
+
 using Invocation = std::variant<
     PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments, SimulationArguments,
     DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments, CheckArguments,
@@ -446,6 +455,6 @@ using Invocation = std::variant<
     AddOrgArguments, RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
     PlanPlaybookArguments, ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
     GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments, ExportServerArguments,
-    PatchReportArguments, MCPToolsArguments, MCPArguments>;
+    PatchReportArguments, MCPToolsArguments, MCPArguments, CompletionArguments, ManualArguments>;
 
 }  // namespace orvik::host

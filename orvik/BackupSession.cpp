@@ -80,6 +80,7 @@ BackupJob jobFor(const BackupRequest& request) {
   job.client = request.client;
   job.options = request.options;
   job.root = request.root / request.instance.slug;
+  job.requireFolder = request.requireFolder;
   job.orvikVersion = ORVIK_VERSION;
   job.retryPolicy = request.retryPolicy;
   job.downloadRetryPolicy = request.retryPolicy;
@@ -118,6 +119,7 @@ BackupOutcome runBackup(const BackupRequest& request, ProgressView& view, const 
   // Beside the instance's folder it would be synchronised all the same, and taken for an instance.
   if (request.staging) RunPlace::requireOutside(*request.staging, request.root, "staging");
   auto job = jobFor(request);
+  requireNoLinks(BackupRepository(job.root));
   SealedRun sealed(request.sealing, job, view);
   BackupEngine engine(job);
 

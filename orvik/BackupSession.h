@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -38,7 +39,8 @@ InstanceDescriptor instanceFor(const std::filesystem::path& root, const ChosenSe
 
 /// One backup to make.
 struct BackupRequest {
-  std::filesystem::path root;  ///< of all instances
+  std::filesystem::path root;                ///< of all instances
+  std::function<void()> requireFolder = {};  ///< as that of a `BackupJob`
   InstanceDescriptor instance;
   std::shared_ptr<jamf::JamfRequesting> client;
   std::filesystem::path caFile;  ///< further trust anchors for downloads; empty: the system's alone

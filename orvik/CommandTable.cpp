@@ -65,7 +65,10 @@ class CommandTable {
     commandLine::addDoctor(app_, commands_);
     commandLine::addConfig(app_, commands_);
     commandLine::addSamples(app_, commands_);
+    commandLine::addDocuments(app_, commands_);
   }
+
+  CommandDescription describe() const { return describe(app_); }
 
   Invocation parse(const std::vector<std::string>& arguments) {
     if (arguments.empty()) throw UsageError("A command is missing. See orvik --help.");
@@ -94,6 +97,36 @@ class CommandTable {
   }
 
  private:
+  static CommandDescription describe(const CLI::App& command) {
+    CommandDescription found{.name = command.get_parent() ? commandLine::nameOf(command) : "",
+                             .summary = command.get_description(),
+                             .footer = command.get_footer(),
+                             .arguments = {},
+                             .options = {},
+                             .commands = {}};
+    for (const CLI::Option* option : command.get_options())
+      (option->get_positional() ? found.arguments : found.options).push_back(describe(*option));
+    for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; }))
+      found.commands.push_back(describe(*each));
+    return found;
+  }
+
+  static OptionDescription describe(const CLI::Option& option) {
+    OptionDescription found{.names = {},
+                            .value = option.get_items_expected_max() == 0 ? "" : option.get_type_name(),
+                            .defaultValue = option.get_default_str(),
+                            .text = option.get_description()};
+    for (const auto& name : option.get_snames()) found.names.push_back("-" + name);
+    for (const auto& name : option.get_lnames()) found.names.push_back("--" + name);
+    // A set of words is shown by the parser as "TEXT:{a,b}".
+    if (const auto words = found.value.find(":{"); words != std::string::npos) {
+      found.value = found.value.substr(words + 2, found.value.size() - words - 3);
+      std::ranges::replace(found.value, ',', '|');
+    }
+    if (option.get_positional()) found.names = {option.get_name(true)};
+    return found;
+  }
+
   /// What stands before a command's own name in its help: "orvik lock".
   static std::string helpName(const CLI::App& parser) {
     const auto name = commandLine::nameOf(parser);
@@ -175,6 +208,8 @@ class CommandTable {
 };
 
 }  // namespace
+
+CommandDescription describeCommands() { return CommandTable(nullptr).describe(); }
 
 Invocation parseCommandLine(const std::vector<std::string>& arguments, const Settings* settings) {
   return CommandTable(settings).parse(arguments);

@@ -117,6 +117,8 @@ ExitStatus collect(const CollectArguments& arguments, Results& results, const st
   });
   const auto plan = deletion.during("Reading what the backups refer to",
                                     [&] { return planCollection(repository, {}, stop); });
+  deletion.during("Looking for what the backups refer to",
+                  [&] { preflight.requireContent(plan, repository, {}, stop); });
   const auto leftovers =
       deletion.during("Looking for what a crash left", [&] { return findLeftovers(repository, now, stop); });
   const auto expected = plan.expected();

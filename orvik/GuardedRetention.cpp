@@ -9,12 +9,31 @@
 
 namespace orvik::host {
 
+namespace {
+
+/// A copy of a backup's folder, as a synchronising service makes one, would count as a backup, and the right
+/// one would go in its place.
+void requireOwnNames(const BackupRepository& repository) {
+  for (const auto& [id, manifest] : repository.completeBackups()) {
+    if (manifest.backupID == id) continue;
+    throw CollectionRefused(
+        CollectionRefused::Kind::incomplete,
+        fmt::format("{} holds the backup {}, as a copy that a synchronising service made, so nothing is "
+                    "deleted. Look which of the two is whole, and move the other one out of the folder.",
+                    repository.backupDirectory(id).string(), manifest.backupID));
+  }
+}
+
+}  // namespace
+
 GuardedRetention GuardedRetention::plan(const BackupRepository& repository, RetentionPolicy policy,
                                         platform::Date now, UnfinishedRuns unfinished,
                                         const std::stop_token& stop) {
   GuardedRetention plan{policy, now, CollectionPreflight::check(repository, unfinished, stop), {}, {}, 0};
+  requireOwnNames(repository);
   plan.verdicts = planRetention(repository, policy, now);
   plan.collection = planCollection(repository, plan.goingIDs(), stop);
+  plan.preflight.requireContent(plan.collection, repository, plan.goingIDs(), stop);
   for (const auto& id : plan.goingIDs())
     plan.folderBytes += platform::files::allocatedSize(repository.backupDirectory(id));
   return plan;

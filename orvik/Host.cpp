@@ -13,6 +13,7 @@
 #include "orvik/ConfigCommands.h"
 #include "orvik/DemoCommand.h"
 #include "orvik/Doctor/DoctorCommand.h"
+#include "orvik/Documents/DocumentCommands.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/FolderCommands.h"
@@ -49,6 +50,10 @@ struct Dispatch {
     results.line(print.text);
     return ExitStatus::done;
   }
+  ExitStatus operator()(const CompletionArguments& arguments) const {
+    return printCompletion(arguments, results);
+  }
+  ExitStatus operator()(const ManualArguments& arguments) const { return writeManual(arguments, results); }
   ExitStatus operator()(const BackupArguments& arguments) const {
     return backup(arguments, std::move(environmentSecret), places, results, stop);
   }

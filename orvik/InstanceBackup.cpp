@@ -96,11 +96,15 @@ BackupOutcome backUp(const ChosenServer& server, const std::function<SecretSuppl
   SectionSelection::make(arguments.only, arguments.disable);  // before anybody is asked for a secret
   const auto instance = instanceFor(arguments.to, server);
   const BackupRepository repository(arguments.to, instance.slug);
-  if (!arguments.newFolder) KnownFolders(places.data).requireFilled(repository);
+  const auto requireFolder = [&] {
+    if (!arguments.newFolder) KnownFolders(places.data).requireFilled(repository);
+  };
+  requireFolder();
   const auto decision = BackupInterval::check(repository, arguments.minimumHours, platform::now());
   if (decision.tooSoon) throw TooSoonError(instance.name, *decision.tooSoon, arguments.minimumHours);
 
-  const auto request = requestFor(server, secret(), arguments, view);
+  auto request = requestFor(server, secret(), arguments, view);
+  request.requireFolder = requireFolder;
   auto outcome = runBackup(request, view, stop);
   remember(repository, outcome, places, view, stop);
   return outcome;

@@ -12,6 +12,7 @@
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Store/PackCache.h"
 #include "Platform/Files/Files.h"
+#include "TuvCore/Error.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/LockWait.h"
 #include "orvik/Sealing.h"
@@ -32,6 +33,7 @@ std::string instancesBelow(const files::Path& root) {
 
 std::unique_ptr<BackupLock::Holder> lockOf(const BackupRepository& repository, double lockWait,
                                            ProgressView& view, const std::stop_token& stop) {
+  requireNoLinks(repository);
   const auto& folder = repository.instanceDirectory;
   LockWait wait(lockWait, folder, view, stop);
   while (true) {
@@ -48,6 +50,15 @@ std::unique_ptr<BackupLock::Holder> lockOf(const BackupRepository& repository, d
 bool isInstance(const BackupRepository& repository) {
   return files::exists(repository.instanceDirectory / BackupFormat::instanceFile) ||
          files::isDirectory(repository.backupsDirectory());
+}
+
+void requireNoLink(const files::Path& path) {
+  std::error_code error;
+  if (!std::filesystem::is_symlink(path, error)) return;
+  throw tuv::Error(
+      fmt::format("{} is a link, and nothing is written or deleted through it. Put the folder itself in its "
+                  "place; a whole instance folder may lie behind a link.",
+                  path.string()));
 }
 
 }  // namespace
@@ -83,6 +94,17 @@ void unlockFolder(const BackupRepository& repository, const std::optional<std::s
   const auto& folder = repository.instanceDirectory;
   if (files::exists(folder / BackupFormat::encryptionFile))
     BackupEncryption::unlock(folder, *organisationKeys(keyFile));
+}
+
+void requireNoLinks(const BackupRepository& repository) {
+  const auto store = repository.instanceDirectory / BackupFormat::storeFolder;
+  const auto objects = store / BackupFormat::objectsFolder, packageFiles = store / BackupFormat::filesFolder;
+  for (const auto& folder : {repository.backupsDirectory(), store, objects, packageFiles,
+                             store / BackupFormat::packsFolder, store / BackupFormat::downloadsFolder})
+    requireNoLink(folder);
+  for (const auto& folder : {objects, packageFiles})
+    for (const auto& shard : files::visibleNames(folder)) requireNoLink(folder / shard);
+  for (const auto& id : repository.partialBackupIDs()) requireNoLink(repository.partialDirectory(id));
 }
 
 HeldFolder::HeldFolder(BackupRepository repository, double lockWait, ProgressView& view,

@@ -28,11 +28,16 @@ std::string absolutePath(const BackupRepository& repository);
 /// one. Throws `CredentialError` and `BackupEncryptionError`.
 void unlockFolder(const BackupRepository& repository, const std::optional<std::string>& keyFile);
 
+/// Throws `tuv::Error` when a folder that is written to is a link: whoever can put one there would have files
+/// written and deleted elsewhere, with this program's rights.
+void requireNoLinks(const BackupRepository& repository);
+
 /// An instance folder that this program alone writes to, as long as this lives: its lock, kept alive.
 class HeldFolder {
  public:
   /// Takes the lock, waiting so many seconds for another writer. What this process remembers of the folder's
-  /// packs is forgotten. Throws `BackupEngineError` (locked), `FileError` and `platform::CancellationError`.
+  /// packs is forgotten. Throws as `requireNoLinks`, `BackupEngineError` (locked), `FileError` and
+  /// `platform::CancellationError`.
   HeldFolder(BackupRepository repository, double lockWait, ProgressView& view, const std::stop_token& stop);
 
   const BackupRepository& repository() const noexcept { return repository_; }

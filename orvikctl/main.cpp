@@ -1,9 +1,17 @@
 #include <iostream>
 #include <memory>
 
+#include "Platform/Memory.h"
 #include "TuvCore/CategorySink.h"
 #include "TuvCore/Log.h"
 #include "orvikctl/Driver.h"
+
+namespace {
+
+/// Before the constructors of other sources: they need memory already.
+[[gnu::constructor(101)]] void begin() { platform::tellWhenMemoryEnds("orvikctl"); }
+
+}  // namespace
 
 int main(int count, char** values) {
   std::ios::sync_with_stdio(false);

@@ -122,6 +122,11 @@ class Walk {
               "The newest backup lies in the future (it finished at {}): the clock of this machine, or "
               "of the one that made it, is or was wrong.",
               platform::iso8601(manifest.finishedAt)));
+    if (manifest.backupID != name)
+      add(Kind::stray, below(name),
+          fmt::format("The folder holds the backup {}: it is a copy, as a synchronising service makes one, "
+                      "and counts as a backup of its own.",
+                      manifest.backupID));
     std::vector<std::string> declared;
     for (const auto& section : manifest.sections)
       if (section.index) declared.push_back(section.id);
@@ -179,6 +184,11 @@ class Walk {
     const auto take = [&](std::size_t i, Loaded loaded) {
       if (loaded.state != Loaded::State::read) return tellIndex(name, sections[i], loaded.state);
       ++exam_.indexes;
+      if (loaded.index->sectionID != sections[i])
+        add(Kind::indexForeign, pathOf(name, sections[i]),
+            "The index is of another section: by what it says of itself it doesn't belong here. Put the "
+            "right "
+            "one back from a copy; otherwise the next backup has the section again.");
       if (part == Part::ofSealedBackup && loaded.isPlain)
         add(Kind::indexPlain, pathOf(name, sections[i]),
             "The backup is sealed and this index is not: anybody who can write to the folder could have put "

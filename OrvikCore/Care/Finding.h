@@ -33,7 +33,8 @@ struct Finding {
     manifestUnreadable,
     indexMissing,
     indexUnreadable,
-    indexPlain,  ///< in a sealed backup, where anybody could have put it
+    indexForeign,  ///< of another section than its name says
+    indexPlain,    ///< in a sealed backup, where anybody could have put it
     objectMissing,
     objectEmpty,
     objectDamaged,     ///< the bytes don't reproduce the name
@@ -82,6 +83,7 @@ constexpr auto enumTexts(Finding::Kind) {
                     std::pair{manifestUnreadable, "manifestUnreadable"sv},
                     std::pair{indexMissing, "indexMissing"sv},
                     std::pair{indexUnreadable, "indexUnreadable"sv},
+                    std::pair{indexForeign, "indexForeign"sv},
                     std::pair{indexPlain, "indexPlain"sv},
                     std::pair{objectMissing, "objectMissing"sv},
                     std::pair{objectEmpty, "objectEmpty"sv},

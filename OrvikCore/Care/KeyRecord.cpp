@@ -57,6 +57,13 @@ bool opens(const BackupCipher& cipher, const BackupRepository& repository,
   return !hasIndexes;
 }
 
+bool opensAny(const BackupCipher& cipher, const BackupRepository& repository) {
+  auto backups = repository.completeBackups();
+  std::erase_if(backups, [](const auto& each) { return !each.manifest.encryption; });
+  return backups.empty() ||
+         std::ranges::any_of(backups, [&](const auto& each) { return opens(cipher, repository, each); });
+}
+
 std::optional<Copy> find(const BackupRepository& repository, const std::vector<std::filesystem::path>& copies,
                          const DecryptionKeyProvider& keys) {
   for (const auto& path : copies)

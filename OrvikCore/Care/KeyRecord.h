@@ -19,6 +19,9 @@ bool hasSealedContent(const BackupRepository& repository);
 bool opens(const BackupCipher& cipher, const BackupRepository& repository,
            const BackupRepository::Backup& backup);
 
+/// Whether a cipher opens the indexes of any sealed backup; true where there is none that could tell.
+bool opensAny(const BackupCipher& cipher, const BackupRepository& repository);
+
 /// A copy of a record that proved to be the right one.
 struct Copy {
   std::filesystem::path path;

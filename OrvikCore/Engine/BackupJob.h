@@ -21,7 +21,11 @@ struct BackupJob {
   InstanceDescriptor instance;                   ///< the server
   std::shared_ptr<jamf::JamfRequesting> client;  ///< the raw reader; the engine puts its pipeline around it
   BackupOptions options;
-  std::filesystem::path root;       ///< the instance's backup folder
+  std::filesystem::path root;  ///< the instance's backup folder
+  /// Called once the run holds the folder's lock, before it writes more: throws when the host knows that this
+  /// isn't the folder it meant, such as the empty mount point of a disk that has gone. None: nothing is
+  /// known.
+  std::function<void()> requireFolder;
   std::string orvikVersion;         ///< goes into manifest, lock and audit log
   RetryPolicy retryPolicy;          ///< for reads of the API
   RetryPolicy downloadRetryPolicy;  ///< for package files

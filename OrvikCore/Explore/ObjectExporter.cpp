@@ -236,11 +236,9 @@ void ObjectExporter::write(const ObjectExport& object, const Path& destination, 
   std::visit(Writing{destination, stop}, object.content);
 }
 
-ObjectExporter::SectionExportResult ObjectExporter::exportSection(std::string_view sectionID,
-                                                                  const BackupReader& reader,
-                                                                  const Path& folder,
-                                                                  const OnWritten& onWritten,
-                                                                  const std::stop_token& stop) {
+ObjectExporter::SectionExportResult ObjectExporter::exportSection(
+    std::string_view sectionID, const BackupReader& reader, const Path& folder, const OnWritten& onWritten,
+    const Accepts& accepts, const std::stop_token& stop) {
   requireReadable(sectionID, reader);
   files::createDirectories(folder);
   SectionExportResult result;
@@ -249,7 +247,7 @@ ObjectExporter::SectionExportResult ObjectExporter::exportSection(std::string_vi
   for (const auto& entry : reader.entries(sectionID)) {
     platform::throwIfCancelled(stop);
     if (!entry.isStored()) continue;
-    const auto object = firstExport(entry, reader, known);
+    const auto object = accepts && !accepts(entry) ? std::nullopt : firstExport(entry, reader, known);
     if (!canBeWritten(object)) {
       result.skipped.push_back(entry.displayName());
       continue;

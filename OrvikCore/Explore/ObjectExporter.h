@@ -78,12 +78,14 @@ struct ObjectExporter {
 
   /// Called for each file that was written.
   using OnWritten = std::function<void(const BackupReader::Entry& entry, const Path& path)>;
-  /// Writes the first form of every stored object of a section into a folder, which is made. Throws as
-  /// `write` at the first that fails, what was written stays; and `BackupEncryptionError` when the section
-  /// can't be read for lack of a key.
+  /// Whether an entry is written; one that isn't counts as skipped.
+  using Accepts = std::function<bool(const BackupReader::Entry& entry)>;
+  /// Writes the first form of every stored object of a section into a folder, which is made. Either callback
+  /// may be empty. Throws as `write` at the first that fails, what was written stays; and
+  /// `BackupEncryptionError` when the section can't be read for lack of a key.
   static SectionExportResult exportSection(std::string_view sectionID, const BackupReader& reader,
                                            const Path& folder, const OnWritten& onWritten = {},
-                                           const std::stop_token& stop = {});
+                                           const Accepts& accepts = {}, const std::stop_token& stop = {});
 
   /// A text as a part of a file name: without "/" and ":", of at most 200 characters, never empty.
   static std::string safeName(std::string_view text);

@@ -9,6 +9,8 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "OrvikCore/Store/BackupJournal.h"
+#include "OrvikCore/Store/GarbageCollection.h"
+#include "OrvikCore/Store/PackCache.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Files/Files.h"
 
@@ -162,6 +164,68 @@ class Check {
   bool hasFinished_ = false;
 };
 
+/// That the store holds what a plan keeps.
+class ContentCheck {
+ public:
+  ContentCheck(const BackupRepository& repository, const std::stop_token& stop)
+      : repository_(repository),
+        store_(repository.store()),
+        packs_(store_.packsDirectory()),
+        stop_(stop),
+        cipher_(repository.cipher()) {}
+
+  void requireObjects(const NameSet& names) const {
+    PackCache::shared().invalidate(packs_);
+    names.forEach([&](const std::string& name) {
+      platform::throwIfCancelled(stop_);
+      if (!PackCache::shared().holds(name, packs_) &&
+          !store_.hasContent(name, ObjectStore::IncludingOverlay::no))
+        refuseFor("object", name);
+    });
+  }
+
+  void requireFiles(const NameSet& digests) const {
+    digests.forEach([&](const std::string& digest) {
+      platform::throwIfCancelled(stop_);
+      if (!store_.hasFile(digest)) refuseFor("package file", digest);
+    });
+  }
+
+  /// Each item of the section of package files says which file it means, where it has one.
+  void requireDigests(const Path& folder) const {
+    const auto index = BackupRepository::loadIndex(folder, filesSection, cipher_);
+    if (!index) return;  // the section wasn't read
+    using enum FileRef::Status;
+    const auto isOdd = [](const IndexItem& item) {
+      return !item.file ||
+             (!item.file->sha256 && (item.file->status == downloaded || item.file->status == reused));
+    };
+    const auto odd = std::ranges::find_if(index->items, isOdd);
+    if (odd == index->items.end()) return;
+    refuse(Kind::incomplete,
+           fmt::format("{} doesn't say which package file {} is",
+                       (folder / BackupFormat::sectionPath(filesSection)).string(), odd->id),
+           "Put the index back from a copy.");
+  }
+
+ private:
+  static constexpr std::string_view filesSection = "packageFiles";
+
+  [[noreturn]] void refuseFor(std::string_view kind, const std::string& name) const {
+    refuse(Kind::incomplete,
+           fmt::format("The {} {} is missing from {}, though a backup refers to it", kind, name,
+                       repository_.instanceDirectory.string()),
+           "It may lie there under a damaged name. orvik check tells all that is missing. Put it back from a "
+           "copy, or let the next backup store it again.");
+  }
+
+  const BackupRepository& repository_;
+  const ObjectStore store_;
+  const Path packs_;
+  const std::stop_token& stop_;
+  const std::optional<BackupCipher> cipher_;
+};
+
 /// A name that only one of two listings has.
 std::string differenceOf(const std::vector<std::string>& before, const std::vector<std::string>& now) {
   std::vector<std::string> changed;
@@ -177,6 +241,18 @@ CollectionPreflight CollectionPreflight::check(const BackupRepository& repositor
   Check(repository, stop).look(preflight.folders, unfinished);
   preflight.requireUnchanged(repository);
   return preflight;
+}
+
+void CollectionPreflight::requireContent(const CollectionPlan& plan, const BackupRepository& repository,
+                                         const std::set<std::string>& without,
+                                         const std::stop_token& stop) const {
+  if (plan.expected() == CleanupResult()) return;
+  const ContentCheck check(repository, stop);
+  check.requireObjects(plan.keep.objects);
+  check.requireFiles(plan.keep.files);
+  if (plan.files.empty()) return;
+  for (const auto& name : folders)
+    if (!without.contains(name)) check.requireDigests(repository.backupsDirectory() / name);
 }
 
 void CollectionPreflight::requireUnchanged(const BackupRepository& repository) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -8,6 +9,8 @@
 #include "TuvCore/Error.h"
 
 namespace orvik {
+
+struct CollectionPlan;
 
 /// Deleting from this folder now could cost what a backup needs. `description()` names the file and says what
 /// to do.
@@ -42,6 +45,13 @@ struct CollectionPreflight {
   /// Throws `CollectionRefused`, and `platform::CancellationError`.
   static CollectionPreflight check(const BackupRepository& repository, UnfinishedRuns unfinished,
                                    const std::stop_token& stop = {});
+
+  /// For a plan that was made without these backups and deletes something: throws `CollectionRefused` when
+  /// the store lacks what it keeps, or an index doesn't say which package files it means. One changed byte
+  /// in the index of a backup or of a pack gives an object another name, and what it was looks like garbage.
+  /// Throws `platform::CancellationError`.
+  void requireContent(const CollectionPlan& plan, const BackupRepository& repository,
+                      const std::set<std::string>& without = {}, const std::stop_token& stop = {}) const;
 
   /// Right before something is deleted: throws `CollectionRefused` when the names differ by now.
   void requireUnchanged(const BackupRepository& repository) const;

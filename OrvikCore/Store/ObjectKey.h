@@ -44,6 +44,13 @@ class KeySet {
   bool contains(const ObjectKey& key) const noexcept;
   /// Fetches what `insert` will look at: a table of millions doesn't fit the processor's memory.
   void prepare(const ObjectKey& key) const noexcept;
+  /// Calls with each key, in no order.
+  template <class Visit>
+  void forEach(const Visit& visit) const {
+    if (hasZero_) visit(ObjectKey());
+    for (const auto& key : slots_)
+      if (key != ObjectKey()) visit(key);
+  }
   std::size_t size() const noexcept { return count_ + (hasZero_ ? 1 : 0); }
   bool empty() const noexcept { return size() == 0; }
 

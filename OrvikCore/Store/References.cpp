@@ -61,10 +61,15 @@ void NameFeed::finish() {
 namespace {
 
 /// The visible names of a folder, ascending; none when it doesn't exist. What is there and can't be listed
-/// hides references.
+/// hides references, and so does a listing that leaves a name out, as those of shares do now and then: two
+/// have to agree.
 std::vector<std::string> namesIn(const std::filesystem::path& folder) {
   try {
-    return files::listVisible(folder);
+    auto names = files::listVisible(folder);
+    if (names != files::listVisible(folder))
+      throw IncompleteReferences(
+          fmt::format("{} gives other names each time it is listed.", folder.string()));
+    return names;
   } catch (const files::FileError& error) {
     if ((error.code() == ENOENT || error.code() == ENOTDIR) && !files::exists(folder)) return {};
     throw IncompleteReferences(error.description());

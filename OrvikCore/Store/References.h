@@ -22,6 +22,12 @@ class NameSet {
   void insertAll(const NameSet& other);
   bool contains(std::string_view name) const;
   bool contains(const ObjectKey& key) const noexcept { return keys_.contains(key); }
+  /// Calls with the text of each name, in no order.
+  template <class Visit>
+  void forEach(const Visit& visit) const {
+    keys_.forEach([&](const ObjectKey& key) { visit(key.text()); });
+    for (const auto& name : others_) visit(name);
+  }
 
  private:
   friend class NameFeed;

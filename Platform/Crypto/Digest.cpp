@@ -1,11 +1,13 @@
 #include "Platform/Crypto/Digest.h"
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <sys/random.h>
 
 #include <array>
 #include <cerrno>
+#include <new>
 
 #include "Platform/Error.h"
 #include "Platform/Hex.h"
@@ -25,6 +27,8 @@ struct Algorithm {
 };
 
 Algorithm fetch(const char* name) {
+  // Without memory for its own state the library would crash at the first use.
+  if (OSSL_LIB_CTX_get0_global_default() == nullptr) throw std::bad_alloc();
   EVP_MD* implementation = EVP_MD_fetch(nullptr, name, nullptr);
   if (implementation == nullptr) ERR_clear_error();
   return {name, implementation};

@@ -1,8 +1,14 @@
 #include <fmt/format.h>
 #include <libsecret/secret.h>
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
+#include <stop_token>
+#include <thread>
 #include <utility>
 
 #include "Platform/Keychain/Passwords.h"
@@ -14,7 +20,9 @@ namespace {
 using Reason = PasswordError::Reason;
 
 constexpr const char* serviceName = "org.freedesktop.secrets";
-constexpr int busTimeout = 10'000;  // milliseconds
+/// How long a look-up or a change may take in all. A service that is locked says so at once, and what does
+/// not answer holds nobody up.
+constexpr std::chrono::seconds patience{4};
 
 struct Release {
   void operator()(void* object) const { g_object_unref(object); }
@@ -28,6 +36,22 @@ struct Release {
 template <typename T>
 using Owned = std::unique_ptr<T, Release>;
 
+/// Ends calls that wait for the bus or for the service when they have lasted too long together.
+class Deadline {
+ public:
+  GCancellable* cancellable() const { return cancellable_.get(); }
+
+ private:
+  const Owned<GCancellable> cancellable_{g_cancellable_new()};
+  std::mutex mutex_;  // the condition's; guards nothing
+  std::condition_variable_any ended_;
+  const std::jthread timer_{[this](const std::stop_token& stop) {  // last, so that it ends first
+    std::unique_lock lock(mutex_);
+    if (!ended_.wait_for(lock, stop, patience, [] { return false; }) && !stop.stop_requested())
+      g_cancellable_cancel(cancellable_.get());
+  }};
+};
+
 /// Where the library puts its error.
 class Failure {
  public:
@@ -36,7 +60,8 @@ class Failure {
   bool happened() const { return error_ != nullptr; }
 
   [[noreturn]] void raise() const {
-    throw PasswordError(Reason::failed, error_ ? error_->message : "the Secret Service did not answer");
+    const bool isLate = !error_ || g_error_matches(error_, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+    throw PasswordError(Reason::failed, isLate ? "the Secret Service did not answer" : error_->message);
   }
 
  private:
@@ -53,10 +78,10 @@ bool hasSessionBus() {
 }
 
 /// Whether the list of names that the bus gives holds the service's.
-bool names(GDBusConnection* bus, const char* operation) {
+bool names(GDBusConnection* bus, const char* operation, const Deadline& deadline) {
   const Owned<GVariant> answer(g_dbus_connection_call_sync(
       bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", operation, nullptr,
-      G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE, busTimeout, nullptr, nullptr));
+      G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE, -1, deadline.cancellable(), nullptr));
   if (!answer) return false;
   const Owned<GVariant> list(g_variant_get_child_value(answer.get(), 0));
   for (gsize i = 0; i < g_variant_n_children(list.get()); ++i) {
@@ -91,11 +116,12 @@ Owned<GHashTable> attributes(const std::string& service, const std::string& acco
 class SecretServiceStore final : public PasswordStore {
  public:
   std::optional<SecretString> find(const std::string& service, const std::string& account) override {
-    const auto item = itemOf(service, account);
+    const Deadline deadline;
+    const auto item = itemOf(service, account, deadline);
     if (!item) return std::nullopt;
     if (secret_item_get_locked(item.get())) refuseLocked();
     Failure failure;
-    if (!secret_item_load_secret_sync(item.get(), nullptr, failure.place())) failure.raise();
+    if (!secret_item_load_secret_sync(item.get(), deadline.cancellable(), failure.place())) failure.raise();
     const Owned<SecretValue> value(secret_item_get_secret(item.get()));
     if (!value) throw PasswordError(Reason::failed, "the keychain gave no value");
     gsize size = 0;
@@ -104,9 +130,11 @@ class SecretServiceStore final : public PasswordStore {
   }
 
   void set(const std::string& service, const std::string& account, const SecretString& secret) override {
+    const Deadline deadline;
     Failure failure;
-    const Owned<SecretCollection> collection(secret_collection_for_alias_sync(
-        connection().get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, nullptr, failure.place()));
+    const Owned<SecretCollection> collection(
+        secret_collection_for_alias_sync(connection(deadline).get(), SECRET_COLLECTION_DEFAULT,
+                                         SECRET_COLLECTION_NONE, deadline.cancellable(), failure.place()));
     if (failure.happened()) failure.raise();
     if (!collection)
       throw PasswordError(Reason::notAvailable,
@@ -116,36 +144,38 @@ class SecretServiceStore final : public PasswordStore {
     const Owned<SecretValue> value(
         secret_value_new(text.data(), static_cast<gssize>(text.size()), "text/plain"));
     const auto label = fmt::format("{}: {}", service, account);
-    const Owned<SecretItem> item(
-        secret_item_create_sync(collection.get(), schema(), attributes(service, account).get(), label.c_str(),
-                                value.get(), SECRET_ITEM_CREATE_REPLACE, nullptr, failure.place()));
+    const Owned<SecretItem> item(secret_item_create_sync(
+        collection.get(), schema(), attributes(service, account).get(), label.c_str(), value.get(),
+        SECRET_ITEM_CREATE_REPLACE, deadline.cancellable(), failure.place()));
     if (!item) failure.raise();
   }
 
   void remove(const std::string& service, const std::string& account) override {
-    const auto item = itemOf(service, account);
+    const Deadline deadline;
+    const auto item = itemOf(service, account, deadline);
     if (!item) return;
     if (secret_item_get_locked(item.get())) refuseLocked();
     Failure failure;
-    if (!secret_item_delete_sync(item.get(), nullptr, failure.place())) failure.raise();
+    if (!secret_item_delete_sync(item.get(), deadline.cancellable(), failure.place())) failure.raise();
   }
 
  private:
-  static Owned<SecretService> connection() {
+  static Owned<SecretService> connection(const Deadline& deadline) {
     Failure failure;
     // The library keeps a connection whose other end may have died since.
     secret_service_disconnect();
     Owned<SecretService> service(
-        secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, failure.place()));
+        secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, deadline.cancellable(), failure.place()));
     if (!service) failure.raise();
     return service;
   }
 
-  static Owned<SecretItem> itemOf(const std::string& service, const std::string& account) {
+  static Owned<SecretItem> itemOf(const std::string& service, const std::string& account,
+                                  const Deadline& deadline) {
     Failure failure;
-    const Owned<GList> items(secret_service_search_sync(connection().get(), schema(),
-                                                        attributes(service, account).get(),
-                                                        SECRET_SEARCH_NONE, nullptr, failure.place()));
+    const Owned<GList> items(
+        secret_service_search_sync(connection(deadline).get(), schema(), attributes(service, account).get(),
+                                   SECRET_SEARCH_NONE, deadline.cancellable(), failure.place()));
     if (failure.happened()) failure.raise();
     if (!items) return nullptr;
     return Owned<SecretItem>(SECRET_ITEM(g_object_ref(items->data)));
@@ -156,10 +186,16 @@ class SecretServiceStore final : public PasswordStore {
 
 std::unique_ptr<PasswordStore> secretService() {
   if (!hasSessionBus()) return nullptr;
-  const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
-  if (!bus) return nullptr;
-  g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-  if (!names(bus.get(), "ListNames") && !names(bus.get(), "ListActivatableNames")) return nullptr;
+  // A bus that said nothing is not waited for again, as long as this process lives.
+  static std::atomic<bool> isSilent = false;
+  if (isSilent) return nullptr;
+  const Deadline deadline;
+  const Owned<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, deadline.cancellable(), nullptr));
+  if (bus) g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+  const bool isThere =
+      bus && (names(bus.get(), "ListNames", deadline) || names(bus.get(), "ListActivatableNames", deadline));
+  isSilent = g_cancellable_is_cancelled(deadline.cancellable()) != FALSE;
+  if (!isThere) return nullptr;
   return std::make_unique<SecretServiceStore>();
 }
 

@@ -61,6 +61,13 @@ class Repair {
     if (BackupEncryption::isEncrypted(folder)) {
       unlockFolder(repository_, arguments_.at.key);
       cipher_ = repository_.cipher();
+      // Everything would look damaged.
+      if (cipher_ && !KeyRecord::opensAny(*cipher_, repository_))
+        throw CredentialError(fmt::format(
+            "{} opens none of the sealed backups, so nothing is touched: it is of another folder. "
+            "Put the right one back, or move it away and repair again, so that a copy which this "
+            "machine keeps can take its place.",
+            record.string()));
     } else if (files::exists(record) || KeyRecord::hasSealedContent(repository_)) {
       auto copy =
           KeyRecord::find(repository_, keyRecordCopies(repository_), *organisationKeys(arguments_.at.key));

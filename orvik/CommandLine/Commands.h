@@ -53,5 +53,7 @@ void addServerFiles(CLI::App& program, Commands& commands);
 void addMCP(CLI::App& program, Commands& commands);
 void addStatus(CLI::App& program, Commands& commands);
 void addDoctor(CLI::App& program, Commands& commands);
+/// `completion` and `manual`.
+void addDocuments(CLI::App& program, Commands& commands);
 
 }  // namespace orvik::host::commandLine

@@ -33,6 +33,14 @@ const SectionSummary* summaryOf(const BackupReader& backup, std::string_view sec
   return summary != sections.end() ? &*summary : nullptr;
 }
 
+/// False for what can't be read: that tells itself.
+bool isDamaged(const BackupReader& backup, const std::string& hash) try {
+  const auto store = backup.repository.store();
+  return !store.isIntact(hash, store.stored(hash));
+} catch (const tuv::Error&) {
+  return false;
+}
+
 void open(const BackupReader& backup, const FolderArguments& at) {
   unlockFolder(backup.repository, at.key);
   if (backup.manifest.encryption && !backup.repository.cipher())
@@ -123,6 +131,19 @@ std::vector<Entry> readEntries(const BackupReader& backup, const std::string& se
     throw tuv::Error(fmt::format("{} can't be read. orvikctl verify tells what else is damaged.",
                                  (backup.directory() / BackupFormat::sectionPath(sectionID)).string()));
   return entries;
+}
+
+std::optional<std::string> troubleWith(const BackupReader& backup, const std::string& hash) try {
+  backup.json(hash);
+  if (!isDamaged(backup, hash)) return std::nullopt;
+  return fmt::format("The object {} is damaged: what is stored doesn't reproduce its name.", hash);
+} catch (const tuv::Error& error) {
+  return error.description();
+}
+
+bool isDamaged(const BackupReader& backup, const Entry& entry) {
+  return std::ranges::any_of(entry.item.objects,
+                             [&](const auto& object) { return isDamaged(backup, object.second); });
 }
 
 std::optional<Entry> foundEntry(const BackupReader& backup, const std::string& sectionID,

@@ -33,6 +33,12 @@ void requireReadSection(const BackupReader& backup, const std::string& sectionID
 /// The entries of a section that was read. Throws `tuv::Error` when its index can't be read.
 std::vector<BackupReader::Entry> readEntries(const BackupReader& backup, const std::string& sectionID);
 
+/// Why a stored object can't be read, or not be relied on: its bytes don't reproduce its name, as those of a
+/// sealed object don't that another one's were put in place of. Nothing when all is well.
+std::optional<std::string> troubleWith(const BackupReader& backup, const std::string& hash);
+/// Whether what is stored of one of the entry's objects is not what its name says.
+bool isDamaged(const BackupReader& backup, const BackupReader::Entry& entry);
+
 /// The entry with that ID, or else with that name; when none has it, in whatever case. Of several with the
 /// name those that the backup still has count. Nothing when there is none, or the index can't be read. Throws
 /// `tuv::Error` when there are several, with their IDs.

@@ -40,13 +40,8 @@ std::vector<std::string> shortfalls(const BackupReader& backup, const Entry& ent
   for (const auto& form : forms)
     if (const auto* file = std::get_if<ObjectExport::NotInBackup>(&form.content))
       reasons.push_back(notInBackup(*file));
-  for (const auto& [variant, hash] : entry.item.objects) {
-    try {
-      backup.json(hash);
-    } catch (const tuv::Error& error) {
-      reasons.push_back(error.description());
-    }
-  }
+  for (const auto& [variant, hash] : entry.item.objects)
+    if (auto trouble = troubleWith(backup, hash)) reasons.push_back(std::move(*trouble));
   return reasons;
 }
 
@@ -72,7 +67,7 @@ class ExportRun {
           ids.insert(entry.id());
           written(entry, path);
         },
-        stop_);
+        [&](const Entry& entry) { return !isDamaged(backup_, entry); }, stop_);
     for (const auto& entry : backup_.entries(sectionID)) {
       if (entry.removed || ids.contains(entry.id())) continue;
       const auto forms = ObjectExporter::exports(entry, backup_);
@@ -85,7 +80,7 @@ class ExportRun {
   void object(const Entry& entry) {
     std::set<std::string> used;
     const auto forms = ObjectExporter::exports(entry, backup_);
-    for (const auto& form : forms) {
+    for (const auto& form : isDamaged(backup_, entry) ? std::vector<ObjectExport>() : forms) {
       if (std::holds_alternative<ObjectExport::NotInBackup>(form.content)) continue;
       const auto path = folder_ / ObjectExporter::unique(form.fileName, used);
       ObjectExporter::write(form, path, stop_);

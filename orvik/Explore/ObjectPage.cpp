@@ -155,17 +155,13 @@ class PageText {
   std::string out_;
 };
 
-/// What of an object can't be read.
+/// What of an object can't be read, or not be relied on.
 std::vector<std::string> problemsOf(const BackupReader& backup, const IndexItem& item) {
   std::vector<std::string> problems;
-  for (const auto& [variant, hash] : item.objects) {
-    try {
-      backup.json(hash);
-    } catch (const tuv::Error& error) {
+  for (const auto& [variant, hash] : item.objects)
+    if (const auto trouble = troubleWith(backup, hash))
       problems.push_back(fmt::format("Its record \"{}\" can't be read: {}",
-                                     ObjectDescriber::variantTitle(variant), error.description()));
-    }
-  }
+                                     ObjectDescriber::variantTitle(variant), *trouble));
   return problems;
 }
 

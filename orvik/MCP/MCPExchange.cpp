@@ -23,6 +23,9 @@ using jamf::JSONValue;
 constexpr std::int64_t parseErrorCode = -32700;
 constexpr std::int64_t invalidRequestCode = -32600;
 
+/// Values in a message. A decoded one takes many times the room of its text, and no tool takes a hundred.
+constexpr std::size_t mostValues = 100'000;
+
 struct Empty {
   void encode(json::Writer& writer) const {
     writer.beginObject();
@@ -74,6 +77,25 @@ platform::Bytes withID(platform::Bytes answer, const JSONValue& id) {
   return encoded(envelope);
 }
 
+/// Counted ahead of decoding, for the memory's sake: what begins a value's neighbour or its inside, outside
+/// of texts.
+bool holdsTooMuch(std::string_view message) {
+  constexpr std::string_view marks = ",[{";
+  if (message.size() <= mostValues) return false;
+  std::size_t count = 1;
+  bool isText = false;
+  for (std::size_t i = 0; i < message.size() && count <= mostValues; ++i) {
+    const char c = message[i];
+    if (c == '"')
+      isText = !isText;
+    else if (isText && c == '\\')
+      ++i;
+    else if (!isText && marks.find(c) != marks.npos)
+      ++count;
+  }
+  return count > mostValues;
+}
+
 MCPCall::Outcome outcomeOf(const platform::Bytes& answer) {
   const auto document = json::Document::parse(answer);
   const auto isError = at(document->root(), {"result", "isError"});
@@ -94,6 +116,7 @@ MCPExchange::MCPExchange(std::vector<jamf::JamfTool> tools, jamf::OrgManager& or
 MCPReply MCPExchange::refusal(const std::string& reason) { return refused(invalidRequestCode, reason); }
 
 MCPReply MCPExchange::reply(std::string_view message, const std::stop_token& stop) const {
+  if (holdsTooMuch(message)) return refusal("The message holds more than 100,000 values");
   try {
     const auto document = json::Document::parse(message);
     const auto root = document->root();

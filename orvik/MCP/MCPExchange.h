@@ -46,7 +46,8 @@ struct MCPReply {
 
 /// Between a transport and the request handler: from the text of one JSON-RPC message to the text of its
 /// reply. It does what clients in use expect beyond the handler: `ping` is answered, a number for an integer
-/// argument is passed on, and every error says to which request it belongs. Batches are refused.
+/// argument is passed on, and every error says to which request it belongs. Batches are refused, and so is a
+/// message of more than 100,000 values, which would take many times the room of its text.
 ///
 /// Any thread may call, at once too. A reply blocks while its tool works.
 class MCPExchange {

@@ -15,7 +15,11 @@ GROUPS = {
     "D": "Damage at rest",
     "E": "Locks and concurrency",
     "F": "Clocks",
+    "G": "Synchronised folders and odd names",
     "H": "The server",
+    "I": "Downloads",
+    "J": "Tool server",
+    "K": "Keys, secrets, documents",
 }
 
 

@@ -71,10 +71,14 @@ class Instance:
         return paths + [each.name for each in (self.store / "packs").glob("*.idx") if name in each.read_text()]
 
     def leftovers(self):
-        """What no reader shall see and no run shall leave: temporary files, partial folders, the lock."""
+        """What no reader shall see and no run shall leave: temporary files, partial folders, the lock.
+
+        What a repair put into the quarantine stays there until somebody deletes it."""
+        quarantine = self.path / ".quarantine"
         return sorted(str(each.relative_to(self.path)) for each in self.path.rglob("*")
-                      if each.name.startswith(".") or ".partial" in each.name or each.name.endswith(".deleted")
-                      or each == self.lock)
+                      if each != quarantine and quarantine not in each.parents and (
+                          each.name.startswith(".") or ".partial" in each.name or each.name.endswith(".deleted")
+                          or each == self.lock))
 
     def age(self, days=2):
         """Makes all that is left over look old, as it is when a later collection comes."""

@@ -118,11 +118,16 @@ def listings(stage):
     source = stage.folder / "half"
     garbage(scene, source)
     instance = scene.reset(source)
-    total = calls_of(stage, ["gc", instance.path, "--yes", "--quiet"], "list", [scene.root])
-    for deed in (f"error:{errno.EIO}", "short", "omit", "repeat"):
-        for n in stage.points(total, 8, 80):
-            scene.reset(source)
-            collect_after(scene, source, stage.fault("list", [scene.root], deed, at=n), f"{deed} at {n} of {total}")
+    command = ["gc", instance.path, "--yes", "--quiet"]
+    # A name that is missing among the backups costs most: there each call is tried.
+    for pattern, quick, full in (("/backups", 12, None), ("/store", 4, 60)):
+        scene.reset(source)
+        total = calls_of(stage, command, "list", [scene.root], pattern=pattern)
+        for deed in (f"error:{errno.EIO}", "short", "omit", "repeat"):
+            for n in stage.points(total, quick, full):
+                scene.reset(source)
+                fault = stage.fault("list", [scene.root], deed, at=n, pattern=pattern)
+                collect_after(scene, source, fault, f"{deed} at {n} of {total} in {pattern}")
     stage.tally.worst = f"{stage.tally.objects_lost} objects lost"
 
 

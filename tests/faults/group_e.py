@@ -354,11 +354,6 @@ def collection_between(stage):
             stage.tally.add(f"{name}, killed at rename {n}", problems)
 
 
-@row("E11", "The engine with 64 requests side by side under the thread sanitizer")
-def thread_sanitizer(stage):
-    raise NotRun("it needs a build of its own; scripts/test --sanitize thread runs the engine's tests under it")
-
-
 @row("E12", "A run is cancelled at random")
 def cancelled(stage):
     scene = Scene(stage)

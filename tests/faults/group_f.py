@@ -4,12 +4,15 @@ import math
 import re
 import signal
 import time
+from collections import Counter
 from datetime import datetime, timedelta, timezone
 
-from campaign import NotRun, row
+from campaign import row
 from fleet import SECTIONS, Server
 from folders import Instance, copy_tree
 from invariants import kept, whole
+from played import Played
+from proxy import TOKEN_PATH, Reply, Rule
 from scene import Scene
 
 DAY = 86400
@@ -103,7 +106,40 @@ def dates(stage):
 
 @row("F5", "A token whose clock is wrong")
 def token_clock(stage):
-    raise NotRun("it needs a server that the tests of the client script; they are JamfClientTests")
+    play = Played(stage)
+    play.scene.options += ["--concurrency", "1"]  # side by side a request may be under way with a token that ends
+    extra = 0
+    for life in stage.some([1, 2, 3, 5, 8, 13, 30], 3):
+        tokens = EarlyEnds(life)
+        play.backup([Rule("/(api/v[0-9]|JSSResource)/.*", tokens)])
+        refused = len(tokens.ended)
+        problems = [f"{tokens.reused} requests with a token that had been refused"] if tokens.reused else []
+        if refused == 0:
+            problems.append("no token ended")
+        if len(play.log(TOKEN_PATH)) > refused + 1:
+            problems.append(f"{len(play.log(TOKEN_PATH))} tokens for {refused} that ended")
+        extra = max(extra, 2 * refused)
+        stage.tally.add(f"tokens end after {life} requests, not 20 minutes", problems + play.went_well() + play.recovers())
+    stage.tally.worst = f"{extra} extra requests"
+
+
+class EarlyEnds:
+    """A server whose clock is ahead: a token is refused after so many requests, long before it says."""
+
+    def __init__(self, life):
+        self.life = life
+        self.used = Counter()
+        self.ended = set()
+        self.reused = 0
+
+    def __call__(self, request):
+        token = request.headers.get("authorization")
+        self.reused += token in self.ended
+        self.used[token] += 1
+        if self.used[token] <= self.life:
+            return request.pass_on()
+        self.ended.add(token)
+        return Reply(status=401)
 
 
 class Planned:

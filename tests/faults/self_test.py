@@ -4,11 +4,19 @@ import contextlib
 import json
 import shutil
 import urllib.request
+from itertools import chain
+from pathlib import Path
 
 import campaign
+import self_test_documents
+import self_test_downloads
+import self_test_tools
+from damage import Mixed, calm, check_finds, due_of_verify, flip, sound, verify_says
 from fleet import FrontedServer
 from folders import Instance, snapshot
+from group_d_repair import bytes_below, never_worse
 from invariants import kept, no_leftovers, no_secret, same_as, told, whole
+from power import Disk, Recorder, VARIANTS
 from programs import WARNINGS, End, Programs
 from proxy import Rule, first, sent
 from scene import Scene, calls_of
@@ -20,7 +28,9 @@ def run(work, programs):
     stage.folder.mkdir(parents=True)
     missed = []
     try:
-        for name, problems in plants(stage, Scene(stage)):
+        everything = chain(plants(stage, Scene(stage)), self_test_tools.plants(stage), self_test_downloads.plants(stage),
+                           self_test_documents.plants(stage))
+        for name, problems in everything:
             print(f"  {'found' if problems else 'MISSED'}  {name}", flush=True)
             if not problems:
                 missed.append(name)
@@ -94,6 +104,63 @@ def plants(stage, scene):
     yield "a kill, by the library that is preloaded", ["killed"] if end.killed and fault.hits == 1 else []
     fault.close()
 
+    yield from of_damage(stage, scene)
+    yield from of_power(stage, scene)
+    yield from of_server(stage, scene)
+
+
+def of_damage(stage, scene):
+    """What the checks of folders at rest have to find."""
+    programs, mixed = stage.programs, Mixed(scene)
+    instance = mixed.reset()
+    newest = mixed.newest
+    single = sorted((instance.store / "objects").glob("*/*.json"))[0]
+    line = f"✗ scripts/1: object {single.stem} corrupt"
+    yield "a damage that verify does not tell", verify_says(programs, instance, newest, [line])
+    yield "a damage that check does not tell", check_finds(programs, instance, single.name)
+    flip(single, 3)
+    yield "a damage, by the rules of verify", due_of_verify(instance, newest)
+    yield "a damage that verify tells and that is none", verify_says(programs, instance, newest, [])
+    yield "a damage that is called by another name", check_finds(programs, instance, single.name, kinds=("packCut",))
+    yield "a damage in what should be sound", sound(programs, instance)
+    instance = mixed.reset()
+    before, held = bytes_below(instance.path), instance.held()
+    single.unlink()
+    yield "content that a repair deleted", never_worse(instance, mixed, before, held)
+    instance = mixed.reset()
+    pack = next((instance.store / "packs").glob("*.pack"))
+    pack.with_suffix(".idx").rename(pack.with_suffix(".away"))
+    yield "objects that can't be read after a repair", never_worse(instance, mixed, before, held)
+    yield "a crash while reading damage", calm(End(-6, "", "", 0))
+    yield "a hang while reading damage", calm(End(None, "", "", 0))
+
+
+def of_power(stage, scene):
+    """That a record tells every operation, and that what was not flushed is lost in what is built from it."""
+    scene.reset()
+    recorder = Recorder(stage.folder, scene.root)
+    scene.succeed(scene.backup(fault=recorder), "the recorded run")
+    operations = recorder.operations()
+    after, to = snapshot(scene.root), stage.folder / "replayed"
+    disk = Disk(scene.root, scene.base)
+    for operation in operations[:-1]:
+        disk.apply(operation)
+    disk.write(to, lambda folder: folder.entries, lambda file: bytes(file.data))
+    yield "an operation that a record lacks", ["they differ"] if snapshot(to) != after else []
+    first = next(index for index, operation in enumerate(operations) if operation[0] == "W")
+    disk = Disk(scene.root, scene.base)
+    for operation in operations[:first + 1]:
+        disk.apply(operation)
+    written = operations[first][3]
+    for name in list(VARIANTS)[:2]:
+        disk.write(to, *VARIANTS[name](stage.random))
+        path = to / Path(written).relative_to(scene.root)
+        yield f"a write without a flush, {name}", [] if path.exists() and path.stat().st_size else ["it is lost"]
+
+
+def of_server(stage, scene):
+    """That the scripted server answers as it is told, and tells a request that writes."""
+    programs = stage.programs
     server = FrontedServer(programs)
     front = server.front
     with contextlib.suppress(OSError):

@@ -66,6 +66,26 @@ TEST_F(RetentionCommand, WithNothingToDeleteItSaysWhy) {
   EXPECT_EQ(content(), before);
 }
 
+TEST_F(RetentionCommand, RefusesBesideACopyOfABackupsFolder) {
+  const auto copy = root() / "backups" / (std::string(newest) + " (1)");
+  std::filesystem::copy(root() / "backups" / newest, copy, std::filesystem::copy_options::recursive);
+  const auto before = ids();
+  const auto end = retention({"--keep", "1", "--yes"});
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.error, HasSubstr(copy.string() + " holds the backup " + newest));
+  EXPECT_EQ(ids(), before);
+}
+
+TEST_F(RetentionCommand, WritesThroughNoLink) {
+  const auto store = root() / "store", elsewhere = root() / "elsewhere";
+  files::rename(store, elsewhere);
+  std::filesystem::create_directory_symlink(elsewhere, store);
+  const auto end = retention({"--keep", "1", "--yes"});
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.error, HasSubstr(store.string() + " is a link, and nothing is written or deleted"));
+  EXPECT_EQ(ids().size(), 3U);
+}
+
 TEST_F(RetentionCommand, RefusesAsACollectionDoes) {
   files::remove(sample.index());
   const auto before = content();

@@ -28,9 +28,11 @@ std::string_view writtenHost(std::string_view url) {
   return url.starts_with('[') ? url.substr(0, url.find(']') + 1) : url.substr(0, url.find(':'));
 }
 
-/// Whether the origin is of this machine. Port and scheme don't matter.
+/// Whether the origin is of this machine. Port and scheme don't matter. No URL may hold a backslash, which
+/// others take for the end of the host.
 bool isLocal(const std::string& origin) {
-  if (origin.find("://") == origin.npos || !platform::URL::parse(origin)) return false;
+  if (origin.find('\\') != origin.npos || origin.find("://") == origin.npos) return false;
+  if (!platform::URL::parse(origin)) return false;
   const auto host = writtenHost(origin);
   return host == "localhost" || host == "127.0.0.1" || host == "[::1]";
 }

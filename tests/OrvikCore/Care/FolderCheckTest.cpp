@@ -284,6 +284,16 @@ TEST(FolderCheckTest, SizesReadOnWhereTheLastOneStoppedAndComeAround) {
   EXPECT_TRUE(folder.check({Reading::Budget{0, 1'000'000}}).store.share.isAll());
 }
 
+TEST(FolderCheckTest, AnIndexOfAnotherSectionIsDamage) {
+  const CheckedFolder folder;
+  auto index = folder.repository.index(CheckedFolder::second, "policies").value();
+  index.sectionID = "scripts";
+  BackupRepository::writeIndex(index, folder.sectionPath(), {});
+  const auto check = folder.check();
+  EXPECT_THAT(CheckedFolder::kinds(check), ElementsAre("indexForeign"));
+  EXPECT_THAT(CheckedFolder::findingOf(check, Kind::indexForeign)->path, HasSubstr("sections/policies.json"));
+}
+
 // Sealed folders.
 
 TEST(FolderCheckTest, APlainIndexInASealedBackupIsDamage) {

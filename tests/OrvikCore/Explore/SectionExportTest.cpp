@@ -289,10 +289,19 @@ TEST_F(SectionExportTest, AStopEndsIt) {
   const auto reader =
       publish(first, {section("policies", {item("1", "a", {{"pro", "1"}}), item("2", "b", {{"pro", "1"}})})});
   EXPECT_THROW(ObjectExporter::exportSection(
-                   "policies", reader, out.path(), [&](const auto&, const auto&) { stop.request_stop(); },
+                   "policies", reader, out.path(), [&](const auto&, const auto&) { stop.request_stop(); }, {},
                    stop.get_token()),
                platform::CancellationError);
   EXPECT_THAT(names(), ElementsAre("a.json"));
+}
+
+TEST_F(SectionExportTest, WhatTheCallerDoesNotAcceptIsSkipped) {
+  const auto reader =
+      publish(first, {section("policies", {item("1", "a", {{"pro", "1"}}), item("2", "b", {{"pro", "1"}})})});
+  const auto result = ObjectExporter::exportSection("policies", reader, out.path(), {},
+                                                    [](const auto& entry) { return entry.item.id == "2"; });
+  EXPECT_EQ(result, (ObjectExporter::SectionExportResult{1, {"a"}}));
+  EXPECT_THAT(names(), ElementsAre("b.json"));
 }
 
 TEST_F(SectionExportTest, ASealedFolderIsExportedWithItsKey) {

@@ -292,6 +292,7 @@ TEST(PDFDocumentWriter, WhatControlsOrIsNoTextIsReplaced) {
         "b \xFF\xFE c \u202Egnp.exe\u202C d");
     writer.bullets({std::string("nul\0here", 8)});
     writer.heading("tab\there\x1B[31m");
+    writer.paragraph("set \uFFFE\uFFFF\uFDD0\U0010FFFF aside");
   });
   EXPECT_EQ(pdf.faults(), "");
   const auto text = pdf.text();
@@ -299,6 +300,7 @@ TEST(PDFDocumentWriter, WhatControlsOrIsNoTextIsReplaced) {
   EXPECT_THAT(text, HasSubstr("gnp.exe"));
   EXPECT_THAT(text, HasSubstr("nul\uFFFDhere"));
   EXPECT_THAT(text, HasSubstr("tab here"));
+  EXPECT_THAT(text, HasSubstr("set \uFFFD\uFFFD\uFFFD\uFFFD aside"));
 }
 
 TEST(PDFDocumentWriter, CodeKeepsItsLinesAndIsCut) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "OrvikCore/Security/BackupEncryption.h"
+#include "OrvikCore/Store/GarbageCollection.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "tests/Support/SampleFolder.h"
 #include "tests/Support/TestKeys.h"
@@ -201,6 +202,77 @@ TEST_F(Preflight, NoticesANameThatAppearsOrVanishes) {
   EXPECT_EQ(changing(), "");
   files::removeTree(sample.repository.backupDirectory(test::SampleFolder::backupID));
   EXPECT_THAT(changing(), HasSubstr(test::SampleFolder::backupID));
+}
+
+class PreflightOfContent : public Preflight {
+ protected:
+  /// What a plan that deletes an object and a package file runs into; empty when it may go on.
+  std::string refusalOfPlan(const std::set<std::string>& without = {}) const {
+    const auto store = sample.repository.store();
+    store.put("{\"garbage\":1}");
+    test::write(store.fileURL(ObjectStore::sha256("garbage")), "garbage");
+    const auto preflight = CollectionPreflight::check(sample.repository, UnfinishedRuns::refuse);
+    const auto plan = planCollection(sample.repository, without);
+    EXPECT_NE(plan.expected(), CleanupResult());
+    try {
+      preflight.requireContent(plan, sample.repository, without);
+    } catch (const CollectionRefused& error) {
+      EXPECT_EQ(error.kind(), Kind::incomplete);
+      EXPECT_THAT(error.description(), HasSubstr(", so nothing is deleted. "));
+      return error.description();
+    }
+    return {};
+  }
+  void writeFileIndex(const std::optional<FileRef>& file) const {
+    auto index = test::emptyIndex("packageFiles");
+    index.items = {test::itemWithID("7")};
+    index.items[0].file = file;
+    BackupRepository::writeIndex(index, sample.index().parent_path() / "packageFiles.json", std::nullopt);
+  }
+};
+
+TEST_F(PreflightOfContent, OfAWholeStoreLetsGarbageGo) { EXPECT_EQ(refusalOfPlan(), ""); }
+
+TEST_F(PreflightOfContent, RefusesWhileAnObjectIsMissingThatABackupRefersTo) {
+  files::remove(sample.repository.store().objectURL(sample.package));
+  EXPECT_THAT(refusalOfPlan(), HasSubstr(sample.package));
+}
+
+TEST_F(PreflightOfContent, RefusesWhenAFlippedByteOfAnIndexGivesAnObjectAnotherName) {
+  auto index = files::read(sample.index());
+  const auto at = index.find(sample.json);
+  ASSERT_NE(at, std::string::npos);
+  index[at] = index[at] == '0' ? '1' : '0';
+  test::write(sample.index(), index);
+  EXPECT_THAT(refusalOfPlan(), HasSubstr("though a backup refers to it"));
+}
+
+TEST_F(PreflightOfContent, RefusesWhileAPackageFileIsMissing) {
+  files::remove(sample.repository.store().fileURL(sample.fileDigest));
+  EXPECT_THAT(refusalOfPlan(), HasSubstr("The package file " + sample.fileDigest));
+}
+
+TEST_F(PreflightOfContent, RefusesWhenAnIndexDoesNotSayWhichPackageFileItMeans) {
+  FileRef file{"Tool.pkg", {}, 11, {}, FileRef::Status::reused, {}, {}, {}};
+  writeFileIndex(file);
+  EXPECT_THAT(refusalOfPlan(), HasSubstr("packageFiles.json doesn't say which package file 7 is"));
+  file.status = FileRef::Status::unavailable;
+  writeFileIndex(file);
+  EXPECT_EQ(refusalOfPlan(), "");
+  writeFileIndex({});
+  EXPECT_THAT(refusalOfPlan(), HasSubstr("packageFiles.json doesn't say which package file 7 is"));
+}
+
+TEST_F(PreflightOfContent, AsksNothingOfBackupsThatGo) {
+  files::remove(sample.repository.store().objectURL(sample.package));
+  writeFileIndex({});
+  EXPECT_EQ(refusalOfPlan({test::SampleFolder::backupID}), "");
+}
+
+TEST_F(PreflightOfContent, AsksNothingWhereNothingGoes) {
+  files::remove(sample.repository.store().objectURL(sample.package));
+  const auto preflight = CollectionPreflight::check(sample.repository, UnfinishedRuns::refuse);
+  EXPECT_NO_THROW(preflight.requireContent(planCollection(sample.repository), sample.repository));
 }
 
 TEST_F(Preflight, AStopEndsIt) {

@@ -183,6 +183,17 @@ TEST_F(SealedRepairCommand, ALostKeyRecordComesBackFromTheCopyThatOpensTheBackup
   }
 }
 
+TEST_F(SealedRepairCommand, TheKeyRecordOfAnotherFolderMakesNothingDamage) {
+  const files::TempFolder another;
+  BackupEncryption::prepare(another.path(), InMemoryKeyProvider::fromFile(organisation.key));
+  test::write(recordPath(), files::read(another / "encryption.json"));
+  const auto before = test::contentOf(folder.folder.path());
+  const auto end = withKey();
+  EXPECT_EQ(end.status, 12);
+  EXPECT_THAT(end.error, HasSubstr(recordPath().string() + " opens none of the sealed backups"));
+  EXPECT_EQ(test::contentOf(folder.folder.path()), before);
+}
+
 TEST_F(SealedRepairCommand, WithoutACopyTheFolderIsLeftAsItIs) {
   files::remove(recordPath());
   keepCopy("torn.json", "torn");

@@ -120,6 +120,20 @@ TEST_F(Export, ObjectsThatCannotBeReadAreLeftOutWithTheReason) {
   EXPECT_THAT(end.error, HasSubstr("1 file in " + out.string() + "; 2 left out."));
 }
 
+TEST_F(Export, ObjectsThatAreNotWhatTheirNamesSayAreLeftOut) {
+  const auto index = *repository.index(third, "policies");
+  const auto& hash = index.items[0].objects.at("classic");
+  test::write(repository.store().objectURL(hash), "{\n  \"policy\" : \"of another\"\n}");
+  const auto end = exporting({"policies"});
+  EXPECT_EQ(end.output, (out / "Install Wi-Fi.json").string() + "\n");
+  EXPECT_THAT(end.error, HasSubstr("Left out: Install Office (#1): The object " + hash + " is damaged"));
+  const auto alone = exporting({"policies", "1"});
+  EXPECT_EQ(alone.status, 1);
+  EXPECT_EQ(alone.output, "");
+  EXPECT_THAT(alone.error, HasSubstr(hash + " is damaged"));
+  EXPECT_THAT(command("show", {"policies", "1"}).output, HasSubstr(hash + " is damaged"));
+}
+
 TEST_F(Export, ARemovedObjectIsRefusedAndSaysWhereItsLastVersionIs) {
   const auto end = exporting({"policies", "2", "--backup", second});
   EXPECT_EQ(end.status, 1);

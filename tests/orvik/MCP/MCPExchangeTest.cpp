@@ -94,7 +94,7 @@ TEST_F(Exchange, WhatIsNoJSONIsAParseError) {
     EXPECT_THAT(answer.body, HasSubstr(R"("id":null)"));
   }
   EXPECT_THAT(bodyOf(std::string(600, '[')), HasSubstr("-32700"));
-  EXPECT_THAT(bodyOf(std::string(1'000'000, '[')), HasSubstr("-32700"));
+  EXPECT_THAT(bodyOf(std::string(10'000, '[')), HasSubstr("-32700"));
 }
 
 TEST_F(Exchange, WhatIsNoRequestIsAnInvalidRequest) {
@@ -163,6 +163,22 @@ TEST_F(Exchange, ArgumentsOfAnyShapeAreNoHarm) {
                              R"(,"params":{"name":"count"})", R"(,"params":{"name":"count","arguments":[]})",
                              R"(,"params":{"name":"count","arguments":"x"})", R"(,"params":"x")"})
     EXPECT_THAT(bodyOf(request("tools/call", params)), HasSubstr("-32602")) << params;
+}
+
+TEST_F(Exchange, AMessageOfTooManyValuesIsRefusedBeforeItFillsTheMemory) {
+  const auto repeated = [](const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  for (const auto& values : {"[" + repeated("0,", 100'000) + "0]", "[" + repeated("[],", 50'000) + "0]",
+                             "[" + repeated(R"({"\"":1},)", 50'000) + "0]", repeated("[", 100'000)})
+    EXPECT_THAT(bodyOf(callOf("count", values)), HasSubstr("more than 100,000 values"));
+  EXPECT_THAT(bodyOf(callOf("count", "[" + repeated("0,", 99'900) + "0]")),
+              HasSubstr("Missing required argument"));
+  // Those within a text are none.
+  EXPECT_THAT(bodyOf(callOf("count", R"({"number":1,"text":")" + repeated(R"(,[\"{)", 100'000) + "\"}")),
+              HasSubstr("\"1 ,["));
 }
 
 TEST_F(Exchange, ACallIsToldWithItsToolAndOrganizationAlone) {

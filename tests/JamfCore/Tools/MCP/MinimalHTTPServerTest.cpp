@@ -104,7 +104,8 @@ TEST_F(HTTPServer, OtherOriginsAreRefusedWithoutCallingTheHandler) {
        {"null", "", "http://evil.example", "http://localhost.evil.example", "http://localhost.", "localhost",
         "http://LOCALHOST", "http://127.0.0.2", "http://127.1", "http://[0:0:0:0:0:0:0:1]",
         "http://2130706433", "http://[::2]", "http://0.0.0.0", "http://", "http://localhost@evil.example",
-        "http://evil.example#localhost", "file:///etc", "http://local host"})
+        "http://evil.example#localhost", "file:///etc", "http://local host",
+        "http://evil.example\\@localhost"})
     EXPECT_EQ(ask(withOrigin(origin)),
               "HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\nConnection: close\r\n\r\n")
         << origin;
