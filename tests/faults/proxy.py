@@ -204,8 +204,6 @@ class Front:
     def url(self):
         return f"{self.scheme}://127.0.0.1:{self.port}"
 
-    # Coming and going.
-
     def open(self):
         """Listens, on the port that it had before."""
         self.closing.clear()
@@ -238,8 +236,6 @@ class Front:
         """An empty log and other rules, for the next try."""
         with self.lock:
             self.log, self.rules = [], list(rules)
-
-    # Looking back.
 
     def seen(self, path=".*", method=None):
         """What was asked, in order."""
