@@ -27,9 +27,13 @@ void write(const char* text) noexcept {
     write(": There is no memory left.\n");
     ::_exit(1);
   } catch (...) {
+    if (const auto handler = former.load()) handler();
+    std::abort();
   }
-  if (const auto handler = former.load()) handler();
-  std::abort();
+  // A function that may not throw had to, and nobody can tell what: most likely what stands above.
+  write(name);
+  write(": It ends at once: there is no memory left, or the program has a fault.\n");
+  ::_exit(1);
 }
 
 }  // namespace

@@ -117,7 +117,6 @@ ExitStatus collect(const CollectArguments& arguments, Results& results, const st
   });
   const auto plan = deletion.during("Reading what the backups refer to",
                                     [&] { return planCollection(repository, {}, stop); });
-  CollectionPreflight::requireNothingMisnamed(plan, repository);
   deletion.during("Looking for what the backups refer to",
                   [&] { preflight.requireContent(plan, repository, {}, stop); });
   const auto leftovers =

@@ -33,7 +33,6 @@ GuardedRetention GuardedRetention::plan(const BackupRepository& repository, Rete
   requireOwnNames(repository);
   plan.verdicts = planRetention(repository, policy, now);
   plan.collection = planCollection(repository, plan.goingIDs(), stop);
-  CollectionPreflight::requireNothingMisnamed(plan.collection, repository);
   plan.preflight.requireContent(plan.collection, repository, plan.goingIDs(), stop);
   for (const auto& id : plan.goingIDs())
     plan.folderBytes += platform::files::allocatedSize(repository.backupDirectory(id));

@@ -75,15 +75,6 @@ EncryptionInfo recordOfFirstSealing(const BackupJob& job) {
   return record;
 }
 
-/// What the lock was written into has to be what was looked at: an empty folder in its place is the mount
-/// point of a disk or share that has gone, and would get a store of its own.
-void requireSameFolder(const BackupRepository& repository, bool heldBackups) {
-  if (!heldBackups || repository.latestComplete()) return;
-  throw tuv::Error(fmt::format(
-      "{} held backups a moment ago and holds none now. Is a disk or a share not mounted any more?",
-      repository.instanceDirectory.string()));
-}
-
 }  // namespace
 
 BackupEngine::BackupEngine(BackupJob job) : job_(std::move(job)) {}
@@ -104,7 +95,7 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   platform::files::createDirectories(repository.backupsDirectory());
   const auto now = platform::now();
   const auto lock = BackupLock::acquire(job_.root, job_.orvikVersion, now);
-  requireSameFolder(repository, heldBackups);
+  RunPlace::requireFilled(repository, heldBackups);
   if (job_.requireFolder) job_.requireFolder();
   // What this process remembers of packs may be older than the lock; objects would be missed if it were
   // believed.
@@ -115,6 +106,7 @@ BackupManifest BackupEngine::run(ResumeInterrupted resumeInterrupted, const OnBa
   const auto latest = repository.latestComplete();
   RunStart start;
   start.now = now;
+  start.heldBackups = heldBackups;
   if (latest) start.parentID = latest->id;
   start.cipher = cipherFor(job_, latest);
   start.record = recordFor(job_, start.cipher);

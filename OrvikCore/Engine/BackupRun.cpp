@@ -75,6 +75,7 @@ BackupRun::BackupRun(const BackupJob& job, const BackupRepository& repository, B
       place_(RunPlace::of(job, repository, plan_.backupID)),
       order_(BackupEngine::runOrder(SectionCatalog::all())),
       record_(std::move(start.record)),
+      heldBackups_(start.heldBackups),
       parent_(readParent(start, repository)),
       lock_(lock),
       state_(stateFor(start, job)),
@@ -151,6 +152,7 @@ BackupManifest BackupRun::readAndPublish(const std::stop_token& stop) {
   journal_.close();
 
   requireOwnLock();
+  RunPlace::requireFilled(repository_, heldBackups_);
   requireIndexes();
   requireRecord();
   auto manifest = makeManifest();

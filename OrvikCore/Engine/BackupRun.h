@@ -33,6 +33,7 @@ struct RunStart {
   std::optional<BackupCipher> cipher;    ///< seals the run
   std::optional<EncryptionInfo> record;  ///< of a run that seals
   platform::Date now;
+  bool heldBackups = false;  ///< the folder had some before it was locked
 };
 
 /// One run: from its working folder to the published backup, or to the end of a simulation. Made for one
@@ -74,6 +75,7 @@ class BackupRun {
   const RunPlace place_;
   const std::vector<SectionDefinition> order_;
   const std::optional<EncryptionInfo> record_;  ///< of a run that seals
+  const bool heldBackups_;
   const std::optional<BackupManifest> parent_;
   int requestsBefore_ = 0;  ///< of earlier attempts
 

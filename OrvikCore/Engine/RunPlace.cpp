@@ -59,4 +59,11 @@ void RunPlace::requireOutside(const Path& folder, const Path& root, std::string_
                     folder.string(), root.string()));
 }
 
+void RunPlace::requireFilled(const BackupRepository& repository, bool heldBackups) {
+  if (!heldBackups || repository.latestComplete()) return;
+  throw tuv::Error(fmt::format(
+      "{} held backups a moment ago and holds none now. Is a disk or a share not mounted any more?",
+      repository.instanceDirectory.string()));
+}
+
 }  // namespace orvik

@@ -30,6 +30,10 @@ struct RunPlace {
   /// would be taken for a part of it, or when the staging folder is used for another instance.
   static void require(const BackupJob& job);
 
+  /// Throws `tuv::Error` when a folder that held backups holds none: an empty one in its place is the mount
+  /// point of a disk or share that has gone, and would get a store of its own.
+  static void requireFilled(const BackupRepository& repository, bool heldBackups);
+
   /// Throws `tuv::Error` when `folder` lies in `root`, links followed. `what` says what it is for: "staging".
   static void requireOutside(const std::filesystem::path& folder, const std::filesystem::path& root,
                              std::string_view what);

@@ -255,25 +255,6 @@ void CollectionPreflight::requireContent(const CollectionPlan& plan, const Backu
     if (!without.contains(name)) check.requireDigests(repository.backupsDirectory() / name);
 }
 
-void CollectionPreflight::requireNothingMisnamed(const CollectionPlan& plan,
-                                                 const BackupRepository& repository) {
-  constexpr std::size_t nameLength = 64;
-  const auto look = [&](const auto& garbage, const NameSet& keep, const auto& isThere) {
-    for (const auto& file : garbage) {
-      const auto name = Path(file.path).filename().native().substr(0, nameLength);
-      if (!keep.contains(name) || isThere(name)) continue;
-      refuse(Kind::incomplete,
-             fmt::format("A backup refers to {}, which is there under a foreign name alone, {}", name,
-                         (repository.instanceDirectory / file.path).string()),
-             "A synchronising service gives such names. Give the file its own one again.");
-    }
-  };
-  const auto store = repository.store();
-  look(plan.objects, plan.keep.objects,
-       [&](const auto& name) { return store.hasContent(name, ObjectStore::IncludingOverlay::no); });
-  look(plan.files, plan.keep.files, [&](const auto& name) { return store.hasFile(name); });
-}
-
 void CollectionPreflight::requireUnchanged(const BackupRepository& repository) const {
   const auto now = namesIn(repository.backupsDirectory());
   if (now == folders) return;

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "OrvikCore/Store/BackupRepository.h"
-#include "OrvikCore/Store/GarbageCollection.h"
 #include "TuvCore/Error.h"
 
 namespace orvik {
@@ -53,11 +52,6 @@ struct CollectionPreflight {
   /// Throws `platform::CancellationError`.
   void requireContent(const CollectionPlan& plan, const BackupRepository& repository,
                       const std::set<std::string>& without = {}, const std::stop_token& stop = {}) const;
-
-  /// A synchronising service that keeps two versions of a file gives one of them a longer name, and sometimes
-  /// the only one. Throws `CollectionRefused` when the plan would delete, under such a name, what a backup
-  /// refers to and what is nowhere under its own.
-  static void requireNothingMisnamed(const CollectionPlan& plan, const BackupRepository& repository);
 
   /// Right before something is deleted: throws `CollectionRefused` when the names differ by now.
   void requireUnchanged(const BackupRepository& repository) const;

@@ -297,6 +297,9 @@ void conclude(HTTPTransfer& transfer, int code) {
     transfer.response.status = static_cast<int>(status);
     return;
   }
+  // The library has no memory for a line of a head that is longer than it takes.
+  if (code == CURLE_OUT_OF_MEMORY && !transfer.headEnded && !transfer.failure)
+    refuseLongAnswer(transfer, "head of the answer");
   if (transfer.failure) return;
   HTTPFailureFacts facts;
   facts.code = code;

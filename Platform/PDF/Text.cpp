@@ -16,7 +16,8 @@ bool isPlain(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-/// Scalars that are set aside for ever; the library that draws takes them for bad UTF-8.
+/// The Unicode Standard, 23.7: they are UTF-8 and no characters, and the drawing library refuses the whole
+/// text.
 bool isNoncharacter(char32_t scalar) {
   return (scalar & 0xFFFE) == 0xFFFE || (scalar >= 0xFDD0 && scalar <= 0xFDEF);
 }

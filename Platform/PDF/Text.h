@@ -6,8 +6,8 @@
 
 namespace platform::pdf {
 
-/// What is drawn of a text: valid UTF-8 without noncharacters, whose only controls are directional marks
-/// and, where a line ends, `lineEnd`.
+/// What is drawn of a text: valid UTF-8 without noncharacters, whose only controls are directional marks and,
+/// where a line ends, `lineEnd`.
 std::string drawable(std::string_view text, char32_t lineEnd);
 
 /// The beginning of at most so many characters.

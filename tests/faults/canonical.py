@@ -34,7 +34,7 @@ def _number(text):
 
 
 def _whole(text):
-    if len(text) < 400 and -2**63 <= int(text) < 2**64 and text != "-0":
+    if len(text) < 400 and -2**63 <= int(text) < 2**64:
         return int(text)
     return _number(text)
 

@@ -57,8 +57,8 @@ class Server:
         self.stop()
         self.start(seed)
 
-    def options(self):
-        return [*self.identity(), *(word for pair in self.pace.items() for word in pair)]
+    def options(self, url=None):
+        return [*self.identity(url), *(word for pair in self.pace.items() for word in pair)]
 
     def identity(self, url=None):
         return ["--url", url or self.url, "--client-id", self.client, "--secret-file", self.secret_file]

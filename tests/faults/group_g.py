@@ -5,11 +5,12 @@ import os
 import shutil
 
 from campaign import row
+from damage import calm
 from folders import Instance, snapshot
 from group_a import organisation_key
 from invariants import same_as, whole
 from scene import Scene
-from tending import SECTIONS, Keepers, calm, lasting, two_backups
+from tending import SECTIONS, Keepers, lasting, two_backups
 
 # How services name the second version of a file that two machines changed.
 CONFLICTS = ("{stem} (1){suffix}", "{stem} 2{suffix}", "{stem} (conflicted copy 2026-01-02 030405){suffix}",
@@ -117,9 +118,9 @@ def conflict_copies(stage):
         how(stage, scene, source, part, pattern)
 
 
-def chosen(stage, tries, quick):
-    """All of them, or in a part so many at random: neighbours differ in one thing only."""
-    return stage.random.sample(tries, quick) if stage.quick and quick < len(tries) else tries
+def chosen(stage, tries, quick, full=None):
+    """All of them, or so many at random: neighbours differ in one thing only."""
+    return stage.random.sample(tries, min(len(tries), stage.size(quick, full or len(tries))))
 
 
 def stubbed(path):

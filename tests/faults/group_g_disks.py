@@ -6,7 +6,6 @@ import signal
 import subprocess
 import time
 import unicodedata
-from pathlib import Path
 
 from campaign import row
 from fleet import Server

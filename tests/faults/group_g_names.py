@@ -4,14 +4,14 @@ import os
 import shutil
 import socket
 import stat
-from pathlib import Path
 
 from campaign import row
+from damage import calm
 from folders import Instance, snapshot
 from group_g import chosen, first, newest
 from invariants import kept, same_as, told
 from scene import Scene
-from tending import SECTIONS, Keepers, calm, lasting, two_backups
+from tending import SECTIONS, Keepers, lasting, two_backups
 
 FOLDERS = (".", "backups", "store", "store/objects", "store/objects/??", "store/packs", "store/files", "backups/*",
            "backups/*/sections")

@@ -5,11 +5,12 @@ import os
 import shutil
 
 from campaign import row
+from damage import calm
 from folders import Instance
 from group_g import chosen, newest
-from invariants import told, whole
+from invariants import told
 from scene import Scene
-from tending import SECTIONS, calm, lasting, two_backups
+from tending import SECTIONS, lasting, two_backups
 
 ODD_NAMES = (b"\xff\xfe\x80", b"line\nfeed", b"\x1b[31mred\x1b[0m", b"\xc3", b"x" * 255, "ä".encode() * 127,
              "\u202egnp.exe".encode(), b"tab\tand\x07bell", b"\x7f\xc2\x9b1m", b" ", b"-rf", "e\u0301".encode(),
@@ -64,7 +65,7 @@ def place_odd(instance, place, name):
 def odd_names(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
-    for place, name in chosen(stage, [(place, name) for place in PLACES_OF_NAMES for name in ODD_NAMES], 6):
+    for place, name in chosen(stage, [(place, name) for place in PLACES_OF_NAMES for name in ODD_NAMES], 6, 80):
         instance = scene.reset(source)
         before = instance.backups()
         path = place_odd(instance, place, name)

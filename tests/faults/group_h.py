@@ -136,7 +136,7 @@ def refused_sections(stage):
         if index["items"]:
             tries += [(section, "|".join(details), code, len(index["items"])) for code in (403, 404) if details]
     stage.tally.note = f"{len(all_of_them.declared(backup))} sections; package files read no list of their own"
-    for number, (section, path, code, count) in enumerate(stage.some(tries, 14)):
+    for number, (section, path, code, count) in enumerate(stage.some(tries, 10)):
         at = first(1) if count else None
         end, instance, summary, problems = one_section(stage, server, section, [Rule(path, status(code), at)], number)
         if summary:
@@ -189,7 +189,7 @@ def waits(stage):
     play.server.pace.update({"--base-delay": str(BASE), "--max-delay": str(MOST), "--attempts": "4"})
     right = measured = 0
     cases = [(code, after, wanted, count) for (code, after), wanted in WAITS.items() for count in (3, 4)]
-    for code, after, wanted, count in stage.some(cases, 6):
+    for code, after, wanted, count in stage.some(cases, 3):
         headers = [("Retry-After", after)] if after is not None else []
         play.backup([Rule(LIST, status(code, b"", *headers), first(count))])
         seen = play.front.waits(LIST)
@@ -198,7 +198,7 @@ def waits(stage):
         problems = [] if len(seen) == 3 and all(good) else [f"waits {[round(each, 2) for each in seen]}"]
         problems += play.went_well() if count == 3 else play.warned("failed", "buildings")
         stage.tally.add(f"{code}, Retry-After {after}, {count} times", problems + play.recovers())
-    for code in stage.some(NEVER_REPEATED, 2):
+    for code in stage.some(NEVER_REPEATED, 1):
         play.backup([Rule(LIST, status(code))])
         problems = [] if len(play.log(LIST)) == 1 else [f"{len(play.log(LIST))} requests"]
         stage.tally.add(f"{code}", problems + play.warned("failed", "buildings", rf".*\({code}\).*"))

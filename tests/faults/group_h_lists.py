@@ -58,7 +58,7 @@ PLANS = [  # how it is asked, requests at most, objects that there have to be (n
 def counts(stage):
     play = Played(stage)
     most = 0
-    for what, plan, bound, objects in stage.some(PLANS, 6):
+    for what, plan, bound, objects in stage.some(PLANS, 4):
         play.backup([Rule(SCRIPTS, pages(**plan))], timeout=60)
         asked = len(play.log(SCRIPTS))
         most = max(most, asked)

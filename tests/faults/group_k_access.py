@@ -5,7 +5,7 @@ import shutil
 import signal
 
 from campaign import row
-from folders import Instance, snapshot
+from folders import snapshot
 from group_a import organisation_key
 from group_k_keys import openssl
 from invariants import same_as, told, whole, within

@@ -3,9 +3,9 @@
 import resource
 
 from campaign import row
+from damage import calm
 from injection import MemoryWatch
 from invariants import told
-from tending import calm
 
 HEAD = "name: P\nresources:\n"
 TOO_LARGE = "more than there may be"

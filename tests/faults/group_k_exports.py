@@ -1,17 +1,15 @@
 """Group K, continued: what people are given of objects with odd names, as documents and as files."""
 
-import hashlib
 import json
 import re
-import shutil
 import subprocess
 import unicodedata
 
-from campaign import NotRun, row
-from folders import Instance
+from campaign import row
+from damage import calm
 from injection import require
 from scene import Scene
-from tending import SECTIONS, calm, two_backups
+from tending import SECTIONS, two_backups
 
 LONG = "x" * 1_000_000
 TEXTS = {

@@ -1,18 +1,13 @@
 """Group K, continued: keys, tokens and sealed texts that are wrong, damaged, gone or made by others."""
 
 import base64
-import os
-import shutil
-import socket
 import subprocess
 
-from campaign import NotRun, row
-from folders import Instance
+from campaign import row
+from damage import calm
 from group_a import organisation_key
 from injection import require
-from invariants import told, whole, within
-from scene import Scene
-from tending import calm
+from invariants import told
 
 P = 2**256 - 2**224 + 2**192 + 2**96 - 1  # the field of P-256
 B = 0x5AC635D8AA3A93E7B3EBBD55769886BC651D06B0CC53B0F63BCE3C3E27D2604B

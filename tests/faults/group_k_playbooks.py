@@ -4,9 +4,9 @@ import json
 from collections import Counter
 
 from campaign import row
+from damage import calm
 from fleet import Server
 from proxy import TOKEN_PATH, Front, Rule, drop, status
-from tending import calm
 
 SECTIONS = "scripts,packages,computerExtensionAttributes,computerGroups,computerConfigurationProfiles,policies"
 

@@ -1,20 +1,16 @@
 """Group K, continued: where secrets could come to light, and files of the user that are damaged or open to others."""
 
 import http.server
-import json
-import os
 import re
 import shutil
-import signal
 import subprocess
 import threading
-import time
 from pathlib import Path
 
 from campaign import NotRun, row
 from fleet import Server
 from injection import tracing
-from invariants import SECRET_WORDS, told, within
+from invariants import SECRET_WORDS
 
 SECTIONS = "scripts,packages,jcdsFiles,packageFiles,distributionPoints"
 # So that each is found wherever it comes to light: they bear the mark of the sample server's own.

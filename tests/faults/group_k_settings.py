@@ -4,9 +4,9 @@ import os
 import shutil
 
 from campaign import row
+from damage import calm
 from fleet import Server
 from invariants import told
-from tending import calm
 
 def prepared(stage, server):
     """A home with a server, a run in the schedule, a setting and an organization; where its files are."""

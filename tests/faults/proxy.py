@@ -76,7 +76,7 @@ class Seen:
     method: str
     target: str
     at: float  # monotonic
-    authorized: bool
+    authorized: bool  # it bore a token or a client secret
     connection: int
     status: int = 0
 
@@ -204,8 +204,6 @@ class Front:
     def url(self):
         return f"{self.scheme}://127.0.0.1:{self.port}"
 
-    # Coming and going.
-
     def open(self):
         """Listens, on the port that it had before."""
         self.closing.clear()
@@ -238,8 +236,6 @@ class Front:
         """An empty log and other rules, for the next try."""
         with self.lock:
             self.log, self.rules = [], list(rules)
-
-    # Looking back.
 
     def seen(self, path=".*", method=None):
         """What was asked, in order."""
@@ -291,7 +287,8 @@ class Front:
         request = self._read(stream)
         if request is None:
             return False
-        seen = Seen(request.method, request.target, time.monotonic(), "authorization" in request.headers, number)
+        bore = "authorization" in request.headers or b"client_secret" in request.body
+        seen = Seen(request.method, request.target, time.monotonic(), bore, number)
         with self.lock:
             self.log.append(seen)
             if seen.method != "GET" and (seen.method, seen.path) != ("POST", TOKEN_PATH):

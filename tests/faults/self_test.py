@@ -8,6 +8,7 @@ from itertools import chain
 from pathlib import Path
 
 import campaign
+import self_test_documents
 import self_test_downloads
 import self_test_tools
 from damage import Mixed, calm, check_finds, due_of_verify, flip, sound, verify_says
@@ -27,7 +28,8 @@ def run(work, programs):
     stage.folder.mkdir(parents=True)
     missed = []
     try:
-        everything = chain(plants(stage, Scene(stage)), self_test_tools.plants(stage), self_test_downloads.plants(stage))
+        everything = chain(plants(stage, Scene(stage)), self_test_tools.plants(stage), self_test_downloads.plants(stage),
+                           self_test_documents.plants(stage))
         for name, problems in everything:
             print(f"  {'found' if problems else 'MISSED'}  {name}", flush=True)
             if not problems:

@@ -2,7 +2,8 @@
 
 import os
 
-from invariants import kept, within
+from damage import calm
+from invariants import kept
 
 FILES = "packages,packageFiles,distributionPoints,jcdsFiles"
 SECTIONS = "buildings,scripts," + FILES
@@ -14,11 +15,6 @@ def two_backups(scene, path):
     scene.succeed(scene.backup(None, "--no-pack"), "a backup of single files")
     os.rename(scene.root, path)
     return path
-
-
-def calm(end, seconds=30):
-    """It ended in time, and by itself."""
-    return within(end, seconds) + ([f"it crashed: {end.text()}"] if end.crashed else [])
 
 
 class Keepers:
@@ -41,7 +37,7 @@ class Keepers:
             if broken:
                 broken.close()
             self.ends[name] = end
-            problems += [f"{name}: {each}" for each in calm(end)]
+            problems += [f"{name}: {each}" for each in calm(end, 30)]
             if end.status not in (0, 4) and len(end.sentence) <= 20:
                 problems.append(f"{name} does not say why it refuses: {end.text()}")
         return problems

@@ -52,24 +52,6 @@ TEST_F(Preflight, OfAWholeFolderGivesTheNamesOfItsBackups) {
   EXPECT_NO_THROW(preflight.requireUnchanged(sample.repository));
 }
 
-TEST_F(Preflight, RefusesToDeleteTheOnlyCopyUnderAForeignName) {
-  const auto path = sample.repository.instanceDirectory / BackupFormat::filePath(sample.fileDigest);
-  const auto odd = path.string() + " (1)";
-  const auto look = [&] {
-    CollectionPreflight::requireNothingMisnamed(planCollection(sample.repository), sample.repository);
-  };
-  std::filesystem::copy_file(path, odd);
-  EXPECT_NO_THROW(look());  // the other one is there
-  files::remove(path);
-  try {
-    look();
-    ADD_FAILURE() << "it may be deleted";
-  } catch (const CollectionRefused& error) {
-    EXPECT_EQ(error.kind(), Kind::incomplete);
-    EXPECT_THAT(error.description(), HasSubstr(odd));
-  }
-}
-
 TEST_F(Preflight, ChangesNothing) {
   const auto before = test::contentOf(root());
   EXPECT_EQ(refusal().kind, std::nullopt);

@@ -52,6 +52,14 @@ TEST(HTTPFailure, AHeadWithoutEndIsRefused) {
   EXPECT_NE(failure(session, request(server.url())).kind(), HTTPErrorKind::cancelled);
 }
 
+TEST(HTTPFailure, AHeadWithOneEndlessLineIsToldAsTooLong) {
+  ScriptedServer server(
+      ScriptedServer::always(answer(200, "x", "X-Filler: " + std::string(1'000'000, 'y') + "\r\n")));
+  HTTPSession session;
+  EXPECT_EQ(failure(session, request(server.url())).description(),
+            "The head of the answer of 127.0.0.1 is too long");
+}
+
 TEST(HTTPFailure, AServerOnThisMachineIsNotAskedForThroughAProxy) {
   ScriptedServer server(ScriptedServer::always(answer(200, "direct")));
   ::unsetenv("no_proxy");
