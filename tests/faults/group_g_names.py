@@ -133,10 +133,10 @@ def strays(stage):
     hangs = 0
     tries = [(folder, STRAY_NAMES[(number + shift) % len(STRAY_NAMES)], kind)
              for number, folder in enumerate(FOLDERS) for shift, kind in enumerate(STRAYS)]
-    for each in chosen(stage, tries, 6):
+    for each in chosen(stage, tries, 4):
         hangs += with_stray(stage, scene, source, *each)
     tries = [(part, kind) for part in PLACES for kind in STRAYS if kind != "a closed file"]
-    for each in chosen(stage, tries, 6):
+    for each in chosen(stage, tries, 4):
         hangs += instead(stage, scene, source, *each)
     stage.tally.worst = f"{hangs} hangs"
 
@@ -192,6 +192,6 @@ def links(stage):
     outside = stage.fresh("outside")
     touched = 0
     tries = [(part, target) for part in LINKED for target in TARGETS]
-    for part, target in chosen(stage, tries, 10):
+    for part, target in chosen(stage, tries, 8):
         touched += linked(stage, scene, source, part, target, outside)
     stage.tally.worst = f"{touched} files touched outside"
