@@ -88,6 +88,18 @@ def with_stray(stage, scene, source, folder, name, kind):
     return hung
 
 
+def restore(original, path):
+    """What was there is there again, in a folder beside what came meanwhile."""
+    if original.is_dir():
+        if not path.is_dir():
+            remove(path)
+        shutil.copytree(original, path, dirs_exist_ok=True)
+    else:
+        remove(path)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(original, path)
+
+
 def instead(stage, scene, source, part, kind):
     instance = scene.reset(source)
     before = instance.backups()
@@ -98,10 +110,7 @@ def instead(stage, scene, source, part, kind):
     problems += keepers.run(instance)
     hung = any("it took" in each for each in problems)
     problems += calm(scene.backup(None, timeout=60), 60)
-    for each in (path, *instance.path.glob(f".quarantine/*/{path.relative_to(instance.path)}")):
-        remove(each)
-    original = source / path.relative_to(scene.root)
-    shutil.copytree(original, path, dirs_exist_ok=True) if original.is_dir() else shutil.copy2(original, path)
+    restore(source / path.relative_to(scene.root), path)
     end = stage.programs.run("orvik", "repair", instance.path, "--yes", "--quiet")
     if end.status != 0:
         problems.append(f"repair afterwards: {end.text()}")
