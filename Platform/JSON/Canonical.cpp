@@ -116,9 +116,9 @@ class Renderer {
 
  private:
   static constexpr std::size_t shortText = 32;
-  /// Room for a line break with the deepest indentation, punctuation, a short key and any scalar but a long
-  /// text.
-  static constexpr std::size_t memberRoom = 2 * maximumDepth + 2 * (6 * shortText) + 64;
+  /// Room for a line break with the deepest indentation, punctuation, a short key, and any scalar but a long
+  /// text or an empty container, which has a line break of its own.
+  static constexpr std::size_t memberRoom = 2 * (2 * maximumDepth) + 2 * (6 * shortText) + 64;
 
   char* makeRoom(char* out) { return text_.makeRoom(out, memberRoom); }
 
