@@ -114,7 +114,7 @@ def conflict_copies(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
     tries = [(how, part, pattern) for part in PARTS for pattern in CONFLICTS for how in (copied, misnamed)]
-    for how, part, pattern in chosen(stage, tries, 14):
+    for how, part, pattern in chosen(stage, tries, 10):
         how(stage, scene, source, part, pattern)
 
 
@@ -170,7 +170,7 @@ def placeholders(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
     tries = [(part, kind) for part in FILES_OF_A_FOLDER for kind in PLACEHOLDERS]
-    for part, kind in chosen(stage, tries, 8):
+    for part, kind in chosen(stage, tries, 6):
         pretended(stage, scene, source, part, kind)
     key = ["--key", organisation_key(stage.folder)]
     scene.reset()
@@ -178,7 +178,7 @@ def placeholders(stage):
     sealed = stage.folder / "sealed"
     os.rename(scene.root, sealed)
     tries = [(part, kind) for part in ("key record", "index", "pack") for kind in PLACEHOLDERS]
-    for part, kind in chosen(stage, tries, 4):
+    for part, kind in chosen(stage, tries, 3):
         pretended(stage, scene, sealed, part, kind, key)
     stage.tally.worst = f"{stage.tally.objects_lost} objects lost"
 
@@ -205,7 +205,7 @@ def replica(stage):
     source = two_backups(scene, stage.folder / "two")
     instance, pristine = Instance(scene.root), Instance(source)
     deleted = 0
-    for attempt in range(stage.size(15, 200)):
+    for attempt in range(stage.size(10, 200)):
         missing = arrive(stage, source, scene.root)
         instance.path.mkdir(exist_ok=True)
         before = snapshot(scene.root)

@@ -88,6 +88,18 @@ def with_stray(stage, scene, source, folder, name, kind):
     return hung
 
 
+def restore(original, path):
+    """What was there is there again, in a folder beside what came meanwhile."""
+    if original.is_dir():
+        if not path.is_dir():
+            remove(path)
+        shutil.copytree(original, path, dirs_exist_ok=True)
+    else:
+        remove(path)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(original, path)
+
+
 def instead(stage, scene, source, part, kind):
     instance = scene.reset(source)
     before = instance.backups()
@@ -98,10 +110,7 @@ def instead(stage, scene, source, part, kind):
     problems += keepers.run(instance)
     hung = any("it took" in each for each in problems)
     problems += calm(scene.backup(None, timeout=60), 60)
-    for each in (path, *instance.path.glob(f".quarantine/*/{path.relative_to(instance.path)}")):
-        remove(each)
-    original = source / path.relative_to(scene.root)
-    shutil.copytree(original, path, dirs_exist_ok=True) if original.is_dir() else shutil.copy2(original, path)
+    restore(source / path.relative_to(scene.root), path)
     end = stage.programs.run("orvik", "repair", instance.path, "--yes", "--quiet")
     if end.status != 0:
         problems.append(f"repair afterwards: {end.text()}")
@@ -133,10 +142,10 @@ def strays(stage):
     hangs = 0
     tries = [(folder, STRAY_NAMES[(number + shift) % len(STRAY_NAMES)], kind)
              for number, folder in enumerate(FOLDERS) for shift, kind in enumerate(STRAYS)]
-    for each in chosen(stage, tries, 6):
+    for each in chosen(stage, tries, 4):
         hangs += with_stray(stage, scene, source, *each)
     tries = [(part, kind) for part in PLACES for kind in STRAYS if kind != "a closed file"]
-    for each in chosen(stage, tries, 6):
+    for each in chosen(stage, tries, 4):
         hangs += instead(stage, scene, source, *each)
     stage.tally.worst = f"{hangs} hangs"
 
@@ -192,6 +201,6 @@ def links(stage):
     outside = stage.fresh("outside")
     touched = 0
     tries = [(part, target) for part in LINKED for target in TARGETS]
-    for part, target in chosen(stage, tries, 10):
+    for part, target in chosen(stage, tries, 8):
         touched += linked(stage, scene, source, part, target, outside)
     stage.tally.worst = f"{touched} files touched outside"
