@@ -42,7 +42,7 @@ def _whole(text):
 
 
 def _written(value, level):
-    if level > DEEPEST:
+    if level >= DEEPEST and isinstance(value, (dict, list)):
         raise ValueError("too deep")
     inner, outer = "  " * (level + 1), "  " * level
     if isinstance(value, dict):
