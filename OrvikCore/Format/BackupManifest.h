@@ -50,7 +50,7 @@ struct BackupManifest {
     bool operator==(const Totals&) const = default;
   };
 
-  int formatVersion = 0;  ///< stored, never tested on reading
+  std::int64_t formatVersion = 0;  ///< stored, never tested on reading
   std::string backupID;
   InstanceDescriptor instance;  ///< copy at backup time
   std::optional<std::string> jamfProVersion;

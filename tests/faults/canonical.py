@@ -3,8 +3,10 @@
 import hashlib
 import json
 import math
+import sys
 
 DEEPEST = 512
+sys.setrecursionlimit(5000)  # several calls a level
 
 
 def name_of(body):

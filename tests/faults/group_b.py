@@ -135,7 +135,7 @@ def pretended_writes(stage):
     scene = Scene(stage)
     total = scene.calls("write")
     harmless = 0
-    for n in stage.points(total, 16, 300):
+    for n in stage.points(total, 16, 120):
         instance = scene.reset()
         fault = stage.fault("write", [scene.root], "lie", at=n)
         end = scene.backup(fault=fault)
