@@ -161,10 +161,11 @@ class Certificates:
         self.openssl = require("openssl")
         self.authority = self.make("authority", "/CN=Faults", "basicConstraints=critical,CA:TRUE")
 
-    def make(self, name, subject="/CN=127.0.0.1", extension="subjectAltName=IP:127.0.0.1", signed=True, key="2048"):
+    def make(self, name, subject="/CN=127.0.0.1", extension="subjectAltName=IP:127.0.0.1", signed=True,
+             key=("ec", "-pkeyopt", "ec_paramgen_curve:prime256v1")):
         """`extension` is what the certificate is good for; unsigned it vouches for itself."""
         parts = self.folder / f"{name}.key", self.folder / f"{name}.crt"
-        command = [self.openssl, "req", "-x509", "-newkey", f"rsa:{key}", "-nodes", "-keyout", parts[0], "-out", parts[1],
+        command = [self.openssl, "req", "-x509", "-newkey", *key, "-nodes", "-keyout", parts[0], "-out", parts[1],
                    "-days", "30", "-subj", subject, "-addext", extension]
         if signed and name != "authority":
             command += ["-CA", self.folder / "authority.crt", "-CAkey", self.folder / "authority.key"]
@@ -184,7 +185,7 @@ def certificates(stage):
     made = Certificates(stage.fresh("certificates"))
     good, authority = made.make("good"), made.folder / "authority.crt"
     bad_host = made.make("other", "/CN=other.example", "subjectAltName=DNS:other.example")
-    alone, weak = made.make("alone", signed=False), made.make("weak", key="512")
+    alone, weak = made.make("alone", signed=False), made.make("weak", key=("rsa:512",))
     trusted = ["--ca-file", authority]
     tries = [  # the server's certificate, protocols, options of the run, how far its calendar is ahead, whether it works
         ("a good one", good, None, trusted, 0, True),
