@@ -37,7 +37,10 @@ std::filesystem::path freshFolder() {
 
 /// The program of that name beside this one.
 std::string sibling(const std::string& name) {
-  const auto path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
+  std::error_code error;
+  const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) throw tuv::Error("The program " + name + " can't be found, because /proc is not mounted.");
+  const auto path = self.parent_path() / name;
   if (!files::isFile(path))
     throw tuv::Error("The program " + name + " is missing; it belongs at " + path.string());
   return path.string();
