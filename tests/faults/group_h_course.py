@@ -24,7 +24,7 @@ def without(numbers, *gone):
 
 
 CHANGES = {  # what happens between two pages of 450 scripts, and how many of the numbers are read
-    "one of the first page is deleted": (lambda page, numbers: numbers if page == 0 else without(numbers, 5), 448),
+    "one of the first page is deleted": (lambda page, numbers: numbers if page == 0 else without(numbers, 5), 449),
     "one of the last page is deleted": (lambda page, numbers: numbers if page == 0 else without(numbers, 449), 449),
     "one is new at the beginning": (lambda page, numbers: numbers if page == 0 else [0, *numbers], 450),
     "one is new at the end": (lambda page, numbers: numbers if page == 0 else [*numbers, 451], 451),
