@@ -14,8 +14,8 @@ install(DIRECTORY ${documents}/man ${documents}/bash-completion ${documents}/zsh
   DESTINATION ${CMAKE_INSTALL_DATADIR})
 file(GLOB pages ${CMAKE_SOURCE_DIR}/docs/*.md)
 install(FILES ${pages} ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/CHANGELOG.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES packaging/systemd/example.env DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+  DESTINATION share/doc/orvik)
+install(FILES packaging/systemd/example.env DESTINATION share/doc/orvik/examples)
 install(FILES packaging/systemd/orvik-backup@.service packaging/systemd/orvik-backup@.timer
   DESTINATION lib/systemd/system)
 install(FILES packaging/systemd/orvik-schedule.service packaging/systemd/orvik-schedule.timer

@@ -89,6 +89,7 @@ char* lineBreak(char* out, std::size_t depth) {
   return out + blanks;
 }
 
+/// Needs room for an indentation of its own: it may stand behind one.
 char* emptyContainer(char* out, char closing, std::size_t depth) {
   *out++ = '\n';
   out = lineBreak(out, depth);
@@ -116,9 +117,9 @@ class Renderer {
 
  private:
   static constexpr std::size_t shortText = 32;
-  /// Room for a line break with the deepest indentation, punctuation, a short key, and any scalar but a long
-  /// text or an empty container, which has a line break of its own.
-  static constexpr std::size_t memberRoom = 2 * (2 * maximumDepth) + 2 * (6 * shortText) + 64;
+  /// Room for a line break with the deepest indentation, punctuation, a short key and any scalar but a long
+  /// text.
+  static constexpr std::size_t memberRoom = 2 * maximumDepth + 2 * (6 * shortText) + 64;
 
   char* makeRoom(char* out) { return text_.makeRoom(out, memberRoom); }
 
@@ -182,7 +183,7 @@ char* Renderer::array(char* out, std::size_t index, std::size_t depth) {
   const Tape tape = tape_;
   const std::size_t end = tape.next(index) - 1;
   *out++ = '[';
-  if (index + 1 == end) return emptyContainer(out, ']', depth);
+  if (index + 1 == end) return emptyContainer(makeRoom(out), ']', depth);
   for (std::size_t element = index + 1; element < end; element = tape.next(element)) {
     if (element > index + 1) *out++ = ',';
     out = lineBreak(makeRoom(out), depth + 1);
@@ -196,7 +197,7 @@ char* Renderer::array(char* out, std::size_t index, std::size_t depth) {
 char* Renderer::object(char* out, std::size_t index, std::size_t depth) {
   const Tape tape = tape_;
   *out++ = '{';
-  if (index + 2 == tape.next(index)) return emptyContainer(out, '}', depth);
+  if (index + 2 == tape.next(index)) return emptyContainer(makeRoom(out), '}', depth);
   const std::size_t first = keys_.size();
   order_.append(tape, index, keys_);
   const std::size_t end = keys_.size();

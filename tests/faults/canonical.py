@@ -6,7 +6,7 @@ import math
 import sys
 
 DEEPEST = 512
-sys.setrecursionlimit(10_000)  # a level costs several calls
+sys.setrecursionlimit(5000)  # several calls a level
 
 
 def name_of(body):

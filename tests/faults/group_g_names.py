@@ -93,6 +93,7 @@ def restore(original, path):
     if original.is_dir():
         if not path.is_dir():
             remove(path)
+        remove(path / "manifest.json")  # of the folder that stood in its place
         shutil.copytree(original, path, dirs_exist_ok=True)
     else:
         remove(path)

@@ -18,7 +18,7 @@ from group_d_repair import bytes_below, never_worse
 from invariants import kept, no_leftovers, no_secret, same_as, told, whole
 from power import Disk, Recorder, VARIANTS
 from programs import WARNINGS, End, Programs
-from proxy import Rule, first, sent
+from proxy import Rule, sent
 from scene import Scene, calls_of
 
 
@@ -169,7 +169,7 @@ def of_server(stage, scene):
     for name, how in (("cut short", {"cut": 20}), ("cut in a chunk", {"cut": 20, "chunked": True}),
                       ("reset", {"cut": 20, "reset": True}), ("reset before its head", {"raw": b"", "reset": True})):
         front.forget()
-        front.rules = [Rule("/JSSResource/buildings", sent(**how), first(4))]
+        front.rules = [Rule("/JSSResource/buildings", sent(**how))]
         end = programs.run("orvik", "backup", "--to", scene.empty(name), *server.options(), *scene.options)
         yield f"an answer that is {name}", ["told"] if end.status == WARNINGS else []
     yield "the same once more, when the servers are closed", server.close()

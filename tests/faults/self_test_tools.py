@@ -1,6 +1,7 @@
 """Plants what the checks of the tool server's rows have to find."""
 
 import signal
+import time
 
 from group_j import doors, replied
 from group_j_load import tests_of
@@ -35,6 +36,9 @@ def plants(stage):
     descriptors = server.descriptors()
     with server.connect() as connection:
         connection.sendall(server.request(INITIALIZE)[:-1])
+        until = time.monotonic() + 10
+        while server.descriptors() <= descriptors and time.monotonic() < until:
+            time.sleep(0.01)  # until it has taken the connection
         left = server.settles(descriptors, 0.3)
         yield "a connection that is left", ["left"] if left > descriptors else []
     server.running.send(signal.SIGSTOP)

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Error.h"
+#include "Platform/JSON/View.h"
 
 namespace platform::json {
 namespace {
@@ -142,6 +143,26 @@ TEST(CanonicalTest, ALargeDocumentLeavesTheNextOneUntouched) {
   ASSERT_TRUE(text);
   EXPECT_EQ(text->size(), large.size() + 4);
   EXPECT_EQ(canonical("[1]"), "[\n  1\n]");
+}
+
+/// Arrays in each other, the innermost of them empty.
+std::string emptyAt(std::size_t levels) {
+  std::string text, end;
+  for (std::size_t i = 1; i < levels; ++i) {
+    text += "[\n" + std::string(2 * i, ' ');
+    end = "\n" + std::string(2 * (i - 1), ' ') + "]" + end;
+  }
+  return text + "[\n\n" + std::string(2 * (levels - 1), ' ') + "]" + end;
+}
+
+// The room for a text grows in steps; in a thread of its own each document begins with the first of them.
+TEST(CanonicalTest, EmptyContainersOfEveryDepthStayInTheRoomOfTheText) {
+  for (std::size_t levels = 300; levels <= maximumDepth; ++levels) {
+    const auto text = std::string(levels, '[') + std::string(levels, ']');
+    std::optional<Bytes> rendered;
+    std::jthread([&] { rendered = canonical(text); }).join();
+    EXPECT_EQ(rendered, emptyAt(levels)) << levels;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -94,25 +93,6 @@ TEST(HostileTest, DeepNestingManyTimesIsWritten) {
   const auto text = canonical(deep);
   ASSERT_TRUE(text);
   EXPECT_EQ(canonical(*text), text);
-}
-
-/// Arrays around an empty one, as they are written.
-std::string written(std::size_t depth) {
-  std::string text;
-  for (std::size_t level = 1; level < depth; ++level) text += "[\n" + std::string(2 * level, ' ');
-  text += "[\n\n" + std::string(2 * (depth - 1), ' ') + "]";
-  for (std::size_t level = depth - 1; level > 0; --level)
-    text += "\n" + std::string(2 * (level - 1), ' ') + "]";
-  return text;
-}
-
-TEST(HostileTest, AnEmptyContainerAtAnyDepthIsWrittenWithinItsRoom) {
-  for (std::size_t depth = 300; depth <= 512; ++depth) {
-    std::thread([&] {  // whose memory is new, and has to grow
-      EXPECT_TRUE(canonical(std::string(depth, '[') + std::string(depth, ']')) == written(depth)) << depth;
-    })
-        .join();
-  }
 }
 
 }  // namespace
