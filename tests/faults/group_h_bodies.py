@@ -90,7 +90,8 @@ def much_json(size):
         count = size >> 16
         yield b'{"totalCount":%d,"results":[' % count
         for n in range(1, count + 1):
-            yield b'%s{"id":"%d","name":"Script %d","scriptContents":"%s"}' % (b"," if n > 1 else b"", n, n, b"x" * 65450)
+            comma = b"," if n > 1 else b""
+            yield b'%s{"id":"%d","name":"Script %d","scriptContents":"%s"}' % (comma, n, n, b"x" * 65450)
         yield b"]}"
 
     return body
@@ -158,7 +159,8 @@ def huge_answers(stage):
         if stage.quick and comes == "too long" and make is much_text:
             path = ONE
         size = stage.size(part, full)
-        peak = watched_backup(play, [Rule(path, huge_reply(make, size * MEGABYTE), None if comes == "too long" else {1})])
+        always = None if comes == "too long" else {1}
+        peak = watched_backup(play, [Rule(path, huge_reply(make, size * MEGABYTE), always)])
         figures.append(f"{what} of {size} MB: {peak:.0f} MB, {play.end.seconds:.1f} s")
         problems = came(play, comes) + ([] if peak < most else [f"{peak:.0f} MB of memory"])
         stage.tally.add(what, problems + play.recovers())

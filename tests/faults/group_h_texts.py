@@ -72,8 +72,9 @@ def utf16(letter):
 def made_value(random, depth=0):
     kind = random.random()
     if depth > 4 or kind < 0.3:
-        return (random.choice(NUMBERS if random.random() < 0.03 else HELD),) if random.random() < 0.6 else (repr(random.uniform(-1, 1) * 10.0**random.randint(
-            -30, 30)),)
+        if random.random() < 0.6:
+            return (random.choice(NUMBERS if random.random() < 0.03 else HELD),)
+        return (repr(random.uniform(-1, 1) * 10.0**random.randint(-30, 30)),)
     if kind < 0.5:
         return "".join(random.choices(LETTERS, k=random.randint(0, 8)))
     if kind < 0.6:
@@ -108,14 +109,27 @@ def numbers(stage):
 
 
 TEXTS = {
-    "invalid UTF-8": b'{"name":"\xff\xfe"}', "overlong": b'{"name":"\xc0\xaf"}', "UTF-8 of a surrogate": b'{"name":"\xed\xa0\x80"}',
-    "cut UTF-8": b'{"name":"\xe2\x82"}', "beyond Unicode": b'{"name":"\xf4\x90\x80\x80"}', "a lone surrogate": b'{"name":"\\ud83d"}',
-    "surrogates the wrong way": b'{"name":"\\ude00\\ud83d"}', "a pair": b'{"name":"\\ud83d\\ude00"}', "NUL": b'{"name":"a\\u0000b"}',
-    "a bare NUL": b'{"name":"a\x00b"}', "NUL behind": b'{"name":"a"}\x00', "a byte order mark": b'\xef\xbb\xbf{"name":"a"}',
-    "line separators": '{"name":"a\u2028b\u2029c"}'.encode(), "a bare line end": b'{"name":"a\nb"}', "UTF-16": '{"name":"a"}'.encode("utf-16"),
-    "from right to left": '{"name":"\u202eabc\u05d0"}'.encode(), "controls": b'{"name":"\\u001b[31m\\u0007\\u007f\x7f"}',
-    "emoji": '{"name":"\U0001f469\u200d\U0001f4bb"}'.encode(), "no character": '{"name":"\uffff\ufffe"}'.encode(),
-    "combining": ('{"name":"a' + "\u0301" * 500 + '"}').encode(), "Latin-1": '{"name":"Gebäude"}'.encode("latin-1"),
+    "invalid UTF-8": b'{"name":"\xff\xfe"}',
+    "overlong": b'{"name":"\xc0\xaf"}',
+    "UTF-8 of a surrogate": b'{"name":"\xed\xa0\x80"}',
+    "cut UTF-8": b'{"name":"\xe2\x82"}',
+    "beyond Unicode": b'{"name":"\xf4\x90\x80\x80"}',
+    "a lone surrogate": b'{"name":"\\ud83d"}',
+    "surrogates the wrong way": b'{"name":"\\ude00\\ud83d"}',
+    "a pair": b'{"name":"\\ud83d\\ude00"}',
+    "NUL": b'{"name":"a\\u0000b"}',
+    "a bare NUL": b'{"name":"a\x00b"}',
+    "NUL behind": b'{"name":"a"}\x00',
+    "a byte order mark": b'\xef\xbb\xbf{"name":"a"}',
+    "line separators": '{"name":"a\u2028b\u2029c"}'.encode(),
+    "a bare line end": b'{"name":"a\nb"}',
+    "UTF-16": '{"name":"a"}'.encode("utf-16"),
+    "from right to left": '{"name":"\u202eabc\u05d0"}'.encode(),
+    "controls": b'{"name":"\\u001b[31m\\u0007\\u007f\x7f"}',
+    "emoji": '{"name":"\U0001f469\u200d\U0001f4bb"}'.encode(),
+    "no character": '{"name":"\uffff\ufffe"}'.encode(),
+    "combining": ('{"name":"a' + "\u0301" * 500 + '"}').encode(),
+    "Latin-1": '{"name":"Gebäude"}'.encode("latin-1"),
 }
 
 
@@ -153,10 +167,12 @@ def reported(play):
     return problems
 
 
-IDS = ["1", "a b", "ü", "a%2fb", "a%b", "a?b=1", "a#b", "a;b", "a&b", "a\\b", "x" * 10_000, "日本", "1'--", "<b>", "%00", "...",
-       ".hidden", "-1", "item-0", "settings"]  # good for a path
-NO_IDS = ["/", "..", ".", "a/b", "../../../etc/passwd", "a\nb", "a\r\nX-Injected: 1", "\x00", "/etc/passwd", "a/../b", "\x7f"]
-NAMES = ["", "../../up", "/etc/passwd", "a\nb", "x" * 10_000, "\x1b[2J", "CON", "a/b", "..", "name.json", "\x00", "~", "$(id)"]
+IDS = ["1", "a b", "ü", "a%2fb", "a%b", "a?b=1", "a#b", "a;b", "a&b", "a\\b", "x" * 10_000, "日本", "1'--", "<b>",
+       "%00", "...", ".hidden", "-1", "item-0", "settings"]  # good for a path
+NO_IDS = ["/", "..", ".", "a/b", "../../../etc/passwd", "a\nb", "a\r\nX-Injected: 1", "\x00", "/etc/passwd",
+          "a/../b", "\x7f"]
+NAMES = ["", "../../up", "/etc/passwd", "a\nb", "x" * 10_000, "\x1b[2J", "CON", "a/b", "..", "name.json",
+         "\x00", "~", "$(id)"]
 
 
 @row("H15", "IDs and names with slashes, dots, query marks, line ends, 10 kB, of nothing, and twice the same")
@@ -173,7 +189,8 @@ def identifiers(stage):
     stage.tally.add("an ID twice, and an empty one", asked_well(play, ["7", "8"]) + untouched(stage, outside) +
                     play.recovers())
     play.backup(listed_with([str(n) for n in range(1, len(NAMES) + 1)], NAMES))
-    kept = [item.get("name") for item in play.instance.index(play.newest(), "buildings")["items"]] if play.newest() else []
+    items = play.instance.index(play.newest(), "buildings")["items"] if play.newest() else []
+    kept = [item.get("name") for item in items]
     stage.tally.add("odd names", [] if kept == NAMES else [f"names are kept as {kept!r}"[:300]])
     stage.tally.worst = "0 escapes" if stage.tally.survived == stage.tally.tried else "escapes, see the failures"
 

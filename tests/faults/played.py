@@ -80,7 +80,7 @@ class Played:
         return problems + (["a backup was published"] if self.newest() else [])
 
     def recovers(self):
-        """What it made is whole, and once the server behaves the next run makes a whole backup that equals a clean one."""
+        """What it made is whole, and once the server behaves the next run's backup equals a clean one."""
         problems = self.checked(self.newest())
         end = self.again([])
         if end.status == WARNINGS:  # what an interrupted run could not read stays a warning of what it becomes
