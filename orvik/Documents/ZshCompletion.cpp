@@ -34,7 +34,7 @@ std::string action(const OptionDescription& option) {
 }
 
 /// A word of `_arguments`, such as '(-h --help)'{-h,--help}'[text]'.
-std::string specification(const OptionDescription& option) {
+std::string wordFor(const OptionDescription& option) {
   const auto text = escaped(option.text, "[]:\\");
   const bool isFlag = valueKind(option) == ValueKind::none;
   const auto value = isFlag ? "" : fmt::format(":{}:{}", escaped(option.value, ":[]\\"), action(option));
@@ -61,7 +61,7 @@ std::string rest(const CommandDescription& command) {
 
 std::string function(const CommandDescription& command) {
   std::string words;
-  for (const auto& option : command.options) words += " \\\n    " + specification(option);
+  for (const auto& option : command.options) words += " \\\n    " + wordFor(option);
   if (!command.commands.empty()) {
     words += " \\\n    '1: :->command' '*:: :->rest'";
   } else if (!command.arguments.empty()) {

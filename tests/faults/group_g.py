@@ -166,7 +166,7 @@ def pretended(stage, scene, source, part, kind, key=()):
 
 
 @row("G2", "Placeholders: a stub, no bytes, or an error in place of a file")
-def placeholders(stage):
+def stubs(stage):
     scene = Scene(stage, SECTIONS)
     source = two_backups(scene, stage.folder / "two")
     tries = [(part, kind) for part in FILES_OF_A_FOLDER for kind in PLACEHOLDERS]

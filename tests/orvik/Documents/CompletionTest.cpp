@@ -96,8 +96,8 @@ TEST_F(Completion, ZshTakesItsScript) {
   const auto script = folder / "_orvik";
   files::atomicWrite(completion::zsh(describeCommands()), script);
   EXPECT_EQ(test::outputOf("zsh", {"-f", "-n", script.string()}), "");
-  // The specifications are checked by what reads them, outside of a completion to the point where it needs
-  // one.
+  // What it says of options is checked by what reads them, outside of a completion to the point where it
+  // needs one.
   const auto result = test::runProgram(
       "zsh", {"-f", "-c",
               "autoload -U compinit && compinit -u -D; fpath=('" + folder.path().string() +
