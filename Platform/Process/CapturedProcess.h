@@ -17,6 +17,7 @@ struct CapturedProcess {
   std::optional<std::vector<std::string>> environment;  ///< "NAME=value"; none: this process's own
   std::chrono::milliseconds timeout{};
   std::string input = {};                 ///< its whole standard input
+  int inputDescriptor = -1;               ///< the standard input instead; `run` closes it
   std::chrono::milliseconds grace{5000};  ///< from the request to end to the kill
   std::chrono::milliseconds quiet{
       1000};  ///< how long a pipe that others hold may be silent after the program's end
