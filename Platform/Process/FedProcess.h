@@ -50,7 +50,7 @@ class FedProcess {
   Descriptor input_;
   std::stop_source source_;
   const std::stop_callback<std::function<void()>> forward_;
-  End end_;                     // these two are the thread's until it has ended
+  End end_;  // these two are the thread's until it has ended
   std::exception_ptr failure_;
   std::jthread thread_;
 };
