@@ -31,11 +31,11 @@ std::string quotedPath(std::string_view path) {
   return quoted + '"';
 }
 
-FastImport::FastImport(const GitRepository& repository, std::string branch, std::optional<std::string> head,
-                       const std::stop_token& stop)
-    : branch_(std::move(branch)),
+FastImport::FastImport(const GitRepository& repository, std::string reference,
+                       std::optional<std::string> head, const std::stop_token& stop)
+    : reference_(std::move(reference)),
       head_(std::move(head)),
-      git_(repository.feed({"fast-import", "--quiet", "--done", "--date-format=raw"}, stop)) {}
+      git_(repository.feed({"fast-import", "--quiet", "--force", "--done", "--date-format=raw"}, stop)) {}
 
 FastImport::Mark FastImport::blob(std::string_view bytes) {
   send(fmt::format("blob\nmark :{}\ndata {}\n", ++last_, bytes.size()));
@@ -47,7 +47,7 @@ FastImport::Mark FastImport::blob(std::string_view bytes) {
 void FastImport::commit(std::string_view message, platform::Date date, const std::vector<Change>& changes) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
   std::string text = fmt::format("commit {0}\nauthor {1} {2} +0000\ncommitter {1} {2} +0000\ndata {3}\n{4}\n",
-                                 branch_, author, seconds, message.size(), message);
+                                 reference_, author, seconds, message.size(), message);
   if (head_) text += fmt::format("from {}\n", *std::exchange(head_, {}));
   for (const auto& change : changes)
     text += change.content ? fmt::format("M {} :{} {}\n", change.isExecutable ? "100755" : "100644",

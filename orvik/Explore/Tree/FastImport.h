@@ -13,8 +13,8 @@
 
 namespace orvik::host {
 
-/// One `git fast-import` for any number of commits on one branch. What is put goes to git at once; the branch
-/// moves when all is done, and stays where it is in any other case.
+/// One `git fast-import` for any number of commits in a row. What is put goes to git at once; the reference
+/// names the last commit when all is done, whatever it named before, and is left alone in any other case.
 class FastImport {
  public:
   using Mark = std::uint64_t;
@@ -26,9 +26,9 @@ class FastImport {
     bool isExecutable = false;
   };
 
-  /// `head` is the commit that the first one stands on, as 40 or more hexadecimal digits; none for a branch
-  /// without commits.
-  FastImport(const GitRepository& repository, std::string branch, std::optional<std::string> head,
+  /// `reference` is a whole name, "refs/heads/main". `head` is the commit that the first one stands on, as 40
+  /// or more hexadecimal digits, if there is one.
+  FastImport(const GitRepository& repository, std::string reference, std::optional<std::string> head,
              const std::stop_token& stop);
 
   /// Throws, as all here, `tuv::Error` with git's words and `platform::CancellationError`.
@@ -40,7 +40,7 @@ class FastImport {
   void send(std::string_view bytes);
   void end();
 
-  const std::string branch_;
+  const std::string reference_;
   std::optional<std::string> head_;
   const std::unique_ptr<platform::FedProcess> git_;
   Mark last_ = 0;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -34,11 +35,21 @@ void requireFile(const Path& path) {
     throw tuv::Error(fmt::format("{} is no file. Delete it.", path.string()));
 }
 
+/// Of ".NAME.UUID.tmp", which `files::atomicWrite` leaves when it is killed.
+std::string_view targetOfTemporary(std::string_view name) {
+  constexpr std::size_t behind = 1 + 36 + 4;  // ".", a UUID, ".tmp"
+  return name.substr(1, name.size() - 1 - behind);
+}
+
+/// What a run leaves of its first file that was killed in that moment.
+bool isRemainderOfRecord(std::string_view name) {
+  return files::isTemporaryName(name) && targetOfTemporary(name) == treeNames::recordFile;
+}
+
 /// Throws unless the folder may become, or is, a tree of the backup's instance.
 void requireOwn(const Path& folder, const BackupReader& backup) {
   if (!files::exists(folder)) return;
-  const auto names = files::list(folder);
-  if (names.empty()) return;
+  if (std::ranges::all_of(files::list(folder), isRemainderOfRecord)) return;
   const auto record = folder / treeNames::recordFile;
   const auto instance =
       isKind(record, Kind::file) ? TreeRecord::instanceOf(files::read(record)) : std::nullopt;
@@ -47,12 +58,6 @@ void requireOwn(const Path& folder, const BackupReader& backup) {
         fmt::format("{} is not empty and no tree of an export. Name a folder that is empty or missing.",
                     folder.string()));
   TreeRecord::requireInstance(*instance, backup, folder.string());
-}
-
-/// Of ".NAME.UUID.tmp", which `files::atomicWrite` leaves when it is killed.
-std::string_view targetOfTemporary(std::string_view name) {
-  constexpr std::size_t behind = 1 + 36 + 4;  // ".", a UUID, ".tmp"
-  return name.substr(1, name.size() - 1 - behind);
 }
 
 /// Deletes what a killed run left of the files that are the export's.

@@ -60,7 +60,7 @@ std::vector<Commit> importBackups(std::vector<BackupRepository::Backup> backups,
                                   const GitHistory& history, GitTree& tree,
                                   const std::optional<std::string>& only, ProgressView& view,
                                   const std::stop_token& stop) {
-  FastImport import(git, history.branch, history.head, stop);
+  FastImport import(git, std::string(GitHistory::waiting), history.head, stop);
   tree.writeTo(import);
   BackupTree files(tree.state(stop), tree);
   std::vector<Commit> commits;
@@ -77,9 +77,9 @@ std::vector<Commit> importBackups(std::vector<BackupRepository::Backup> backups,
 }
 
 /// The hashes of the commits, oldest first as they are.
-void readHashes(std::vector<Commit>& commits, const GitRepository& git, const GitHistory& history) {
-  const auto all = git.output(
-      {"rev-list", "--reverse", fmt::format("--max-count={}", commits.size()), history.branch}, {});
+void readHashes(std::vector<Commit>& commits, const GitRepository& git) {
+  const auto all =
+      git.output({"rev-list", "--reverse", fmt::format("--max-count={}", commits.size()), "HEAD"}, {});
   std::string_view rest = all;
   for (auto& commit : commits) {
     commit.hash = rest.substr(0, rest.find('\n'));
@@ -141,9 +141,10 @@ ExitStatus exportToGit(const ExportArguments& arguments, Results& results, const
   std::vector<Commit> commits;
   if (auto backups = backupsAfter(newest.repository, history.lastBackup); !backups.empty()) {
     commits = importBackups(std::move(backups), newest.repository, git, history, tree, only, *view, stop);
-    readHashes(commits, git, history);
+
     view->step("Bringing the work tree up to date");
-    history.checkOut(git, commits.back().hash);
+    GitHistory::takeWaiting(git);
+    readHashes(commits, git);
     git.run({"gc", "--auto", "--quiet"}, {}, stop);  // housekeeping; a failure leaves all as it is
   }
   view.reset();

@@ -51,7 +51,6 @@ GitHistory GitHistory::of(const GitRepository& repository, const std::stop_token
   requireClean(repository, stop);
   if (!branch)
     throw tuv::Error(fmt::format("{} is on no branch. Check one out.", repository.folder().string()));
-  history.branch = *branch;
   history.head = repository.tryLine({"rev-parse", "-q", "--verify", "HEAD^{commit}"}, stop);
   if (!history.head) return history;
   history.lastBackup = lastExported(repository, *history.head, stop);
@@ -63,17 +62,15 @@ GitHistory GitHistory::of(const GitRepository& repository, const std::stop_token
   return history;
 }
 
-void GitHistory::checkOut(const GitRepository& repository, const std::string& commit) const {
-  GitRepository::Arguments arguments{"read-tree", "-m", "-u"};
-  if (head) arguments.push_back(*head);
-  arguments.push_back(commit);
-  const auto end = repository.run(arguments, {}, {});
+void GitHistory::takeWaiting(const GitRepository& repository) {
+  const std::string from(waiting);
+  const auto end = repository.run({"merge", "--ff-only", "--no-overwrite-ignore", "--no-verify-signatures",
+                                   "--no-autostash", "--quiet", from},
+                                  {}, {});
+  repository.run({"update-ref", "-d", from}, {}, {});
   if (end.status == 0) return;
-  throw tuv::Error(
-      fmt::format("The commits are made, but the files of {} can't be brought to them: {} Then do "
-                  "git -C {} reset --hard.",
-                  repository.folder().string(), platform::locale::trimmed(end.errors),
-                  wording::shellWord(repository.folder().string())));
+  throw tuv::Error(fmt::format("The files of {} can't be brought to the new commits: {}",
+                               repository.folder().string(), platform::locale::trimmed(end.errors)));
 }
 
 }  // namespace orvik::host

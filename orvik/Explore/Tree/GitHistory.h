@@ -13,7 +13,6 @@ namespace orvik::host {
 struct GitHistory {
   static constexpr std::string_view trailer = "Backup";  ///< of a commit's message, before the backup's ID
 
-  std::string branch;                     ///< "refs/heads/main"
   std::optional<std::string> head;        ///< its newest commit
   std::optional<std::string> lastBackup;  ///< the ID in the newest commit of the export; set where `head` is
 
@@ -21,9 +20,12 @@ struct GitHistory {
   /// but none of an export, or which is on no branch.
   static GitHistory of(const GitRepository& repository, const std::stop_token& stop);
 
-  /// Brings the work tree, which was clean, from `head` to another commit of the branch; never over a file
-  /// that is in no commit. Not to be stopped half-way.
-  void checkOut(const GitRepository& repository, const std::string& commit) const;
+  /// Where new commits wait until the branch and the work tree have taken them.
+  static constexpr std::string_view waiting = "refs/orvik/export";
+
+  /// Moves branch and work tree, which is clean, from `head` to what waits; never over a file that is in no
+  /// commit. Throws `tuv::Error`, and both are as before then. Not to be stopped half-way.
+  static void takeWaiting(const GitRepository& repository);
 };
 
 }  // namespace orvik::host

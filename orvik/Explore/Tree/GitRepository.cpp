@@ -49,7 +49,8 @@ std::vector<std::string> environment() {
     if (!variable.starts_with("GIT_") && !variable.starts_with("LC_") && !variable.starts_with("LANGUAGE="))
       variables.push_back(std::move(variable));
   for (const char* own : {"GIT_CONFIG_NOSYSTEM=1", "GIT_CONFIG_GLOBAL=/dev/null", "GIT_ATTR_NOSYSTEM=1",
-                          "GIT_TERMINAL_PROMPT=0", "LC_ALL=C"})
+                          "GIT_TERMINAL_PROMPT=0", "GIT_COMMITTER_NAME=Orvik",
+                          "GIT_COMMITTER_EMAIL=orvik@localhost", "LC_ALL=C"})
     variables.emplace_back(own);
   return variables;
 }
