@@ -70,8 +70,9 @@ pid_t start(const CapturedProcess& process, int input, int out, int err) {
   words.insert(words.end(), process.arguments.begin(), process.arguments.end());
   const std::array redirections{Redirection{input, STDIN_FILENO}, Redirection{out, STDOUT_FILENO},
                                 Redirection{err, STDERR_FILENO}};
-  if (!process.environment) return spawn(process.path, words, environ, redirections);
-  return spawn(process.path, words, systemTexts(*process.environment).data(), redirections);
+  const auto signals = process.hearsTerminal ? TerminalSignals::heard : TerminalSignals::unheard;
+  if (!process.environment) return spawn(process.path, words, environ, redirections, signals);
+  return spawn(process.path, words, systemTexts(*process.environment).data(), redirections, signals);
 }
 
 int millisecondsUntil(Time time) {

@@ -81,6 +81,7 @@ platform::CapturedProcess GitRepository::process(const Arguments& arguments) con
   process.arguments.insert(process.arguments.end(), arguments.begin(), arguments.end());
   process.environment = environment();
   process.timeout = patience;
+  process.hearsTerminal = false;  // half a checkout is no work tree
   return process;
 }
 
