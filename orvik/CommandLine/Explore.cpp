@@ -108,7 +108,8 @@ void addHistory(CLI::App& program, Commands& commands) {
 /// One kind of export, and of the rest what it takes.
 void requireExport(const CLI::App& command, const ExportArguments& a) {
   const int kinds = !a.out.empty() + !a.tree.empty() + !a.git.empty();
-  if (kinds != 1) throw UsageError("orvik export takes one of --out, --tree and --git.");
+  if (kinds != 1)
+    throw UsageError("orvik export takes one of --out, --tree and --git. See orvik export --help.");
   if (!a.out.empty()) return requireGiven(command, "SECTION");
   if (a.item) throw UsageError("ITEM goes with --out alone: a tree holds whole sections.");
   if (!a.git.empty() && a.backup)

@@ -28,6 +28,12 @@ std::unordered_set<std::string_view> namesOf(const TreeState::Files& files) {
   return names;
 }
 
+/// Whether a section is one to write, or to say why not. Nobody misses one that was switched off, or that the
+/// server doesn't have.
+bool isWanted(const SectionSummary& section, const std::optional<std::string>& only) {
+  return (!only || section.id == *only) && (section.index || wording::isWarning(section.status));
+}
+
 }  // namespace
 
 TreeChanges::Section TreeChanges::total() const {
@@ -58,8 +64,8 @@ class BackupTree::Pass {
     counts_.id = sectionID;
   }
 
-  void item(IndexItem item) {
-    const Entry entry{sectionID_, std::move(item), false, {}};
+  void item(const IndexItem& item) {
+    const Entry entry{sectionID_, item, false, {}};
     const auto& id = entry.item.id;
     if (after_.contains(id)) return leaveOut(entry, "another object has its ID", "another object has its ID");
     auto source = ObjectFiles::sourceOf(entry);
@@ -149,36 +155,29 @@ class BackupTree::Pass {
 TreeChanges BackupTree::bringTo(const BackupReader& backup, const std::optional<std::string>& only,
                                 const Progress& progress, const std::stop_token& stop) {
   TreeChanges changes;
-  std::set<std::string> folders;  // as a file system sees them that knows no case
-  std::size_t done = 0, total = 0;
-  for (const auto& section : backup.manifest.sections)
-    if (section.index) total += static_cast<std::size_t>(section.counts.total);
+  const auto sections = backup.sections();
+  std::size_t total = 0, done = 0;
+  for (const auto& section : sections)
+    if (isWanted(section.summary, only)) total += static_cast<std::size_t>(section.summary.counts.total);
 
-  const auto leaveOut = [&](const SectionSummary& section, const std::string& reason) {
-    changes.leftOut.push_back({section.id, {}, section.title, reason, reason});
-  };
-  for (const auto& [section, group] : backup.sections()) {
-    platform::throwIfCancelled(stop);
-    if (only && section.id != *only) continue;
-    if (!section.index) {
-      if (wording::isWarning(section.status)) leaveOut(section, wording::because(section));
-      continue;
-    }
-    if (!treeNames::isFolder(section.id) ||
-        !folders.insert(platform::locale::lowercased(section.id)).second) {
-      leaveOut(section, "its ID can't be the name of a folder of its own");
-      continue;
-    }
-    auto index = backup.index(section.id);
-    if (!index) {
-      leaveOut(section, "its index can't be read");
+  std::set<std::string> folders;  // as a file system sees them that knows no case
+  for (const auto& [section, group] : sections) {
+    if (!isWanted(section, only)) continue;
+    const auto index = section.index ? backup.index(section.id) : std::nullopt;
+    const bool hasFolder =
+        treeNames::isFolder(section.id) && folders.insert(platform::locale::lowercased(section.id)).second;
+    if (!index || !hasFolder) {
+      const auto reason = !section.index ? wording::because(section)
+                          : hasFolder    ? "its index can't be read"
+                                         : "its ID can't be the name of a folder of its own";
+      changes.leftOut.push_back({section.id, {}, section.title, reason, reason});
       continue;
     }
     Pass pass(*this, backup, section.id, changes);
-    for (auto& item : index->items) {
+    for (const auto& item : index->items) {
       if (progress && ++done % objectsPerSign == 0) progress(done, total);
       platform::throwIfCancelled(stop);
-      pass.item(std::move(item));
+      pass.item(item);
     }
     for (const auto& error : index->errors) pass.error(error);
     pass.finish();
