@@ -263,12 +263,15 @@ struct HistoryArguments {
   std::string item;  ///< ID or name
 };
 
-/// `orvik export`.
+/// `orvik export`: exactly one of the three folders. Without `out` the section may be empty, which is all of
+/// them, and there is no item; with `git` there is no backup.
 struct ExportArguments {
   FolderArguments at;
   std::string section;
   std::optional<std::string> item;  ///< ID or name; none exports the section
-  std::string out;                  ///< folder
+  std::string out;                  ///< folder of files
+  std::string tree;                 ///< folder of a tree of text files
+  std::string git;                  ///< work tree of a repository
   std::optional<std::string> backup;
 };
 

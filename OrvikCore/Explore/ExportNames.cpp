@@ -124,6 +124,11 @@ std::string ObjectExporter::scriptFileName(std::string_view name, std::string_vi
 
 std::string ObjectExporter::fileName(std::string_view text) { return numbered(withoutSnares(text), 1); }
 
+std::string ObjectExporter::fileName(std::string_view text, std::string_view tail) {
+  const std::string plain = withoutSnares(text);
+  return fmt::format("{}{}", beginning(plain, longestFileName - tail.size()), tail);
+}
+
 std::string ObjectExporter::unique(std::string_view name, std::set<std::string>& used) {
   std::size_t number = 1;
   return firstFree(withoutSnares(name), used, number);

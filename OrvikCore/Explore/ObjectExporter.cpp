@@ -43,14 +43,17 @@ struct Record {
   ObjectDescriber::Variant variant;  ///< unwrapped
 };
 
+Record recordOf(const std::string& variant, platform::Bytes bytes) {
+  auto tree = JSONTree::parse(bytes);
+  const auto value = ObjectDescriber::unwrap(tree.raw().value());
+  return {std::move(bytes), std::move(tree), {variant, value}};
+}
+
 /// Nothing for one that can't be read or is no JSON.
 std::optional<Record> readRecord(const std::string& variant, const std::string& hash,
                                  const BackupReader& reader) {
   try {
-    auto bytes = reader.rawJSON(hash);
-    auto tree = JSONTree::parse(bytes);
-    const auto value = ObjectDescriber::unwrap(tree.raw().value());
-    return Record{std::move(bytes), std::move(tree), {variant, value}};
+    return recordOf(variant, reader.rawJSON(hash));
   } catch (const tuv::Error&) {
     return std::nullopt;
   }
@@ -162,10 +165,19 @@ std::optional<ObjectExport> packageExport(const Entry& entry, const std::vector<
                       ObjectExport::NotInBackup{std::move(name), file ? file->size : std::nullopt}};
 }
 
+bool isText(std::string_view sectionID) {
+  return contains(profileSections, sectionID) || contains(scriptSections, sectionID);
+}
+
+/// Requires: `isText` of the entry's section.
+std::optional<ObjectExport> textExport(const Entry& entry, const std::vector<Record>& records) {
+  return contains(profileSections, entry.sectionID) ? profileExport(entry, records)
+                                                    : scriptExport(entry, records);
+}
+
 std::optional<ObjectExport> nativeExport(const Entry& entry, const std::vector<Record>& records,
                                          const BackupReader& reader, PackageFiles& known) {
-  if (contains(profileSections, entry.sectionID)) return profileExport(entry, records);
-  if (contains(scriptSections, entry.sectionID)) return scriptExport(entry, records);
+  if (isText(entry.sectionID)) return textExport(entry, records);
   return packageExport(entry, records, reader, {}, known);
 }
 
@@ -209,8 +221,22 @@ struct Writing {
 }  // namespace
 
 bool ObjectExporter::hasNativeExport(std::string_view sectionID) {
-  return contains(profileSections, sectionID) || contains(scriptSections, sectionID) ||
-         sectionID == packagesSection || sectionID == filesSection;
+  return isText(sectionID) || sectionID == packagesSection || sectionID == filesSection;
+}
+
+std::vector<ObjectExporter::NamedJSON> ObjectExporter::storedJSON(const BackupReader::Entry& entry,
+                                                                  const BackupReader& reader) {
+  std::vector<NamedJSON> stored;
+  for (const auto& [variant, hash] : rankedObjects(entry)) stored.push_back({variant, reader.rawJSON(hash)});
+  return stored;
+}
+
+std::optional<ObjectExport> ObjectExporter::nativeText(const BackupReader::Entry& entry,
+                                                       const std::vector<NamedJSON>& stored) {
+  if (!isText(entry.sectionID)) return std::nullopt;
+  std::vector<Record> records;
+  for (const auto& [variant, bytes] : stored) records.push_back(recordOf(variant, bytes));
+  return textExport(entry, records);
 }
 
 std::vector<ObjectExport> ObjectExporter::exports(const BackupReader::Entry& entry,

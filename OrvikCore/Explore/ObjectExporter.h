@@ -66,6 +66,20 @@ struct ObjectExporter {
   /// What can be made of an entry, the native form first. What can't be read is left out.
   static std::vector<ObjectExport> exports(const BackupReader::Entry& entry, const BackupReader& reader);
 
+  /// A stored object of an entry: its JSON under the name of its variant.
+  struct NamedJSON {
+    std::string variant;
+    platform::Bytes bytes;
+  };
+  /// The objects of an entry in the order in which their variants count. Throws as `BackupReader::rawJSON`.
+  static std::vector<NamedJSON> storedJSON(const BackupReader::Entry& entry, const BackupReader& reader);
+
+  /// The text that an object of a section of profiles or scripts is, made of its stored objects; nothing for
+  /// one that has none, and in other sections. Its content is `Data`. Throws `platform::json::ParseError` for
+  /// a stored object that is no JSON.
+  static std::optional<ObjectExport> nativeText(const BackupReader::Entry& entry,
+                                                const std::vector<NamedJSON>& stored);
+
   /// The binary of an entry of `packages` or `packageFiles`; `roots` are further folders in the shape of an
   /// instance folder whose stores may hold it. Nothing for an entry without a file name.
   static std::optional<ObjectExport> packageFile(const BackupReader::Entry& entry, const BackupReader& reader,
@@ -95,6 +109,9 @@ struct ObjectExporter {
   /// those that turn the direction of text among them, and for dots at its beginning. Cut before the
   /// extension, at the end of a character, to `longestFileName` bytes. Never empty.
   static std::string fileName(std::string_view text);
+  /// The same with `tail` behind it, which stands as it is: what is too long is cut before it. Requires:
+  /// `tail` is free of what is replaced, and shorter than `longestFileName`.
+  static std::string fileName(std::string_view text, std::string_view tail);
   /// The same, and a name that isn't used yet, in whatever case; enters it into the set, in lower case.
   static std::string unique(std::string_view name, std::set<std::string>& used);
 };

@@ -45,6 +45,10 @@ const Algorithm& fetched(DigestAlgorithm algorithm) {
       static const Algorithm sha512 = fetch("SHA512");
       return sha512;
     }
+    case DigestAlgorithm::sha1: {
+      static const Algorithm sha1 = fetch("SHA1");
+      return sha1;
+    }
     case DigestAlgorithm::md5:
       break;
   }
@@ -61,6 +65,10 @@ Digest& ofThisThread(DigestAlgorithm algorithm) {
     case DigestAlgorithm::sha512: {
       thread_local Digest sha512(DigestAlgorithm::sha512);
       return sha512;
+    }
+    case DigestAlgorithm::sha1: {
+      thread_local Digest sha1(DigestAlgorithm::sha1);
+      return sha1;
     }
     case DigestAlgorithm::md5:
       break;

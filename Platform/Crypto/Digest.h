@@ -10,8 +10,9 @@
 
 namespace platform {
 
-/// The digests of this system (FIPS 180-4; RFC 1321 for MD5, which only compares with what servers publish).
-enum class DigestAlgorithm { sha256, sha512, md5 };
+/// The digests of this system (FIPS 180-4; RFC 1321 for MD5). MD5 only compares with what servers publish,
+/// and SHA-1 with the names that git gives.
+enum class DigestAlgorithm { sha256, sha512, md5, sha1 };
 
 /// One streaming digest. Not for more than one thread.
 class Digest {

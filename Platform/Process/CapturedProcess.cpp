@@ -65,14 +65,14 @@ int inputOf(const std::string& text) {
   return file;
 }
 
-pid_t start(const CapturedProcess& process, int out, int err) {
-  const Descriptor input(inputOf(process.input));
+pid_t start(const CapturedProcess& process, int input, int out, int err) {
   std::vector<std::string> words{process.path};
   words.insert(words.end(), process.arguments.begin(), process.arguments.end());
-  const std::array redirections{Redirection{input.number(), STDIN_FILENO}, Redirection{out, STDOUT_FILENO},
+  const std::array redirections{Redirection{input, STDIN_FILENO}, Redirection{out, STDOUT_FILENO},
                                 Redirection{err, STDERR_FILENO}};
-  if (!process.environment) return spawn(process.path, words, environ, redirections);
-  return spawn(process.path, words, systemTexts(*process.environment).data(), redirections);
+  const auto signals = process.hearsTerminal ? TerminalSignals::heard : TerminalSignals::unheard;
+  if (!process.environment) return spawn(process.path, words, environ, redirections, signals);
+  return spawn(process.path, words, systemTexts(*process.environment).data(), redirections, signals);
 }
 
 int millisecondsUntil(Time time) {
@@ -84,12 +84,13 @@ int millisecondsUntil(Time time) {
 /// One run: what is waited for, and what happens then.
 class Run {
  public:
-  Run(const CapturedProcess& process, const CapturedProcess::OnOutput& onOutput)
+  Run(const CapturedProcess& process, Descriptor& input, const CapturedProcess::OnOutput& onOutput)
       : process_(process),
         onOutput_(onOutput),
         stopped_(checked(::eventfd(0, EFD_CLOEXEC))),
-        id_(start(process, out_.input.number(), err_.input.number())),
+        id_(start(process, input.number(), out_.input.number(), err_.input.number())),
         handle_(static_cast<int>(::syscall(SYS_pidfd_open, id_, 0))) {
+    input.close();
     out_.input.close();
     err_.input.close();
     deadline_ = std::chrono::steady_clock::now() + process.timeout;
@@ -194,7 +195,8 @@ class Run {
 }  // namespace
 
 CapturedProcess::End CapturedProcess::run(const OnOutput& onOutput, const std::stop_token& stop) const {
-  return Run(*this, onOutput).toEnd(stop);
+  Descriptor standardInput(inputDescriptor >= 0 ? inputDescriptor : inputOf(input));
+  return Run(*this, standardInput, onOutput).toEnd(stop);
 }
 
 }  // namespace platform

@@ -17,9 +17,11 @@ struct CapturedProcess {
   std::optional<std::vector<std::string>> environment;  ///< "NAME=value"; none: this process's own
   std::chrono::milliseconds timeout{};
   std::string input = {};                 ///< its whole standard input
+  int inputDescriptor = -1;               ///< the standard input instead; `run` closes it
   std::chrono::milliseconds grace{5000};  ///< from the request to end to the kill
   std::chrono::milliseconds quiet{
-      1000};  ///< how long a pipe that others hold may be silent after the program's end
+      1000};                  ///< how long a pipe that others hold may be silent after the program's end
+  bool hearsTerminal = true;  ///< false: Ctrl-C reaches this process alone, which ends the program by a stop
 
   struct End {
     int status = 0;  ///< the exit status, or the number of the signal that ended it

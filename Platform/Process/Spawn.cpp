@@ -23,7 +23,7 @@ std::vector<char*> systemTexts(const std::vector<std::string>& texts) {
 }
 
 pid_t spawn(const std::string& path, const std::vector<std::string>& words, char* const* environment,
-            std::span<const Redirection> redirections) {
+            std::span<const Redirection> redirections, TerminalSignals signals) {
   sigset_t none, defaults;
   sigemptyset(&none);
   sigemptyset(&defaults);
@@ -32,7 +32,10 @@ pid_t spawn(const std::string& path, const std::vector<std::string>& words, char
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &defaults);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  // A terminal sends to the processes of one group; who is in a group of its own hears nothing of it.
+  const int group = signals == TerminalSignals::unheard ? POSIX_SPAWN_SETPGROUP : 0;
+  posix_spawnattr_setflags(&attributes,
+                           static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | group));
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   for (const auto& [from, to] : redirections) posix_spawn_file_actions_adddup2(&actions, from, to);

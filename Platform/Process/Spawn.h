@@ -33,9 +33,12 @@ struct Redirection {
 /// The texts as the system takes them: pointers into them, a null behind the last.
 std::vector<char*> systemTexts(const std::vector<std::string>& texts);
 
+/// Whether a program gets the signals that a terminal sends, as when somebody presses Ctrl-C there.
+enum class TerminalSignals { heard, unheard };
+
 /// Starts a program with no signal blocked and a broken pipe as the system's default has it; `words` begin
 /// with its name. Throws `Error` with the system's words.
 pid_t spawn(const std::string& path, const std::vector<std::string>& words, char* const* environment,
-            std::span<const Redirection> redirections);
+            std::span<const Redirection> redirections, TerminalSignals signals = TerminalSignals::heard);
 
 }  // namespace platform

@@ -105,20 +105,54 @@ void addHistory(CLI::App& program, Commands& commands) {
   push(commands, command, a, {"SECTION", "ITEM"});
 }
 
+/// One kind of export, and of the rest what it takes.
+void requireExport(const CLI::App& command, const ExportArguments& a) {
+  const int kinds = !a.out.empty() + !a.tree.empty() + !a.git.empty();
+  if (kinds != 1)
+    throw UsageError("orvik export takes one of --out, --tree and --git. See orvik export --help.");
+  if (!a.out.empty()) return requireGiven(command, "SECTION");
+  if (a.item) throw UsageError("ITEM goes with --out alone: a tree holds whole sections.");
+  if (!a.git.empty() && a.backup)
+    throw UsageError("--git makes a commit of every backup; --backup goes with --out and --tree.");
+}
+
 void addExport(CLI::App& program, Commands& commands) {
-  auto& command = *program.add_subcommand("export", "Write objects of a backup as files");
+  auto& command =
+      *program.add_subcommand("export", "Write objects of a backup as files, or backups as commits");
   const auto a = std::make_shared<ExportArguments>();
   addFolder(command, a->at.folder);
-  addPositional(command, "SECTION", a->section, "Its ID, as orvik sections lists it");
+  addPositional(command, "SECTION", a->section,
+                "Its ID, as orvik sections lists it (default of --tree and --git: all)");
   addPositional(command, "ITEM", a->item, "The object's ID or its name (default: all of the section)");
   command.add_option("--out", a->out, "Folder for the files; made when it is missing")->type_name("DIR");
+  command
+      .add_option("--tree", a->tree,
+                  "Folder for text files with stable names, one backup in all; brought up to date")
+      ->type_name("DIR");
+  command
+      .add_option("--git", a->git,
+                  "Git repository for a commit of each backup that it lacks; made when missing")
+      ->type_name("DIR");
   addBackupID(command, a->backup);
   addReading(command, a->at);
   command.footer(
-      "Profiles become .mobileconfig files, scripts executable files, packages what they were, all else "
-      "JSON.\nOne object alone is written in every form that it has. Files of the same name are replaced.\n\n"
-      "Example:\n  orvik export /srv/backups/school.example scripts --out ~/scripts");
-  push(commands, command, a, {"SECTION", "--out"});
+      "With --out profiles become .mobileconfig files, scripts executable files, packages what they were, "
+      "all "
+      "else\nJSON. One object alone is written in every form that it has. Files of the same name are "
+      "replaced.\n\n"
+      "With --tree and --git every object is a file SECTION/NAME (ID).json with sorted keys, profiles and "
+      "scripts\nalso as the text that they are. Package files are left out. What a backup could not read "
+      "stays "
+      "as it was.\n\n"
+      "Examples:\n  orvik export /srv/backups/school.example scripts --out ~/scripts\n"
+      "  orvik export /srv/backups/school.example --tree ~/school\n"
+      "  orvik export /srv/backups/school.example --git ~/school-history && git -C ~/school-history log -p");
+  commands.push_back({&command, [&command, a]() -> Invocation {
+                        requireNoBlank(command);
+                        requireFolder(command, a->at.folder);
+                        requireExport(command, *a);
+                        return *a;
+                      }});
 }
 
 void addBrowse(CLI::App& program, Commands& commands) {

@@ -13,6 +13,7 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
+#include "orvik/Explore/Tree/TreeCommands.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
@@ -152,6 +153,8 @@ Entry exportableEntry(const BackupReader& backup, const ExportArguments& argumen
 }  // namespace
 
 ExitStatus exportObjects(const ExportArguments& arguments, Results& results, const std::stop_token& stop) {
+  if (!arguments.tree.empty()) return exportToFolder(arguments, results, stop);
+  if (!arguments.git.empty()) return exportToGit(arguments, results, stop);
   const auto backup = openedBackup(arguments.at, arguments.backup);
   requireReadSection(backup, arguments.section);
   const auto entry = arguments.item ? std::optional(exportableEntry(backup, arguments)) : std::nullopt;

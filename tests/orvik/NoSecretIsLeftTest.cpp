@@ -74,6 +74,8 @@ TEST_F(NoSecretIsLeft, ByBackupsAndWhatIsMadeOfThem) {
 
   const auto instance = repository().instanceDirectory.string();
   EXPECT_EQ(run({"export", instance, "scripts", "--out", (folder / "exported").string()}).status, 0);
+  EXPECT_EQ(run({"export", instance, "--tree", (folder / "tree").string()}).status, 0);
+  EXPECT_EQ(run({"export", instance, "--git", (folder / "repository").string()}).status, 0);
   EXPECT_EQ(run({"show", instance, "packages"}).status, 0);
   EXPECT_EQ(run({"diff", instance, "--json"}).status, 0);
   auto list = start({});

@@ -47,6 +47,16 @@ TEST(SafeNameTest, TheFirst200CharactersStay) {
   EXPECT_EQ(safe(std::string(200, 'x')), std::string(200, 'x'));
 }
 
+TEST(FileNameTest, ATailStaysWholeWhereTheNameIsCut) {
+  const std::string tail = " (12).json";
+  EXPECT_EQ(ObjectExporter::fileName("../a\nb", tail), "-.-a-b (12).json");
+  EXPECT_EQ(ObjectExporter::fileName("", tail), "unnamed (12).json");
+  EXPECT_EQ(ObjectExporter::fileName(std::string(300, 'x'), tail),
+            std::string(ObjectExporter::longestFileName - tail.size(), 'x') + tail);
+  const auto cut = ObjectExporter::fileName(repeated("\u65e5", 100), tail);
+  EXPECT_EQ(cut, repeated("\u65e5", (ObjectExporter::longestFileName - tail.size()) / 3) + tail);
+}
+
 TEST(ScriptFileNameTest, AScriptNamedInstallPYKeepsItsName) {
   EXPECT_EQ(script("install.PY", "#!/bin/zsh\n"), "install.PY");
   for (const char* name : {"a.sh", "a.zsh", "a.bash", "a.py", "a.pl", "a.rb", "a.swift", "a.command",

@@ -265,5 +265,30 @@ TEST_F(ObjectExporterTest, ObjectsThatAreGoneHaveNoExports) {
   for (const auto& entry : entries) EXPECT_THAT(ObjectExporter::exports(entry, reader), IsEmpty());
 }
 
+TEST_F(ObjectExporterTest, StoredJSONComesInTheOrderOfVariants) {
+  sections.push_back(
+      section("computers", {item("7", "Mac", {{"classic", R"({"a":1})"}, {"pro", R"({"b":2})"}})}));
+  const auto reader = publish(first, sections);
+  const auto stored = ObjectExporter::storedJSON(reader.entries("computers").at(0), reader);
+  ASSERT_THAT(stored, SizeIs(2));
+  EXPECT_EQ(stored[0].variant, "pro");
+  EXPECT_EQ(stored[1].variant, "classic");
+  EXPECT_EQ(stored[1].bytes, platform::json::canonical(R"({"a":1})"));
+}
+
+TEST_F(ObjectExporterTest, TheNativeTextIsThatOfTheFirstForm) {
+  const auto script = item("7", "Hello", {{"classic", R"({"scriptContents":"#!/bin/zsh\r\n"})"}});
+  sections = {section("scripts", {script}), section("packages", {script}), section("policies", {script})};
+  const auto reader = publish(first, sections);
+  for (const auto& each : sections) {
+    const auto entry = reader.entries(each.sectionID).at(0);
+    const auto text = ObjectExporter::nativeText(entry, ObjectExporter::storedJSON(entry, reader));
+    EXPECT_EQ(text.has_value(), each.sectionID == "scripts") << each.sectionID;
+    if (text) {
+      EXPECT_EQ(*text, ObjectExporter::exports(entry, reader).at(0));
+    }
+  }
+}
+
 }  // namespace
 }  // namespace orvik

@@ -47,6 +47,15 @@ TEST(DigestTest, SHA512MatchesThePublishedExamples) {
             "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f");
 }
 
+// FIPS 180-4 example computations, messages of 24 and 448 bits; RFC 3174, section 7.3, a million times "a".
+TEST(DigestTest, SHA1MatchesThePublishedExamples) {
+  EXPECT_EQ(hex(DigestAlgorithm::sha1, "abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
+  EXPECT_EQ(hex(DigestAlgorithm::sha1, "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq"),
+            "84983e441c3bd26ebaae4aa1f95129e5e54670f1");
+  EXPECT_EQ(hex(DigestAlgorithm::sha1, std::string(1'000'000, 'a')),
+            "34aa973cd4c4daa4f61eeb2bdbad27316534016f");
+}
+
 // RFC 1321, appendix A.5.
 TEST(DigestTest, MD5MatchesThePublishedTestSuite) {
   EXPECT_EQ(hex(DigestAlgorithm::md5, ""), "d41d8cd98f00b204e9800998ecf8427e");
@@ -66,6 +75,7 @@ TEST(DigestTest, RandomCutsDoNotMatterAndAgreeWithTheOpensslCommand) {
   const std::vector<std::pair<DigestAlgorithm, std::string>> algorithms = {
       {DigestAlgorithm::sha256, "sha256"},
       {DigestAlgorithm::sha512, "sha512"},
+      {DigestAlgorithm::sha1, "sha1"},
       {DigestAlgorithm::md5, "md5"}};
   for (const auto& [algorithm, name] : algorithms) {
     Digest streaming(algorithm);

@@ -42,6 +42,17 @@ TEST(CapturedProcess, AProgramNeedNotReadItsInput) {
   EXPECT_EQ(outputOf("echo done", std::string(1 << 20, 'x')), "done\n");
 }
 
+TEST(CapturedProcess, AProgramThatHearsNoTerminalHasAGroupOfItsOwn) {
+  for (const bool hears : {true, false}) {
+    CapturedProcess process;
+    process.path = "/bin/sh";
+    process.arguments = {"-c", "test \"$(cut -d' ' -f5 /proc/$$/stat)\" = $$"};
+    process.timeout = std::chrono::seconds(20);
+    process.hearsTerminal = hears;
+    EXPECT_EQ(process.run([](std::string_view, bool) {}).status, hears ? 1 : 0);
+  }
+}
+
 TEST(CapturedProcess, ProgramsGetThisEnvironmentWithoutThePINOfAToken) {
   const orvik::test::ScopedVariable pin("ORVIK_PKCS11_PIN", "1234");
   const orvik::test::ScopedVariable other("ORVIK_PKCS11_PINS", "kept");
