@@ -17,8 +17,8 @@
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ExploreRecords.h"
 #include "orvik/Explore/ObjectPage.h"
-#include "orvik/InstanceFolder.h"
-#include "orvik/JSONRecord.h"
+#include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/JSONRecord.h"
 
 namespace orvik::host {
 

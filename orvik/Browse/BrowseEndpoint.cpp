@@ -7,8 +7,8 @@
 #include "Platform/JSON/Value.h"
 #include "orvik/Browse/PageFiles.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/JSONRecord.h"
 #include "orvik/Loopback.h"
+#include "orvik/Output/JSONRecord.h"
 
 namespace orvik::host {
 

@@ -9,7 +9,7 @@
 #include "Platform/Files/Files.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/Explore/BackupChoice.h"
-#include "orvik/InstanceFolder.h"
+#include "orvik/Folder/InstanceFolder.h"
 
 namespace orvik::host {
 

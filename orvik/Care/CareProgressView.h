@@ -1,7 +1,7 @@
 #pragma once
 
 #include "OrvikCore/Care/CareProgress.h"
-#include "orvik/ProgressView.h"
+#include "orvik/Output/ProgressView.h"
 
 namespace orvik::host {
 

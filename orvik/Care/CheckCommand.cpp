@@ -7,15 +7,15 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Concurrency/Cancellation.h"
+#include "orvik/Backup/Sealing.h"
 #include "orvik/Care/CareCommands.h"
 #include "orvik/Care/CareProgressView.h"
 #include "orvik/Care/CheckMemory.h"
 #include "orvik/Care/FindingText.h"
-#include "orvik/InstanceFolder.h"
-#include "orvik/Report.h"
-#include "orvik/Sealing.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

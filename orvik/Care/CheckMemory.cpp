@@ -11,7 +11,7 @@
 #include "Platform/Date.h"
 #include "Platform/Files/FileLock.h"
 #include "Platform/Files/Files.h"
-#include "orvik/InstanceFolder.h"
+#include "orvik/Folder/InstanceFolder.h"
 
 namespace orvik::host {
 

@@ -8,9 +8,9 @@
 
 #include "Platform/JSON/Codable.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/ShortList.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/ShortList.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::findingText {
 

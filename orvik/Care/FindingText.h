@@ -6,7 +6,7 @@
 #include "OrvikCore/Care/FolderCheck.h"
 #include "OrvikCore/Care/Repair.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// What checks and repairs have to tell.
 namespace orvik::host::findingText {

@@ -8,15 +8,15 @@
 #include "OrvikCore/Format/BackupFormat.h"
 #include "OrvikCore/Security/BackupEncryption.h"
 #include "Platform/Files/Files.h"
+#include "orvik/Backup/Sealing.h"
 #include "orvik/Care/CareCommands.h"
 #include "orvik/Care/CareProgressView.h"
 #include "orvik/Care/FindingText.h"
-#include "orvik/InstanceFolder.h"
-#include "orvik/JSONRecord.h"
-#include "orvik/Question.h"
-#include "orvik/Report.h"
-#include "orvik/Sealing.h"
-#include "orvik/Wording.h"
+#include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/Question.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

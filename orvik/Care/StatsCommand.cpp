@@ -6,11 +6,11 @@
 #include "Platform/Locale/Text.h"
 #include "orvik/Care/CareCommands.h"
 #include "orvik/Care/CareProgressView.h"
-#include "orvik/InstanceFolder.h"
-#include "orvik/Report.h"
-#include "orvik/TextTable.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "orvik/VisibleText.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 namespace orvik::host {
 

@@ -9,8 +9,8 @@
 #include "orvik/Doctor/FolderExam.h"
 #include "orvik/Doctor/ServerExam.h"
 #include "orvik/Instances/ServerChoice.h"
-#include "orvik/Report.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

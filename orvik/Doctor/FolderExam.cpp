@@ -11,8 +11,8 @@
 #include "Platform/Locale/Text.h"
 #include "Platform/UUID.h"
 #include "TuvCore/Error.h"
-#include "orvik/KnownFolders.h"
-#include "orvik/Wording.h"
+#include "orvik/Folder/KnownFolders.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Platform/Files/Abilities.h"
-#include "orvik/BackupSession.h"
+#include "orvik/Backup/BackupSession.h"
 #include "orvik/Doctor/Check.h"
 #include "orvik/HostPlaces.h"
 

@@ -13,8 +13,8 @@
 #include "orvik/Doctor/AnswerWatch.h"
 #include "orvik/Doctor/ServerFindings.h"
 #include "orvik/Instances/ServerChoice.h"
-#include "orvik/ServerClient.h"
-#include "orvik/ServerURL.h"
+#include "orvik/Server/ServerClient.h"
+#include "orvik/Server/ServerURL.h"
 
 namespace orvik::host {
 

@@ -7,10 +7,10 @@
 
 #include "Platform/SecretString.h"
 #include "orvik/Arguments.h"
-#include "orvik/BackupSession.h"
+#include "orvik/Backup/BackupSession.h"
 #include "orvik/Doctor/Check.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/ProgressView.h"
+#include "orvik/Output/ProgressView.h"
 
 namespace orvik::host {
 

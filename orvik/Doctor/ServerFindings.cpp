@@ -9,7 +9,7 @@
 
 #include "OrvikCore/Jamf/ServerFacts.h"
 #include "orvik/Doctor/PrivilegeTicks.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

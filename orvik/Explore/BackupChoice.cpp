@@ -12,10 +12,10 @@
 #include "OrvikCore/Jamf/SectionCatalog.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
+#include "orvik/Backup/SectionSelection.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/InstanceFolder.h"
-#include "orvik/SectionSelection.h"
-#include "orvik/Wording.h"
+#include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -8,8 +8,8 @@
 
 #include "OrvikCore/Explore/CommonStart.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::changeText {
 

@@ -7,7 +7,7 @@
 #include "OrvikCore/Explore/BackupReader.h"
 #include "OrvikCore/Explore/FieldChange.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// What happened to objects and their fields, for people and for scripts.
 namespace orvik::host::changeText {

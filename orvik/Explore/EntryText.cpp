@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "orvik/VisibleText.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host::entryText {
 

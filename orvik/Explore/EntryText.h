@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "OrvikCore/Explore/BackupReader.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// How lists of objects name them. Safe for a terminal.
 namespace orvik::host::entryText {

@@ -2,7 +2,7 @@
 
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
-#include "orvik/JSONRecord.h"
+#include "orvik/Output/JSONRecord.h"
 
 namespace orvik::host::exploreRecords {
 

@@ -13,11 +13,11 @@
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
+#include "orvik/Explore/ExploreCommands.h"
 #include "orvik/Explore/Tree/TreeCommands.h"
-#include "orvik/ExploreCommands.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

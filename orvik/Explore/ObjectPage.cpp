@@ -10,9 +10,9 @@
 #include "TuvCore/Error.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
-#include "orvik/JSONRecord.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

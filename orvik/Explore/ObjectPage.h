@@ -7,7 +7,7 @@
 #include "OrvikCore/Explore/BackupReader.h"
 #include "OrvikCore/Explore/ObjectDescription.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 namespace orvik::host {
 

@@ -11,11 +11,11 @@
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
 #include "orvik/Explore/EntryText.h"
+#include "orvik/Explore/ExploreCommands.h"
 #include "orvik/Explore/ExploreRecords.h"
-#include "orvik/ExploreCommands.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

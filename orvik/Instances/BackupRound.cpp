@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/InstanceBackup.h"
-#include "orvik/JSONProgress.h"
-#include "orvik/JSONRecord.h"
-#include "orvik/SectionSelection.h"
-#include "orvik/TextTable.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Backup/InstanceBackup.h"
+#include "orvik/Backup/SectionSelection.h"
+#include "orvik/Output/JSONProgress.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

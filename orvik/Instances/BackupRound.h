@@ -11,8 +11,8 @@
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/HostPlaces.h"
-#include "orvik/Output.h"
-#include "orvik/ProgressView.h"
+#include "orvik/Output/Output.h"
+#include "orvik/Output/ProgressView.h"
 
 namespace orvik::host {
 

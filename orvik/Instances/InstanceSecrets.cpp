@@ -8,10 +8,10 @@
 #include "JamfCore/Networking/APIError.h"
 #include "OrvikCore/Security/SecretError.h"
 #include "TuvCore/AppIdentity.h"
+#include "orvik/Backup/Sealing.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/Instances/KnownInstances.h"
-#include "orvik/Sealing.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

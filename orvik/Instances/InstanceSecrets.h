@@ -6,7 +6,7 @@
 
 #include "JamfCore/Authentication/OAuthTokenManager.h"
 #include "OrvikCore/Config/CredentialStore.h"
-#include "orvik/Secrets.h"
+#include "orvik/Server/Secrets.h"
 
 namespace orvik::host {
 

@@ -9,8 +9,8 @@
 
 #include "OrvikCore/Jamf/ServerFacts.h"
 #include "orvik/Instances/KnownInstances.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::instanceText {
 

@@ -7,7 +7,7 @@
 
 #include "OrvikCore/Config/InstanceConfig.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// Instances in words. No text holds a secret, and each is safe for a terminal.
 namespace orvik::host::instanceText {

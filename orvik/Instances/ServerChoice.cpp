@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "orvik/InstanceBackup.h"
+#include "orvik/Backup/InstanceBackup.h"
 #include "orvik/Instances/KnownInstances.h"
-#include "orvik/ServerURL.h"
+#include "orvik/Server/ServerURL.h"
 
 namespace orvik::host {
 

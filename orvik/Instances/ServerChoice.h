@@ -4,7 +4,7 @@
 
 #include "Platform/SecretString.h"
 #include "orvik/Arguments.h"
-#include "orvik/BackupSession.h"
+#include "orvik/Backup/BackupSession.h"
 #include "orvik/HostPlaces.h"
 #include "orvik/Instances/InstanceSecrets.h"
 

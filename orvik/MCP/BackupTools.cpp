@@ -14,8 +14,8 @@
 #include "Platform/JSON/Codable.h"
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/ExploreCommands.h"
-#include "orvik/Output.h"
+#include "orvik/Explore/ExploreCommands.h"
+#include "orvik/Output/Output.h"
 
 namespace orvik::host {
 

@@ -19,9 +19,9 @@
 #include "orvik/MCP/MCPStdio.h"
 #include "orvik/MCP/MCPToken.h"
 #include "orvik/Orgs/Organizations.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -5,7 +5,7 @@
 #include "orvik/Arguments.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/HostPlaces.h"
-#include "orvik/Output.h"
+#include "orvik/Output/Output.h"
 
 namespace orvik::host {
 

@@ -3,7 +3,7 @@
 #include <stop_token>
 
 #include "orvik/MCP/MCPExchange.h"
-#include "orvik/Output.h"
+#include "orvik/Output/Output.h"
 
 namespace orvik::host {
 

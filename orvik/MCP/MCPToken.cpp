@@ -11,7 +11,7 @@
 #include "Platform/Hex.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

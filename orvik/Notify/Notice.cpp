@@ -11,12 +11,12 @@
 #include "Platform/Process/CapturedProcess.h"
 #include "Platform/Process/ChildProcess.h"
 #include "TuvCore/Error.h"
-#include "orvik/InstanceBackup.h"
-#include "orvik/JSONRecord.h"
-#include "orvik/Output.h"
-#include "orvik/ServerClient.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Backup/InstanceBackup.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/Output.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
+#include "orvik/Server/ServerClient.h"
 
 namespace orvik::host {
 

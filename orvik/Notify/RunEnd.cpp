@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "Platform/Host.h"
-#include "orvik/JSONRecord.h"
-#include "orvik/VisibleText.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host {
 

@@ -9,11 +9,11 @@
 #include "Platform/Locale/Text.h"
 #include "orvik/Orgs/OrgText.h"
 #include "orvik/Orgs/Organizations.h"
-#include "orvik/Question.h"
-#include "orvik/Report.h"
-#include "orvik/Secrets.h"
-#include "orvik/ServerURL.h"
-#include "orvik/VisibleText.h"
+#include "orvik/Output/Question.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Server/Secrets.h"
+#include "orvik/Server/ServerURL.h"
 
 namespace orvik::host {
 

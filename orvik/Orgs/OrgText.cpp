@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/VisibleText.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host::orgText {
 

@@ -4,7 +4,7 @@
 
 #include "JamfCore/Persistence/Records.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// Organizations in words. No text holds a secret, and each is safe for a terminal.
 namespace orvik::host::orgText {

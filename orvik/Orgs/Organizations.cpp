@@ -7,7 +7,7 @@
 #include "Platform/Files/Files.h"
 #include "TuvCore/AppIdentity.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/ServerClient.h"
+#include "orvik/Server/ServerClient.h"
 
 namespace orvik::host {
 

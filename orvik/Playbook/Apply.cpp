@@ -2,10 +2,10 @@
 
 #include "JamfCore/Automation/PlaybookRunner.h"
 #include "Platform/Concurrency/Cancellation.h"
+#include "orvik/Output/Question.h"
 #include "orvik/Playbook/PlanText.h"
 #include "orvik/Playbook/PlaybookCommands.h"
 #include "orvik/Playbook/PlaybookServer.h"
-#include "orvik/Question.h"
 
 namespace orvik::host {
 

@@ -2,14 +2,14 @@
 
 #include "JamfCore/Automation/PlaybookYAML.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/JSONRecord.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 #include "orvik/Playbook/PlaybookCommands.h"
 #include "orvik/Playbook/PlaybookFile.h"
-#include "orvik/Report.h"
 #include "orvik/Schedule/RunTime.h"
-#include "orvik/TextTable.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
 
 namespace orvik::host {
 

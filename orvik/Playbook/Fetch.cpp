@@ -7,10 +7,10 @@
 #include "JamfCore/Automation/PlaybookYAML.h"
 #include "JamfCore/OrgManagement/OrgManager.h"
 #include "Platform/Files/Files.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 #include "orvik/Playbook/PlaybookCommands.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
 
 namespace orvik::host {
 

@@ -10,10 +10,10 @@
 #include "Platform/Files/Files.h"
 #include "Platform/YAML/Node.h"
 #include "orvik/Explore/BackupChoice.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 #include "orvik/Playbook/PlaybookCommands.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
 
 namespace orvik::host {
 

@@ -6,8 +6,8 @@
 #include <array>
 #include <string_view>
 
-#include "orvik/TextTable.h"
-#include "orvik/VisibleText.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host::planText {
 

@@ -6,7 +6,7 @@
 #include "JamfCore/Automation/PlaybookPlan.h"
 #include "JamfCore/Automation/PlaybookRunResult.h"
 #include "Platform/JSON/Value.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// What a playbook would do and did, in words. Each text is safe for a terminal.
 namespace orvik::host::planText {

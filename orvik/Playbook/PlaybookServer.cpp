@@ -7,10 +7,10 @@
 #include "JamfCore/Automation/PlaybookRunner.h"
 #include "JamfCore/Automation/PlaybookYAML.h"
 #include "Platform/Crypto/Digest.h"
-#include "orvik/JSONRecord.h"
+#include "orvik/Output/JSONRecord.h"
+#include "orvik/Output/Wording.h"
 #include "orvik/Playbook/PlanText.h"
 #include "orvik/Playbook/PlaybookFile.h"
-#include "orvik/Wording.h"
 
 namespace orvik::host {
 

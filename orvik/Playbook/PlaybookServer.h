@@ -9,8 +9,8 @@
 #include "orvik/Arguments.h"
 #include "orvik/HostPlaces.h"
 #include "orvik/Orgs/Organizations.h"
+#include "orvik/Output/Report.h"
 #include "orvik/Playbook/SavedPlan.h"
-#include "orvik/Report.h"
 
 namespace orvik::host {
 

@@ -14,9 +14,9 @@
 #include "JamfCore/Services/SmartGroupService.h"
 #include "JamfCore/Services/StaticGroupService.h"
 #include "orvik/Orgs/Organizations.h"
+#include "orvik/Output/Report.h"
 #include "orvik/Relations/RelationGraph.h"
 #include "orvik/Relations/RelationText.h"
-#include "orvik/Report.h"
 
 namespace orvik::host {
 

@@ -5,8 +5,8 @@
 #include <set>
 #include <string_view>
 
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::relationGraph {
 

@@ -5,8 +5,8 @@
 
 #include <set>
 
-#include "orvik/TextTable.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::relationText {
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "JamfCore/Automation/RelationRecords.h"
+#include "orvik/Output/Report.h"
 #include "orvik/Relations/Relations.h"
-#include "orvik/Report.h"
 
 /// Relations in words, as JSON lines and as drawings. Every text is safe for a terminal.
 namespace orvik::host::relationText {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "JamfCore/Automation/DeviceRelationshipResolver.h"
-#include "orvik/ProgressView.h"
+#include "orvik/Output/ProgressView.h"
 
 namespace orvik::host {
 

@@ -8,12 +8,12 @@
 #include "orvik/Instances/BackupRound.h"
 #include "orvik/Instances/KnownInstances.h"
 #include "orvik/Notify/Notice.h"
-#include "orvik/Report.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
 #include "orvik/Schedule/DueRuns.h"
 #include "orvik/Schedule/RunText.h"
+#include "orvik/Schedule/ScheduleCommands.h"
 #include "orvik/Schedule/ScheduleFile.h"
-#include "orvik/ScheduleCommands.h"
-#include "orvik/VisibleText.h"
 
 namespace orvik::host {
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "Platform/Locale/Text.h"
-#include "orvik/TextTable.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::runText {
 

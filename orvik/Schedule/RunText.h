@@ -6,7 +6,7 @@
 #include "OrvikCore/Config/ScheduleStore.h"
 #include "Platform/JSON/Value.h"
 #include "orvik/Instances/KnownInstances.h"
-#include "orvik/Paint.h"
+#include "orvik/Output/Paint.h"
 
 /// Scheduled runs as people and scripts read them.
 namespace orvik::host::runText {

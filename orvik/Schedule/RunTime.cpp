@@ -9,8 +9,8 @@
 #include "Platform/Locale/LocalTime.h"
 #include "Platform/Locale/Text.h"
 #include "orvik/ExitStatus.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host::RunTime {
 

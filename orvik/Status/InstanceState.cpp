@@ -9,7 +9,7 @@
 #include "OrvikCore/Config/BackupInterval.h"
 #include "Platform/Files/Files.h"
 #include "Platform/Locale/Text.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -8,7 +8,7 @@
 
 #include "OrvikCore/Config/ScheduleStore.h"
 #include "OrvikCore/Store/BackupRepository.h"
-#include "orvik/LockReport.h"
+#include "orvik/Folder/LockReport.h"
 
 namespace orvik::host {
 

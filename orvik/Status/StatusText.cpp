@@ -5,9 +5,9 @@
 
 #include "Platform/JSON/Codable.h"
 #include "Platform/Locale/Text.h"
+#include "orvik/Output/TextTable.h"
+#include "orvik/Output/Wording.h"
 #include "orvik/Schedule/RunText.h"
-#include "orvik/TextTable.h"
-#include "orvik/Wording.h"
 
 namespace orvik::host::statusText {
 

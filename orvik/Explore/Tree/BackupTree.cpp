@@ -10,7 +10,7 @@
 #include "orvik/Explore/Tree/ObjectFiles.h"
 #include "orvik/Explore/Tree/TreeNames.h"
 #include "orvik/Explore/Tree/TreeRecord.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

@@ -10,9 +10,9 @@
 #include "orvik/Explore/Tree/FolderTree.h"
 #include "orvik/Explore/Tree/TreeCommands.h"
 #include "orvik/Explore/Tree/TreeText.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

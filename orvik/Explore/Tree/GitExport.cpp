@@ -18,9 +18,9 @@
 #include "orvik/Explore/Tree/TreeNames.h"
 #include "orvik/Explore/Tree/TreeRecord.h"
 #include "orvik/Explore/Tree/TreeText.h"
-#include "orvik/Report.h"
-#include "orvik/VisibleText.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Report.h"
+#include "orvik/Output/VisibleText.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

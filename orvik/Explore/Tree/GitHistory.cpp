@@ -8,7 +8,7 @@
 #include "OrvikCore/Store/BackupRepository.h"
 #include "Platform/Locale/Text.h"
 #include "TuvCore/Error.h"
-#include "orvik/Wording.h"
+#include "orvik/Output/Wording.h"
 
 namespace orvik::host {
 

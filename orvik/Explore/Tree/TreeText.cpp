@@ -8,7 +8,7 @@
 #include "Platform/Date.h"
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/Tree/GitHistory.h"
-#include "orvik/VisibleText.h"
+#include "orvik/Output/VisibleText.h"
 
 namespace orvik::host::treeText {
 

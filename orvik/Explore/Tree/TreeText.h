@@ -6,7 +6,7 @@
 
 #include "Platform/JSON/Value.h"
 #include "orvik/Explore/Tree/BackupTree.h"
-#include "orvik/Report.h"
+#include "orvik/Output/Report.h"
 
 /// What became of trees, in words. Those that go to a commit are the same everywhere, whatever the language
 /// and the time zone of who makes it.
