@@ -24,7 +24,7 @@ test('every page is reached by the keyboard alone', async () => {
   try {
     const tab = await place.signIn();
     await walk(tab, [['j'], ['Enter', 'School'], ['j'], ['Enter', 'Backup of 5 Mar 2025, 10:15'], ['j'], ['j'], ['j'], ['j'], ['Enter', 'Policies'],
-      ['j'], ['ArrowDown'], ['Enter', 'Wartung: Quill Notes'], ['c', 'Compare'], ['j'], ['Enter', 'Wartung: Quill Notes'], ['/']]);
+      ['j'], ['ArrowDown'], ['Enter', 'Wartung: Quill Notes'], ['c', 'Compare 3 Mar 2025, 10:15 with 5 Mar 2025, 10:15'], ['j'], ['Enter', 'Wartung: Quill Notes'], ['/']]);
     await tab.type('wart');
     await walk(tab, [['Enter', 'Search: wart'], ['u', 'Backup of 5 Mar 2025, 10:15'], ['u', 'School'], ['u', 'Folders']]);
   } finally {

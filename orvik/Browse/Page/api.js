@@ -26,10 +26,12 @@ function refused() {
   return new APIError(401, refusal);
 }
 
+const plain = { cache: 'no-store', credentials: 'omit', referrerPolicy: 'no-referrer' };
+
 async function send(url, token, signal) {
   try {
     const headers = { Authorization: `Bearer ${token}` };
-    const answer = await fetch(url, { headers, signal, cache: 'no-store', credentials: 'omit', referrerPolicy: 'no-referrer' });
+    const answer = await fetch(url, { ...plain, headers, signal });
     watch('answered');
     return answer;
   } catch (error) {

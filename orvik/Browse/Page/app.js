@@ -1,4 +1,4 @@
-import { watchServer } from './api.js';
+import { endedText, watchServer } from './api.js';
 import { backupPage } from './backup.js';
 import { backupsPage } from './backups.js';
 import { comparePage } from './compare.js';
@@ -25,7 +25,10 @@ const pages = {
   object: objectPage,
   search: searchPage,
   compare: comparePage,
-  unknown: async () => ({ title: 'There is no such page', content: h('p', {}, h('a', { href: to.folders() }, 'To the start')) }),
+  unknown: async () => {
+    const content = h('p', {}, h('a', { href: to.folders() }, 'To the start'));
+    return { title: 'There is no such page', content };
+  },
 };
 
 let shown = new AbortController();
@@ -97,15 +100,19 @@ function present(page, route, isFirst) {
 
 function failed(error, route, context) {
   if (error.isRefused) return;
-  const trail = route.backup && context.list ? trailTo({ ...route, ...context, folder: route.folder }, route.id !== undefined && { title: route.section, id: route.section }) : [];
+  const { list } = context;
+  const section = route.id !== undefined && { id: route.section, title: route.section };
+  const trail = route.backup && list ? trailTo({ ...route, list }, section) : [];
   present({ title: 'This can’t be shown', trail, content: trouble(error, () => show()), ...context }, route, false);
 }
 
 function refused() {
   shown.abort();
   waitAWhile(new AbortController().signal).end();
-  const content = h('div', {}, h('p', {}, 'Open the address that ', h('code', {}, 'orvik browse'), ' printed. It holds a token that opens your backups to this browser alone.'),
-    h('p.faint', {}, 'A tab that is closed forgets it, and each start of the program makes a new one.'));
+  const content = [
+    h('p', {}, 'It ends in a token, which opens your backups to this browser alone.'),
+    h('p.faint', {}, 'A tab that is closed forgets the token, and each start of the program makes a new one.'),
+  ];
   present({ title: 'Open the address that orvik browse printed', content }, { page: 'refused' }, false);
 }
 
@@ -113,7 +120,8 @@ function showBanner(isEnded) {
   const banner = byID('banner');
   if (banner.hidden === !isEnded) return;
   banner.hidden = !isEnded;
-  fill(banner, isEnded && [h('span', {}, 'orvik browse has ended: start it again. '), h('button', { type: 'button', onclick: () => show() }, 'Try again')]);
+  const retry = h('button', { type: 'button', onclick: () => show() }, 'Try again');
+  fill(banner, isEnded && [endedText, ' ', retry]);
 }
 
 function start() {

@@ -1,7 +1,6 @@
-import { h } from './dom.js';
+import { block, h } from './dom.js';
 import { openReport } from './files.js';
-import { chips, time, worker } from './parts.js';
-import { block } from './dom.js';
+import { chips, code, rowLink, time, worker } from './parts.js';
 import { to } from './routes.js';
 import { counted, dateText, monthOf } from './text.js';
 import { timeline } from './timeline.js';
@@ -24,14 +23,16 @@ export const statusOf = (backup) =>
 
 export const sealedTag = ({ sealed }) => sealed && h('span.tag', { title: 'Its content is encrypted' }, 'sealed');
 
-export const compareLink = (folder, older, { backup, finishedAt }) =>
-  older && h('a', { href: to.compare(folder, older.backup, backup), 'aria-label': `Compare ${dateText(finishedAt)} with the one before` }, 'Compare with the one before');
+export function compareLink(folder, older, { backup, finishedAt }) {
+  const words = `Compare ${dateText(finishedAt)} with the one before`;
+  return older && h('a', { href: to.compare(folder, older.backup, backup), 'aria-label': words }, 'Compare with the one before');
+}
 
 function row(folder, backup, older) {
   return h('li.card.backup-row', {},
-    h('div', {}, h('a.title', { href: to.backup(folder, backup.backup), 'data-row': true }, time(backup.finishedAt)), ' ', sealedTag(backup)),
+    h('div', {}, rowLink(to.backup(folder, backup.backup), time(backup.finishedAt)), ' ', sealedTag(backup)),
     h('div', {}, chips(backup.counts)),
-    h('div.facts-line', {}, counted(backup.counts.total, 'object'), ' · ', statusOf(backup)),
+    h('div', {}, counted(backup.counts.total, 'object'), ' · ', statusOf(backup)),
     h('div.actions', {}, compareLink(folder, older, backup), reports(folder, backup)));
 }
 
@@ -42,12 +43,13 @@ function months(folder, list) {
     if (!byMonth.has(month)) byMonth.set(month, { first: backup, rows: [] });
     byMonth.get(month).rows.push(row(folder, backup, list[place + 1]));
   });
-  return [...byMonth.values()].map(({ first, rows }) => block(2, dateText(first.finishedAt, 'month'), h('ol.plain', {}, rows)));
+  return [...byMonth.values()].map(({ first, rows }) =>
+    block(2, dateText(first.finishedAt, 'month'), h('ol.plain', {}, rows)));
 }
 
 export async function backupsPage({ folder, list, folderInfo }) {
   const { name, server, path, problem } = folderInfo;
-  const head = h('p.faint', {}, h('bdi', {}, server), ' · ', h('code', {}, path), ' · ', counted(list.length, 'backup'));
+  const head = h('p.faint', {}, h('bdi', {}, server), ' · ', code(path), ' · ', counted(list.length, 'backup'));
   const content = list.length
     ? [timeline(folder, list), months(folder, list)]
     : h('p', {}, 'There is no finished backup in this folder.');

@@ -20,5 +20,6 @@ function numbered(text, title) {
 /// A text of an object: code with line numbers, prose as it is.
 export function textBlock({ title, text, isCode }) {
   const body = isCode ? numbered(text, title) : h('div.prose', {}, text);
-  return h('section', {}, h('div.text-head', {}, h('h3', {}, title, ' ', h('small.faint', {}, counted(linesOf(text).length, 'line'))), copyButton(title, text)), body);
+  const length = h('small.faint', {}, counted(linesOf(text).length, 'line'));
+  return h('section', {}, h('div.text-head', {}, h('h3', {}, title, ' ', length), copyButton(title, text)), body);
 }

@@ -1,10 +1,10 @@
-import { code, nameOf } from './parts.js';
+import { code, nameOf, rowLink } from './parts.js';
 import { h } from './dom.js';
 import { to } from './routes.js';
 
 const row = ({ folder, name, server, path, sealed, problem }) =>
   h('li.card', {},
-    h('a.title', { href: to.backups(folder), 'data-row': true }, nameOf(name)),
+    rowLink(to.backups(folder), nameOf(name)),
     sealed && h('span.tag', {}, 'sealed'),
     h('div.faint', {}, h('bdi', {}, server), ' · ', code(path)),
     problem && h('p.trouble', {}, problem));

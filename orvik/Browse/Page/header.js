@@ -1,6 +1,7 @@
 import { byID, fill, h } from './dom.js';
-import { to, inBackup } from './routes.js';
-import { dateText, visibleLine } from './text.js';
+import { options } from './parts.js';
+import { inBackup, to } from './routes.js';
+import { visibleLine } from './text.js';
 
 let route = {};
 let list = [];
@@ -24,10 +25,8 @@ function search(event) {
 
 function showChooser() {
   const select = byID('backup-choice');
-  const options = list.map(({ backup, finishedAt }, place) =>
-    h('option', { value: backup, title: backup }, dateText(finishedAt) + (place ? '' : ' (newest)')));
   const isOfNone = !list.some(({ backup }) => backup === backupOf());
-  fill(select, isOfNone && h('option', { value: '' }, 'Choose one…'), options);
+  fill(select, isOfNone && h('option', { value: '' }, 'Choose one…'), options(list));
   select.value = isOfNone ? '' : backupOf();
   byID('chooser').hidden = !list.length || route.page === 'compare';
 }
@@ -41,7 +40,8 @@ function showTrail({ folder, title, trail = [], known = [] }) {
   const here = isTop ? steps.pop()?.label : title;
   const links = steps.map(({ label, href }) => h('li', {}, h('a', { href }, h('bdi', {}, visibleLine(label)))));
   byID('trail').hidden = !here || !folder;
-  fill(byID('trail'), h('ol', {}, links, here && h('li', {}, h('bdi', { 'aria-current': 'page' }, visibleLine(here)))));
+  const last = here && h('li', {}, h('bdi', { 'aria-current': 'page' }, visibleLine(here)));
+  fill(byID('trail'), h('ol', {}, links, last));
 }
 
 /// Puts what belongs to a page into the header.

@@ -8,7 +8,7 @@ function version({ folder, section, id, backup }, one, signal) {
   const isHere = one.backup === backup;
   const here = isHere && h('span.tag', {}, 'this page');
   const link = h('a', { href: to.object(folder, one.backup, section, id), 'aria-current': isHere && 'true' }, time(one.finishedAt));
-  const head = h('div.version-head', {}, link, ' ', chip(one.change), ' ', one.name && nameOf(one.name), ' ', here);
+  const head = h('div', {}, link, ' ', chip(one.change), ' ', one.name && nameOf(one.name), ' ', here);
   if (one.change !== 'changed' || !one.before) return h('li', {}, head);
   return h('li', {}, head, folded('What changed', signal,
     () => loadChanges(folder, one.before, one.backup, section, id, signal), changeList));

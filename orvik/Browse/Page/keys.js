@@ -3,8 +3,15 @@ import { byID, fill, h } from './dom.js';
 import { above, inBackup, parse, to } from './routes.js';
 
 const table = [
-  ['/', 'Search'], ['j', 'Next row, also ↓ on a row'], ['k', 'Row before, also ↑ on a row'], ['Enter', 'Open the row'], ['u', 'A level up'],
-  ['c', 'Compare the backup with the one before'], ['[', 'Older backup'], [']', 'Newer backup'], ['?', 'These keys'],
+  ['/', 'Search'],
+  ['j', 'Next row, also ↓ on a row'],
+  ['k', 'Row before, also ↑ on a row'],
+  ['Enter', 'Open the row'],
+  ['u', 'A level up'],
+  ['c', 'Compare the backup with the one before'],
+  ['[', 'Older backup'],
+  [']', 'Newer backup'],
+  ['?', 'These keys'],
 ];
 
 let isOn = true;
@@ -67,7 +74,7 @@ const actions = {
   ']': (signal) => toNeighbour('newer', signal),
 };
 
-const isTyping = (target) => Boolean(target.closest?.('input:not([type=checkbox]), textarea, select, dialog, [contenteditable]'));
+const isTyping = (target) => Boolean(target.closest?.('input:not([type=checkbox]), textarea, select, dialog'));
 
 /// Whether a key is meant for the browser. Brackets need AltGr or Option on many keyboards, which then is no command.
 function isCommand(event) {

@@ -1,12 +1,16 @@
 import { h } from './dom.js';
+import { table } from './parts.js';
 import { counted, linesOf } from './text.js';
 
 const signs = { added: '+', removed: '−', same: ' ', gap: ' ' };
 const words = { added: 'added', removed: 'removed' };
 const long = 60;
 
+const gapRow = (text) =>
+  h('tr.gap', {}, h('td', { colspan: '3', 'aria-hidden': 'true' }, '⋯'), h('td', {}, text || 'the same lines'));
+
 function diffRow({ kind, old, new: now, text }) {
-  if (kind === 'gap') return h('tr.gap', {}, h('td', { colspan: '3', 'aria-hidden': 'true' }, '⋯'), h('td', {}, text || 'the same lines'));
+  if (kind === 'gap') return gapRow(text);
   const sign = signs[kind] ?? ' ';
   return h(`tr.${kind in signs ? kind : 'same'}`, {},
     h('td.line', {}, old ?? ''), h('td.line', {}, now ?? ''),
@@ -15,9 +19,9 @@ function diffRow({ kind, old, new: now, text }) {
 }
 
 function diffTable({ path, lines }) {
-  const heads = ['Line before', 'Line after', 'Change', 'Text'].map((title) => h('th', { scope: 'col' }, title));
-  return h('div.code.diff', { tabindex: '0', role: 'region', 'aria-label': `${path}, line by line` },
-    h('table', {}, h('thead.unseen', {}, h('tr', {}, heads)), h('tbody', {}, lines.map(diffRow))));
+  const heads = ['Line before', 'Line after', 'Change', 'Text'];
+  return h('div.code', { tabindex: '0', role: 'region', 'aria-label': `${path}, line by line` },
+    table('diff', heads, h('tbody', {}, lines.map(diffRow))));
 }
 
 /// The lengths of what two texts share at their start and end, never cutting a character in two.
@@ -37,11 +41,13 @@ function stretch(text, { start, end }, isWorthIt) {
   const characters = [...text];
   if (!isWorthIt) return text;
   const last = characters.length - end;
-  return [characters.slice(0, start).join(''), start < last && h('mark', {}, characters.slice(start, last).join('')), characters.slice(last).join('')];
+  const part = (from, to) => characters.slice(from, to).join('');
+  return [part(0, start), start < last && h('mark', {}, part(start, last)), part(last)];
 }
 
 function side(name, text, content) {
-  const shown = text === undefined ? h('span.faint', {}, 'not there') : text === '' ? h('span.faint', {}, 'empty') : content;
+  const missing = text === undefined ? 'not there' : text === '' && 'empty';
+  const shown = missing ? h('span.faint', {}, missing) : content;
   return h(`${name === 'before' ? 'del' : 'ins'}.side`, {}, h('span.unseen', {}, `${name}: `), shown);
 }
 
@@ -57,8 +63,8 @@ function pair({ old, new: now }) {
 
 /// A whole value of several lines that came or went.
 function wholeLines({ path, old, new: now }) {
-  const kind = old === undefined ? 'added' : 'removed';
-  const lines = linesOf(old ?? now).map((text, place) => ({ kind, [kind === 'added' ? 'new' : 'old']: place + 1, text }));
+  const [kind, side] = old === undefined ? ['added', 'new'] : ['removed', 'old'];
+  const lines = linesOf(old ?? now).map((text, place) => ({ kind, [side]: place + 1, text }));
   return diffTable({ path, lines });
 }
 
@@ -71,6 +77,6 @@ function changeItem(change) {
 
 /// The fields that differ between two versions of an object.
 export function changeList(changes) {
-  if (!changes.length) return h('p.faint', {}, 'No field differs that is compared, or the version before can’t be read.');
+  if (!changes.length) return h('p.faint', {}, 'No field differs, or the version before can’t be read.');
   return [h('p.faint', {}, counted(changes.length, 'field')), h('dl.changes', {}, changes.map(changeItem))];
 }

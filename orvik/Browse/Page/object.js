@@ -1,3 +1,4 @@
+import { parentLink } from './backup.js';
 import { textBlock } from './code.js';
 import { changes as loadChanges, object as loadObject } from './data.js';
 import { block, h } from './dom.js';
@@ -5,22 +6,22 @@ import { download } from './files.js';
 import { historyPart } from './history.js';
 import { changeList } from './lines.js';
 import { outlineTree } from './outline.js';
-import { chip, code, nameOf, region, worker } from './parts.js';
-import { parentLink } from './backup.js';
-import { trailTo } from './section.js';
+import { chip, code, nameOf, region, time, worker } from './parts.js';
 import { to } from './routes.js';
+import { trailTo } from './section.js';
+import { number } from './text.js';
 
 const lastVersionPart = ({ folder, list }, { section, id, lastVersion }) => {
   if (!lastVersion) return h('p', {}, 'No backup before this one has a version of it.');
   const found = list.find(({ backup }) => backup === lastVersion);
-  return h('p', {}, 'Its last version is in the backup ', h('a', { href: to.object(folder, lastVersion, section, id) }, found ? parentText(found) : lastVersion), '.');
+  const link = h('a', { href: to.object(folder, lastVersion, section, id) }, found ? time(found.finishedAt) : lastVersion);
+  return h('p', {}, 'Its last version is in the backup of ', link, '.');
 };
-
-const parentText = ({ finishedAt, backup }) => [h('time', { datetime: finishedAt, title: finishedAt }, backup)];
 
 function absence(route, object) {
   if (object.change !== 'removed' && object.change !== 'failed') return null;
-  const words = object.change === 'removed' ? 'It was no longer on the server.' : `The backup could not read it${object.message ? `: ${object.message}` : '.'}`;
+  const failure = `The backup could not read it${object.message ? `: ${object.message}` : '.'}`;
+  const words = object.change === 'removed' ? 'It was no longer on the server.' : failure;
   return h('div.notice', {}, h('p', {}, words), lastVersionPart(route, object));
 }
 
@@ -28,35 +29,47 @@ function changesPart({ folder, list, backup }, { change, parent, section, id, ch
   if (change !== 'changed') return null;
   if (!parent) return block(2, 'What changed', changeList(changes ?? []));
   const title = h('span', {}, 'Changed since ', parentLink(folder, list, parent));
-  return block(2, title, region(signal, () => loadChanges(folder, parent, backup, section, id, signal), changeList, 'Comparing…'));
+  const load = () => loadChanges(folder, parent, backup, section, id, signal);
+  return block(2, title, region(signal, load, changeList, 'Comparing…'));
 }
 
-const downloadsPart = (route, { section, id, downloads = [] }) => downloads.length > 0 &&
-  h('div.actions', {}, downloads.map((form) =>
-    worker(`Save ${form.title}`, () => download(route.folder, route.backup, section, id, form), { title: form.fileName })));
+function downloadsPart({ folder, backup }, { section, id, downloads = [] }) {
+  const button = (form) =>
+    worker(`Save ${form.title}`, () => download(folder, backup, section, id, form), { title: form.fileName });
+  return downloads.length > 0 && h('div.actions', {}, downloads.map(button));
+}
 
-const factsPart = ({ facts = [] }) => facts.length > 0 &&
-  block(2, 'Facts', h('dl.facts', {}, facts.map(({ label, value }) => h('div', {}, h('dt', {}, label), h('dd', {}, value)))));
+/// What is known of a package file beyond what the facts say.
+const fileFacts = ({ sha256, jamfHash, jamfHashVerified }) => [
+  sha256 && { label: 'SHA-256', value: sha256 },
+  jamfHash && { label: 'Hash of the server', value: jamfHash },
+  jamfHash && { label: 'Compared with it', value: jamfHashVerified ? 'Yes, it is the same' : 'No' },
+].filter(Boolean);
 
-const listPart = ({ title, entries }) =>
-  block(3, [title, ' ', h('small.faint', {}, String(entries.length))], h('ul.entries-list', {}, entries.map((entry) => h('li', {}, entry))));
+function factsPart({ facts = [], file = {} }) {
+  const all = [...facts, ...fileFacts(file)];
+  const row = ({ label, value }) => h('div', {}, h('dt', {}, label), h('dd', {}, value));
+  return all.length > 0 && block(2, 'Facts', h('dl.facts', {}, all.map(row)));
+}
+
+function listPart({ title, entries }) {
+  const count = h('small.faint', {}, number(entries.length));
+  return block(3, [title, ' ', count], h('ul.entries-list', {}, entries.map((entry) => h('li', {}, entry))));
+}
 
 const listsPart = ({ lists = [] }) => lists.length > 0 && block(2, 'Lists', lists.map(listPart));
 const textsPart = ({ texts = [] }) => texts.length > 0 && block(2, 'Texts', texts.map(textBlock));
-const outlinePart = ({ outline = [] }) => outline.length > 0 && block(2, 'Outline', outlineTree(outline));
-
-function fileLine({ file }) {
-  return file?.error ? h('p.trouble', {}, file.error) : null;
-}
+const outlinePart = ({ outline = [], texts = [] }) => outline.length > 0 && block(2, 'Outline', outlineTree(outline, texts));
 
 export async function objectPage(route, signal) {
   const { folder, backup, section, id } = route;
   const object = await loadObject(folder, backup, section, id, signal);
-  const head = h('p.facts-line', {}, chip(object.change), ' ', nameOf(object.kind), ' · ID ', code(object.id));
+  const head = h('p', {}, chip(object.change), ' ', nameOf(object.kind), ' · ID ', code(object.id));
+  const problems = [...(object.problems ?? []), object.file?.message].filter(Boolean);
   const content = [
-    head, absence(route, object), (object.problems ?? []).map((text) => h('p.trouble', {}, text)), fileLine(object),
-    downloadsPart(route, object), changesPart(route, object, signal), factsPart(object), listsPart(object),
-    textsPart(object), outlinePart(object), historyPart(route, signal),
+    head, absence(route, object), problems.map((text) => h('p.trouble', {}, text)), downloadsPart(route, object),
+    changesPart(route, object, signal), factsPart(object), listsPart(object), textsPart(object), outlinePart(object),
+    historyPart(route, signal),
   ];
   return { title: object.name, trail: trailTo(route, { title: object.kind, id: section }), content };
 }

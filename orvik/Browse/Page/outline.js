@@ -7,61 +7,64 @@ const mostFound = 500;
 
 const labelOf = (label, query) => (label === '' ? '""' : marked(visibleLine(label), query));
 
-function leaf({ label, value }, query) {
-  if (value === label) return h('li.leaf', {}, h('span.value', {}, marked(value, query)));
-  const shown = value === undefined ? '–' : marked(value, query);
-  return h('li.leaf', {}, h('span.label', {}, labelOf(label, query), ':'), ' ', h('span.value', {}, shown));
+/// A value; a long one that the page shows by itself is named instead.
+function valueOf(value, { query, texts }) {
+  if (value === undefined) return '–';
+  const shown = value.includes('\n') && texts.find(({ text }) => text === value);
+  return shown ? h('em', {}, `see “${shown.title}” above`) : marked(value, query);
+}
+
+function leaf({ label, value, cut }, look) {
+  const shown = h('span.value', {}, cut ? 'what lies deeper is left out' : valueOf(value, look));
+  if (value === label) return h('li.leaf', {}, shown);
+  return h('li.leaf', {}, h('span.label', {}, labelOf(label, look.query), ':'), ' ', shown);
 }
 
 /// A node that makes what lies in it when it is opened first: an object may have a hundred thousand.
-function branch(node, query, isOpen) {
-  const details = h('details', { open: isOpen }, h('summary', {}, h('span.label', {}, labelOf(node.label, query)),
-    node.value !== undefined && h('span.faint', {}, ` (${node.value})`)));
+function branch(node, look) {
+  const count = node.value !== undefined && h('span.faint', {}, ` (${node.value})`);
+  const details = h('details', { open: look.isOpen }, h('summary', {}, h('span.label', {}, labelOf(node.label, look.query)), count));
   const grow = () => {
-    if (details.open && !details.querySelector('ul')) details.append(nodes(node.children, query, isOpen));
+    if (details.open && !details.querySelector('ul')) details.append(nodes(node.children, look));
   };
   details.addEventListener('toggle', grow);
   grow();
   return h('li', {}, details);
 }
 
-function item(node, query, isOpen) {
-  if (node.cut) return h('li.leaf', {}, h('span.label', {}, labelOf(node.label, query)), h('span.faint', {}, ' – what lies deeper is left out'));
-  return node.children ? branch(node, query, isOpen) : leaf(node, query);
-}
+const item = (node, look) => (node.children?.length ? branch(node, look) : leaf(node, look));
+const nodes = (list, look) => h('ul.tree', {}, list.map((node) => item(node, look)));
 
-const nodes = (list, query, isOpen) => h('ul.tree', {}, list.map((node) => item(node, query, isOpen)));
-
-/// The tree of the nodes that have the query, and of those above them.
+/// The tree of the nodes that have the query, and of those above them. A node that has it keeps all below it when
+/// nothing there has it too.
 function found(list, query, budget) {
   const kept = [];
   for (const node of list) {
     if (budget.left <= 0) break;
-    const isHit = node.label.toLowerCase().includes(query) || (node.value ?? '').toLowerCase().includes(query);
+    const isHit = `${node.label}\n${node.value ?? ''}`.toLowerCase().includes(query);
     if (isHit) --budget.left;
-    const children = node.children && found(node.children, query, budget);
-    if (isHit || children?.length) kept.push(children ? { ...node, children: children.length ? children : node.children } : node);
+    const children = found(node.children ?? [], query, budget);
+    if (children.length) kept.push({ ...node, children });
+    else if (isHit) kept.push(node);
   }
   return kept;
 }
 
-function foundTree(outline, text) {
+function foundTree(outline, query, texts) {
   const budget = { left: mostFound };
-  const list = found(outline, text.toLowerCase(), budget);
-  const count = mostFound - budget.left;
-  const words = budget.left > 0 ? counted(count, 'value') + ' found' : `The first ${mostFound} are shown`;
+  const list = found(outline, query.toLowerCase(), budget);
+  const words = budget.left > 0 ? `${counted(mostFound - budget.left, 'value')} found` : `The first ${mostFound} are shown`;
   announce(words);
-  return [h('p.faint', {}, words), nodes(list, text, true)];
+  return [h('p.faint', {}, words), nodes(list, { query, texts, isOpen: true })];
 }
 
 /// The whole object as a tree, with all of it to be opened at once and a search.
-export function outlineTree(outline) {
+export function outlineTree(outline, texts) {
   const box = h('div.outline', { tabindex: '0', role: 'region', 'aria-label': 'Outline' });
-  const plain = (isOpen) => fill(box, nodes(outline, '', isOpen));
-  const find = (text) => (text ? fill(box, foundTree(outline, text)) : plain(false));
+  const plain = (isOpen) => fill(box, nodes(outline, { query: '', texts, isOpen }));
+  const find = (query) => (query ? fill(box, foundTree(outline, query, texts)) : plain(false));
+  const button = (label, isOpen) => h('button.quiet', { type: 'button', onclick: () => plain(isOpen) }, label);
   plain(false);
-  const controls = h('div.controls', {}, filterField('', find, 'Find in it'),
-    h('button.quiet', { type: 'button', onclick: () => plain(true) }, 'Open all'),
-    h('button.quiet', { type: 'button', onclick: () => plain(false) }, 'Close all'));
+  const controls = h('div.controls', {}, filterField('', find, 'Find in it'), button('Open all', true), button('Close all', false));
   return [controls, box];
 }

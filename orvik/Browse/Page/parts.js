@@ -17,7 +17,8 @@ export const kindOf = (change) => kinds.get(change) ?? { word: visibleLine(Strin
 export function chip(change, count) {
   const { word, sign } = kindOf(change);
   const text = count === undefined ? word : `${number(count)} ${word}`;
-  return h(`span.chip.${kinds.has(change) ? change : 'unchanged'}`, {}, h('span', { 'aria-hidden': 'true' }, sign), ' ', text);
+  const look = kinds.has(change) ? change : 'unchanged';
+  return h(`span.chip.${look}`, {}, h('span', { 'aria-hidden': 'true' }, sign), ' ', text);
 }
 
 /// A chip for each kind that there is of something.
@@ -36,7 +37,29 @@ export function nameOf(text, query) {
 export const marked = (text, query) =>
   hits(text, query).map((part) => (part.isHit ? h('mark', {}, part.text) : part.text));
 
+/// What a row of a list leads to; the keys of rows move among these.
+export const rowLink = (href, ...children) => h('a.title', { href, 'data-row': true }, children);
+
+/// A table with a head for each column: a title, or [title, class].
+export function table(kind, heads, body) {
+  const cells = heads.map((head) => {
+    const [title, look] = [head].flat();
+    return h('th', { scope: 'col', class: look }, title);
+  });
+  return h(`table.${kind}`, {}, h('thead', {}, h('tr', {}, cells)), body);
+}
+
 export const time = (iso, form) => h('time', { datetime: iso, title: iso }, dateText(iso, form));
+
+/// A choice for each backup of a list; those of the same minute are told apart by their IDs.
+export function options(list) {
+  const labels = list.map(({ finishedAt }) => dateText(finishedAt));
+  const isDouble = (label) => labels.indexOf(label) !== labels.lastIndexOf(label);
+  return list.map(({ backup }, place) => {
+    const label = isDouble(labels[place]) ? `${labels[place]}, ${backup}` : labels[place];
+    return h('option', { value: backup, title: backup }, label, place === 0 && ' (newest)');
+  });
+}
 
 export const code = (text) => h('code.id', {}, visibleLine(text));
 

@@ -37,6 +37,6 @@ export function restore({ isFirst, keepsFocus }) {
   scrollTo(0, place?.top ?? 0);
   if (keepsFocus || isFirst) return;
   const main = byID('main');
-  const link = place?.link && [...main.querySelectorAll('a[href]')].find((each) => each.getAttribute('href') === place.link);
-  (link || main.querySelector('h1')).focus({ preventScroll: true });
+  const link = [...main.querySelectorAll('a[href]')].find((each) => each.getAttribute('href') === place?.link);
+  (link ?? main.querySelector('h1')).focus({ preventScroll: true });
 }

@@ -19,12 +19,9 @@ export const to = {
 };
 
 function pageOf(parts) {
-  const [, kind] = parts;
   if (parts.length < 2) return parts.length ? 'backups' : 'folders';
-  if (kind === 'backups' && parts.length >= 3 && parts.length <= 5) return ['backup', 'section', 'object'][parts.length - 3];
-  if (kind === 'search' && parts.length === 3) return 'search';
-  if (kind === 'compare' && parts.length === 4) return 'compare';
-  return 'unknown';
+  const byLength = { backups: { 3: 'backup', 4: 'section', 5: 'object' }, search: { 3: 'search' }, compare: { 4: 'compare' } };
+  return new Map(Object.entries(byLength)).get(parts[1])?.[parts.length] ?? 'unknown';
 }
 
 function decoded(path) {

@@ -1,6 +1,6 @@
 import { search as loadSearch, sectionTitles } from './data.js';
 import { announce, h } from './dom.js';
-import { checkbox, chip, code, marked, nameOf, region } from './parts.js';
+import { checkbox, chip, code, marked, nameOf, region, rowLink } from './parts.js';
 import { to } from './routes.js';
 import { trailTo } from './section.js';
 import { counted } from './text.js';
@@ -10,7 +10,7 @@ const largerLimit = 2000;
 
 function hit({ folder, backup }, { section, id, name, change, excerpts = [] }, titles, q) {
   return h('li.card', {},
-    h('div', {}, h('a.title', { href: to.object(folder, backup, section, id), 'data-row': true }, nameOf(name, q)), ' ', change !== 'unchanged' && chip(change)),
+    h('div', {}, rowLink(to.object(folder, backup, section, id), nameOf(name, q)), ' ', change !== 'unchanged' && chip(change)),
     h('div.faint', {}, titles.get(section) ?? section, ' · ID ', code(id)),
     excerpts.map((text) => h('p.excerpt', {}, marked(text, q))));
 }
@@ -24,7 +24,8 @@ function results(route, { hits, limited }, titles) {
   return [h('p.faint', {}, words), h('ol.plain', {}, hits.map((each) => hit(route, each, titles, q))), more];
 }
 
-const address = ({ folder, backup, query }, change) => to.search(folder, backup, { ...Object.fromEntries(query), ...change });
+const address = ({ folder, backup, query }, change) =>
+  to.search(folder, backup, { ...Object.fromEntries(query), ...change });
 
 function form(route) {
   const input = h('input', { type: 'search', id: 'query', autocomplete: 'off', spellcheck: 'false' });
@@ -38,14 +39,15 @@ function form(route) {
     event.preventDefault();
     go(inside.querySelector('input').checked);
   };
-  return h('form.controls', { onsubmit: submit }, h('label.field', {}, h('span', {}, 'Text'), ' ', input), h('button', { type: 'submit' }, 'Search'), inside);
+  const field = h('label.field', {}, h('span', {}, 'Text'), ' ', input);
+  return h('form.controls', { onsubmit: submit }, field, h('button', { type: 'submit' }, 'Search'), inside);
 }
 
 export async function searchPage(route, signal) {
   const { folder, backup, query } = route;
   const q = query.get('q');
   const load = async () => {
-    const asked = { q, contents: query.get('contents') === '1' ? '1' : undefined, limit: query.get('limit') ?? limit };
+    const asked = { q, contents: query.get('contents'), limit: query.get('limit') ?? limit };
     return Promise.all([loadSearch(folder, backup, asked, signal), sectionTitles(folder, backup, signal)]);
   };
   const found = q && region(signal, load, ([answer, titles]) => results(route, answer, titles), 'Searching…');

@@ -1,7 +1,7 @@
 import { reason } from './backup.js';
 import { entries as loadEntries } from './data.js';
 import { announce, h } from './dom.js';
-import { chip, code, filterField, kinds, nameOf } from './parts.js';
+import { chip, code, filterField, kinds, nameOf, rowLink, table } from './parts.js';
 import { remember, to } from './routes.js';
 import { stepped } from './stepped.js';
 import { counted, dateText, number } from './text.js';
@@ -9,7 +9,7 @@ import { counted, dateText, number } from './text.js';
 function row({ folder, backup }, entry, query) {
   return h('tr', {},
     h('td', {}, chip(entry.change)),
-    h('th', { scope: 'row' }, h('a.title', { href: to.object(folder, backup, entry.section, entry.id), 'data-row': true }, nameOf(entry.name, query)),
+    h('th', { scope: 'row' }, rowLink(to.object(folder, backup, entry.section, entry.id), nameOf(entry.name, query)),
       entry.message && h('p.trouble.small', {}, entry.message)),
     h('td', {}, code(entry.id)));
 }
@@ -18,7 +18,8 @@ function row({ folder, backup }, entry, query) {
 export function kindToggles(counts, chosen, change) {
   const present = [...kinds.keys()].filter((kind) => counts[kind]);
   const buttons = present.map((kind) => {
-    const button = h('button.toggle', { type: 'button', 'aria-pressed': String(chosen.has(kind)) }, chip(kind, counts[kind]));
+    const attributes = { type: 'button', 'aria-pressed': String(chosen.has(kind)) };
+    const button = h('button.toggle', attributes, chip(kind, counts[kind]));
     button.addEventListener('click', () => {
       if (!chosen.delete(kind)) chosen.add(kind);
       button.setAttribute('aria-pressed', String(chosen.has(kind)));
@@ -35,7 +36,8 @@ export function tally(entries) {
   return counts;
 }
 
-export const chosenKinds = (query) => new Set((query.get('kinds') ?? '').split(',').filter((kind) => kinds.has(kind)));
+export const chosenKinds = (query) =>
+  new Set((query.get('kinds') ?? '').split(',').filter((kind) => kinds.has(kind)));
 
 function prepared(entries) {
   return entries.map((entry) => ({ entry, text: `${entry.name}\n${entry.id}`.toLowerCase() }));
@@ -47,11 +49,13 @@ function entryList(route, entries, signal) {
   const body = h('tbody', {});
   const list = stepped(body, (entry) => row(route, entry, state.filter), signal);
   const count = h('p.faint', {});
+  const isChosen = ({ change }) => !state.kinds.size || state.kinds.has(change);
   const update = () => {
     const wanted = state.filter.toLowerCase();
-    const found = all.filter(({ entry, text }) => text.includes(wanted) && (!state.kinds.size || state.kinds.has(entry.change)));
+    const found = all.filter(({ entry, text }) => text.includes(wanted) && isChosen(entry));
     list.show(found.map(({ entry }) => entry));
-    count.textContent = found.length === all.length ? counted(all.length, 'object') : `${number(found.length)} of ${number(all.length)}`;
+    const isAll = found.length === all.length;
+    count.textContent = isAll ? counted(all.length, 'object') : `${number(found.length)} of ${number(all.length)}`;
   };
   const changed = () => {
     update();
@@ -59,9 +63,13 @@ function entryList(route, entries, signal) {
     announce(count.textContent);
   };
   update();
-  const controls = h('div.controls', {}, filterField(state.filter, (filter) => changed((state.filter = filter)), 'Filter by name or ID'), kindToggles(tally(entries), state.kinds, changed));
-  const heads = ['Change', 'Name', 'ID'].map((title) => h('th', { scope: 'col' }, title));
-  return [controls, count, h('table.entries', {}, h('thead', {}, h('tr', {}, heads)), body), list.element];
+  const filter = (text) => {
+    state.filter = text;
+    changed();
+  };
+  const controls = h('div.controls', {}, filterField(state.filter, filter, 'Filter by name or ID'),
+    kindToggles(tally(entries), state.kinds, changed));
+  return [controls, count, table('entries', ['Change', 'Name', 'ID'], body), list.element];
 }
 
 export const trailTo = ({ folder, backup, list }, section) => {
@@ -73,6 +81,7 @@ export const trailTo = ({ folder, backup, list }, section) => {
 
 export async function sectionPage(route, signal) {
   const { section, entries } = await loadEntries(route.folder, route.backup, route.section, signal);
-  const content = entries.length ? entryList(route, entries, signal) : h('p', {}, 'There is nothing in this section.');
-  return { title: section.title, trail: trailTo(route), content: [reason(section), content] };
+  const nothing = h('p', {}, 'There is nothing in this section.');
+  const content = [reason(section), entries.length ? entryList(route, entries, signal) : nothing];
+  return { title: section.title, trail: trailTo(route), content };
 }

@@ -21,7 +21,9 @@ export function stepped(rows, makeRow, signal) {
     watcher.unobserve(more);
     if (!more.hidden) watcher.observe(more);
   };
-  const watcher = new IntersectionObserver((seen) => seen.some((each) => each.isIntersecting) && grow(count + step), { rootMargin: '800px' });
+  const watcher = new IntersectionObserver((seen) => {
+    if (seen.some((each) => each.isIntersecting)) grow(count + step);
+  }, { rootMargin: '800px' });
   signal.addEventListener('abort', () => watcher.disconnect());
 
   const show = (newItems) => {

@@ -7,16 +7,17 @@ const shownKinds = [...kinds.keys()].filter((kind) => kind !== 'unchanged');
 /// More empty months than that are one gap.
 const longestGap = 3;
 
+const kindsOf = ({ counts }) => shownKinds.filter((kind) => counts?.[kind]);
 const changesOf = ({ counts }) => shownKinds.reduce((sum, kind) => sum + (counts?.[kind] ?? 0), 0);
 
 function wordsOf(backup) {
-  const parts = shownKinds.filter((kind) => backup.counts?.[kind]).map((kind) => `${number(backup.counts[kind])} ${kindOf(kind).word}`);
+  const parts = kindsOf(backup).map((kind) => `${number(backup.counts[kind])} ${kindOf(kind).word}`);
   return `${dateText(backup.finishedAt)}: ${parts.join(', ') || 'no changes'}`;
 }
 
 /// A bar whose height is the logarithm of what changed, so that a first backup dwarfs none.
 function mark(folder, backup, most) {
-  const parts = shownKinds.filter((kind) => backup.counts?.[kind]).map((kind) => {
+  const parts = kindsOf(backup).map((kind) => {
     const part = h(`span.bar.${kind}`, {});
     part.style.flexGrow = backup.counts[kind];
     return part;
@@ -24,18 +25,17 @@ function mark(folder, backup, most) {
   const bar = h('span.bars', {}, parts.length ? parts : h('span.bar.unchanged', {}));
   bar.style.height = `${4 + 52 * (Math.log1p(changesOf(backup)) / Math.log1p(most || 1))}px`;
   const words = wordsOf(backup);
-  return h('a.mark', { href: to.backup(folder, backup.backup), title: words, 'aria-label': words, tabindex: '-1' }, bar);
+  const href = to.backup(folder, backup.backup);
+  return h('a.mark', { href, title: words, 'aria-label': words, tabindex: '-1' }, bar);
 }
 
-function monthLabel(month) {
-  const label = dateText(new Date(Math.floor(month / 12), month % 12, 1).toISOString(), 'shortMonth');
-  return h('span.month-name', {}, label);
-}
+const monthName = (month) => dateText(new Date(Math.floor(month / 12), month % 12, 1).toISOString(), 'shortMonth');
 
-const monthBox = (month, marks, year) =>
-  h('li.month', {}, h('span.year', {}, year), h('span.marks', {}, marks), monthLabel(month));
+const box = (kind, year, marks, name) =>
+  h(`li.${kind}`, {}, h('span.year', {}, year), h('span.marks', {}, marks), h('span.month-name', {}, name));
 
-const gap = () => h('li.month.gap', {}, h('span.year', {}, '\u00a0'), h('span.marks', {}, '⋯'), h('span.month-name', {}, '\u00a0'));
+const blank = '\u00a0';
+const gap = () => box('month.gap', blank, '⋯', blank);
 
 /// Each month from the first to the last, as long as not too many in a row are empty.
 function monthsBetween(byMonth) {
@@ -56,9 +56,10 @@ function boxes(folder, oldestFirst) {
   return monthsBetween(byMonth).map((month) => {
     if (month === null) return gap();
     const year = Math.floor(month / 12);
-    const label = year === lastYear ? '\u00a0' : String(year);
+    const label = year === lastYear ? blank : String(year);
     lastYear = year;
-    return monthBox(month, (byMonth.get(month) ?? []).map((backup) => mark(folder, backup, most)), label);
+    const marks = (byMonth.get(month) ?? []).map((backup) => mark(folder, backup, most));
+    return box('month', label, marks, monthName(month));
   });
 }
 
@@ -91,8 +92,10 @@ function roam(strip) {
   });
 }
 
-const legend = () =>
-  h('p.legend.faint', { 'aria-hidden': 'true' }, shownKinds.map((kind) => h('span', {}, h(`span.bar.${kind}`, {}), ` ${kindOf(kind).word}`)));
+function legend() {
+  const items = shownKinds.map((kind) => h('span', {}, h(`span.bar.${kind}`, {}), ` ${kindOf(kind).word}`));
+  return h('p.legend.faint', { 'aria-hidden': 'true' }, items);
+}
 
 /// All backups along the months, oldest first.
 export function timeline(folder, newestFirst) {
