@@ -8,7 +8,7 @@ import { pages } from './madeup.mjs';
 import { prepare } from './support.mjs';
 
 const place = prepare();
-const heading = `document.querySelector('h1')?.innerText ?? ''`;
+const heading = `(document.querySelector('h1')?.innerText ?? '')`;
 const refused = 'Open the address that orvik browse printed';
 
 test('the token leaves the address at once and is in no request but its header', async () => {

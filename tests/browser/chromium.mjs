@@ -9,7 +9,8 @@ import { createInterface } from 'node:readline';
 
 const program = process.env.ORVIK_BROWSER ?? 'chromium';
 const flags = ['--headless=new', '--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-extensions',
-  '--disable-background-networking', '--disable-component-update', '--remote-debugging-port=0'];
+  // Tests go through more pages than a person does.
+  '--disable-ipc-flooding-protection', '--disable-background-networking', '--disable-component-update', '--remote-debugging-port=0'];
 /// What a page may take for what is asked of it, on a busy machine.
 const patience = 20000;
 

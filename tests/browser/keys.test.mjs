@@ -8,7 +8,7 @@ import { prepare } from './support.mjs';
 const place = prepare();
 const [newest, second] = backups.map(({ backup }) => backup);
 const at = (hash) => `location.hash === ${JSON.stringify(hash)} && !document.querySelector('[aria-busy]')`;
-const heading = `document.querySelector('h1').innerText`;
+const heading = `(document.querySelector('h1')?.innerText ?? '')`;
 const active = `document.activeElement.innerText || document.activeElement.id`;
 
 /// Presses keys one after another, and waits after each that leads elsewhere.

@@ -7,7 +7,7 @@ import { pages } from './madeup.mjs';
 import { prepare } from './support.mjs';
 
 const place = prepare();
-const heading = `document.querySelector('h1').innerText`;
+const heading = `(document.querySelector('h1')?.innerText ?? '')`;
 const rows = `document.querySelectorAll('main [data-row]').length`;
 const computers = pages.section.replace('policies', 'computers');
 

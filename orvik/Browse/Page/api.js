@@ -51,11 +51,11 @@ async function messageOf(answer) {
   return `orvik browse answered with status ${answer.status}.`;
 }
 
-/// A path below /api from its parts, each of which may hold any text.
+/// A path below /api from its parts, each of which may hold any text. A blank is "%20": "+" is a plus there.
 export function pathOf(parts, query = {}) {
-  const present = Object.entries(query).filter(([, value]) => value !== undefined && value !== null && value !== '');
-  const text = new URLSearchParams(present).toString();
-  return `/api/${parts.map((part) => encodeURIComponent(part)).join('/')}${text ? `?${text}` : ''}`;
+  const items = Object.entries(query).filter(([, value]) => value !== undefined && value !== null && value !== '')
+    .map(([name, value]) => `${name}=${encodeURIComponent(value)}`);
+  return `/api/${parts.map(encodeURIComponent).join('/')}${items.length ? `?${items.join('&')}` : ''}`;
 }
 
 async function request(parts, query, signal) {

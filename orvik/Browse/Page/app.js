@@ -10,7 +10,7 @@ import { listenForKeys } from './keys.js';
 import { objectPage } from './object.js';
 import { trouble } from './parts.js';
 import { entryOf, enter, newEntry, restore } from './places.js';
-import { parse, to } from './routes.js';
+import { parse, rememberNow, to } from './routes.js';
 import { searchPage } from './search.js';
 import { sectionPage, trailTo } from './section.js';
 import { visibleLine } from './text.js';
@@ -135,6 +135,7 @@ function start() {
     enter();
     show();
   });
+  for (const event of ['click', 'keydown', 'pagehide']) addEventListener(event, rememberNow, { capture: true });
   byID('skip').addEventListener('click', () => byID('main').focus());
   listenForKeys(() => shown.signal);
   takeFromAddress();

@@ -60,11 +60,16 @@ function results(route, { sections }, signal) {
   return [h('div.controls', {}, toggles, h('span.faint', {}, counted(all.length, 'difference'))), box];
 }
 
+/// In the words of their dates, or by their IDs when those are the same.
+function titleOf({ list, from, to: until }) {
+  const dates = [from, until].map((id) => dateText(list.find(({ backup }) => backup === id)?.finishedAt ?? id));
+  const [one, other] = dates[0] === dates[1] ? [from, until] : dates;
+  return `Compare ${one} with ${other}`;
+}
+
 export async function comparePage(route, signal) {
-  const { folder, from, to: until, list } = route;
-  const nameOfBackup = (id) => dateText(list.find(({ backup }) => backup === id)?.finishedAt ?? id);
+  const { folder, from, to: until } = route;
   const load = () => loadDifferences(folder, from, until, signal);
   const found = region(signal, load, (answer) => results(route, answer, signal), 'Comparing…');
-  const title = `Compare ${nameOfBackup(from)} with ${nameOfBackup(until)}`;
-  return { title, content: [form(route), found] };
+  return { title: titleOf(route), content: [form(route), found] };
 }

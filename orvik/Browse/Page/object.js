@@ -27,7 +27,7 @@ function absence(route, object) {
 
 function changesPart({ folder, list, backup }, { change, parent, section, id, changes }, signal) {
   if (change !== 'changed') return null;
-  if (!parent) return block(2, 'What changed', changeList(changes ?? []));
+  if (!list.some((each) => each.backup === parent)) return block(2, 'What changed', changeList(changes ?? []));
   const title = h('span', {}, 'Changed since ', parentLink(folder, list, parent));
   const load = () => loadChanges(folder, parent, backup, section, id, signal);
   return block(2, title, region(signal, load, changeList, 'Comparing…'));

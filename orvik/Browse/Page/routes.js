@@ -64,8 +64,7 @@ export function above(route) {
   return page === 'folders' ? null : to.folders();
 }
 
-/// Keeps in the address what a control of the page was set to, without a new step back.
-export function remember(changes) {
+function replaceQuery(changes) {
   const [path, text = ''] = location.hash.split(/\?(.*)/s);
   const query = new URLSearchParams(text);
   for (const [key, value] of Object.entries(changes)) {
@@ -74,4 +73,26 @@ export function remember(changes) {
   }
   const rest = query.toString();
   history.replaceState(history.state, '', `${path}${rest ? `?${rest}` : ''}`);
+}
+
+/// Browsers stop pages that change their address at each key which is held down.
+const pause = 250;
+let waiting = null;
+
+/// Keeps in the address what a control of the page was set to, without a new step back.
+export function remember(changes) {
+  const [path] = location.hash.split('?');
+  const isSame = waiting?.path === path;
+  if (waiting) clearTimeout(waiting.timer);
+  const all = isSame ? { ...waiting.changes, ...changes } : changes;
+  waiting = { path, changes: all, timer: setTimeout(rememberNow, pause) };
+}
+
+/// Does so at once, as before a page is left.
+export function rememberNow() {
+  if (!waiting) return;
+  clearTimeout(waiting.timer);
+  const { path, changes } = waiting;
+  waiting = null;
+  if (location.hash.split('?')[0] === path) replaceQuery(changes);
 }
