@@ -99,7 +99,8 @@ function present(page, route, isFirst) {
 }
 
 function failed(error, route, context) {
-  if (error.isRefused) return;
+  // The banner says enough beside a page that is still worth reading.
+  if (error.isRefused || (error.isEnded && byID('main').querySelector('h1'))) return;
   const { list } = context;
   const section = route.id !== undefined && { id: route.section, title: route.section };
   const trail = route.backup && list ? trailTo({ ...route, list }, section) : [];

@@ -1,3 +1,4 @@
+import { ofSameMinute } from './data.js';
 import { block, h } from './dom.js';
 import { openReport } from './files.js';
 import { chips, code, rowLink, time, worker } from './parts.js';
@@ -28,9 +29,10 @@ export function compareLink(folder, older, { backup, finishedAt }) {
   return older && h('a', { href: to.compare(folder, older.backup, backup), 'aria-label': words }, 'Compare with the one before');
 }
 
-function row(folder, backup, older) {
+function row(folder, backup, older, isDoubtful) {
+  const link = rowLink(to.backup(folder, backup.backup), time(backup.finishedAt));
   return h('li.card.backup-row', {},
-    h('div', {}, rowLink(to.backup(folder, backup.backup), time(backup.finishedAt)), ' ', sealedTag(backup)),
+    h('div', {}, link, ' ', sealedTag(backup), isDoubtful && h('div.small', {}, code(backup.backup))),
     h('div', {}, chips(backup.counts)),
     h('div', {}, counted(backup.counts.total, 'object'), ' · ', statusOf(backup)),
     h('div.actions', {}, compareLink(folder, older, backup), reports(folder, backup)));
@@ -38,10 +40,11 @@ function row(folder, backup, older) {
 
 function months(folder, list) {
   const byMonth = new Map();
+  const doubtful = ofSameMinute(list);
   list.forEach((backup, place) => {
     const month = monthOf(backup.finishedAt);
     if (!byMonth.has(month)) byMonth.set(month, { first: backup, rows: [] });
-    byMonth.get(month).rows.push(row(folder, backup, list[place + 1]));
+    byMonth.get(month).rows.push(row(folder, backup, list[place + 1], doubtful.has(backup.backup)));
   });
   return [...byMonth.values()].map(({ first, rows }) =>
     block(2, dateText(first.finishedAt, 'month'), h('ol.plain', {}, rows)));

@@ -41,6 +41,13 @@ export async function sectionTitles(folder, id, signal) {
   return new Map(sections.map((section) => [section.id, section.title]));
 }
 
+/// The backups of a list that others of it share their minute with, so that a date alone names none.
+export function ofSameMinute(list) {
+  const minutes = list.map(({ finishedAt }) => String(finishedAt).slice(0, 16));
+  const isShared = (minute) => minutes.indexOf(minute) !== minutes.lastIndexOf(minute);
+  return new Set(list.filter((_, place) => isShared(minutes[place])).map(({ backup }) => backup));
+}
+
 /// A backup's neighbours in time, where there are any.
 export function neighbours(list, id) {
   const place = list.findIndex((each) => each.backup === id);

@@ -5,7 +5,7 @@ import { to } from './routes.js';
 const row = ({ folder, name, server, path, sealed, problem }) =>
   h('li.card', {},
     rowLink(to.backups(folder), nameOf(name)),
-    sealed && h('span.tag', {}, 'sealed'),
+    ' ', sealed && h('span.tag', {}, 'sealed'),
     h('div.faint', {}, h('bdi', {}, server), ' · ', code(path)),
     problem && h('p.trouble', {}, problem));
 

@@ -53,11 +53,12 @@ function factsPart({ facts = [], file = {} }) {
 }
 
 function listPart({ title, entries }) {
-  const count = h('small.faint', {}, number(entries.length));
+  const isCounted = title.endsWith(`(${entries.length})`);
+  const count = !isCounted && h('small.faint', {}, number(entries.length));
   return block(3, [title, ' ', count], h('ul.entries-list', {}, entries.map((entry) => h('li', {}, entry))));
 }
 
-const listsPart = ({ lists = [] }) => lists.length > 0 && block(2, 'Lists', lists.map(listPart));
+const listsPart = ({ lists = [] }) => lists.length > 0 && block(2, 'Lists', h('div.lists', {}, lists.map(listPart)));
 const textsPart = ({ texts = [] }) => texts.length > 0 && block(2, 'Texts', texts.map(textBlock));
 const outlinePart = ({ outline = [], texts = [] }) => outline.length > 0 && block(2, 'Outline', outlineTree(outline, texts));
 

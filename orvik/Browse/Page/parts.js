@@ -1,4 +1,5 @@
 import { endedText } from './api.js';
+import { ofSameMinute } from './data.js';
 import { add, fill, h } from './dom.js';
 import { dateText, hits, number, visibleLine } from './text.js';
 
@@ -51,14 +52,11 @@ export function table(kind, heads, body) {
 
 export const time = (iso, form) => h('time', { datetime: iso, title: iso }, dateText(iso, form));
 
-/// A choice for each backup of a list; those of the same minute are told apart by their IDs.
+/// A choice for each backup of a list.
 export function options(list) {
-  const labels = list.map(({ finishedAt }) => dateText(finishedAt));
-  const isDouble = (label) => labels.indexOf(label) !== labels.lastIndexOf(label);
-  return list.map(({ backup }, place) => {
-    const label = isDouble(labels[place]) ? `${labels[place]}, ${backup}` : labels[place];
-    return h('option', { value: backup, title: backup }, label, place === 0 && ' (newest)');
-  });
+  const doubtful = ofSameMinute(list);
+  return list.map(({ backup, finishedAt }, place) =>
+    h('option', { value: backup, title: backup }, dateText(finishedAt), doubtful.has(backup) && `, ${backup}`, !place && ' (newest)'));
 }
 
 export const code = (text) => h('code.id', {}, visibleLine(text));

@@ -53,10 +53,11 @@ function boxes(folder, oldestFirst) {
   const byMonth = grouped(oldestFirst);
   const most = Math.max(...oldestFirst.map(changesOf));
   let lastYear;
-  return monthsBetween(byMonth).map((month) => {
+  return monthsBetween(byMonth).map((month, place, all) => {
     if (month === null) return gap();
     const year = Math.floor(month / 12);
-    const label = year === lastYear ? blank : String(year);
+    // The last one too, which is where a narrow window begins.
+    const label = year === lastYear && place < all.length - 1 ? blank : String(year);
     lastYear = year;
     const marks = (byMonth.get(month) ?? []).map((backup) => mark(folder, backup, most));
     return box('month', label, marks, monthName(month));
