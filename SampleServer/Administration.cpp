@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Platform/HTTP/URL.h"
+
 namespace sample {
 namespace {
 
@@ -40,7 +42,7 @@ std::optional<Administration::Task> Administration::find(const Request& request)
   Call call{request, {}};
   std::string_view path = request.path.substr(1);
   const bool endsInSlash = path.ends_with('/');
-  while (!path.empty()) call.segments.push_back(percentDecode(takeSegment(path)));
+  while (!path.empty()) call.segments.push_back(platform::percentDecode(takeSegment(path)));
   if (endsInSlash || call.segments.empty()) return std::nullopt;
   const auto found =
       std::ranges::find_if(routes_, [&](const Route& route) { return fits(route.pattern, call.segments); });

@@ -117,8 +117,9 @@ Answer Downloads::answerShared(const Request& request) const {
   // A slash that is part of a name comes encoded; a plain one would lead into a folder, and there is none.
   if (!request.path.starts_with(sharePrefix)) return shareFailure(404);
   const std::string_view encoded = request.path.substr(sharePrefix.size());
-  const auto file =
-      encoded.find('/') == std::string_view::npos ? fleet_.shareFile(percentDecode(encoded)) : std::nullopt;
+  const auto file = encoded.find('/') == std::string_view::npos
+                        ? fleet_.shareFile(platform::percentDecode(encoded))
+                        : std::nullopt;
   return file ? serve(request, *file) : shareFailure(404);
 }
 

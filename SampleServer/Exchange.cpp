@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <variant>
 
+#include "Platform/HTTP/URL.h"
 #include "SampleServer/Answers.h"
 
 namespace sample {
@@ -139,7 +140,7 @@ void Exchange::handle(const Request& request, const std::stop_token& stop, Reply
   std::string decoded;
   std::string_view path = request.path.substr(1);
   if (path.find('%') != std::string_view::npos) {
-    decoded = percentDecode(path);
+    decoded = platform::percentDecode(path);
     path = decoded;
   }
   const std::uint64_t number = log_.begin(request.method, path);

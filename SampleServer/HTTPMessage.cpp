@@ -6,16 +6,14 @@
 #include <charconv>
 #include <iterator>
 
+#include "Platform/HTTP/URL.h"
+
 namespace sample {
 namespace {
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+using platform::percentDecode;
 
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (lower(c) >= 'a' && lower(c) <= 'f') return lower(c) - 'a' + 10;
-  return -1;
-}
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
 bool isTokenCharacter(char c) {
   constexpr std::string_view others = "!#$%&'*+-.^_`|~";
@@ -111,20 +109,6 @@ std::string_view reason(int status) {
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() &&
          std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower(x) == lower(y); });
-}
-
-std::string percentDecode(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0) {
-      out += static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
-      i += 2;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
 }
 
 std::optional<std::string_view> Request::header(std::string_view name) const {

@@ -86,9 +86,6 @@ struct Answer {
 /// Puts head and body of an answer at the end of `wire`, all but the stream.
 void appendAnswer(platform::Bytes& wire, const Answer& answer, bool keepAlive);
 
-/// Undoes percent-encoding; what is no valid escape stays as it is.
-std::string percentDecode(std::string_view text);
-
 /// Compares ASCII letters without case.
 bool equalIgnoringCase(std::string_view a, std::string_view b);
 

@@ -272,6 +272,13 @@ struct ExportArguments {
   std::optional<std::string> backup;
 };
 
+/// `orvik browse`: an instance folder, or the folder of some.
+struct BrowseArguments {
+  FolderArguments at;
+  std::uint16_t port = 0;  ///< 0 takes a free one
+  bool noOpen = false;     ///< the address is printed and nothing else
+};
+
 /// Where a client secret is to be had, as far as the command line says.
 struct SecretArguments {
   std::optional<std::string> file;
@@ -449,12 +456,13 @@ using Invocation = std::variant<
     PrintText, BackupArguments, ShowSettingsArguments, ChooseSettingArguments, SimulationArguments,
     DemoArguments, SampleServerArguments, PackArguments, CollectArguments, RetentionArguments, CheckArguments,
     RepairArguments, StatsArguments, ShowLockArguments, UnlockArguments, SectionsArguments, ShowArguments,
-    DiffArguments, SearchArguments, HistoryArguments, ExportArguments, ListInstancesArguments,
-    AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments, ListRunsArguments, AddRunArguments,
-    RemoveRunsArguments, RunScheduleArguments, StatusArguments, DoctorArguments, ListOrgsArguments,
-    AddOrgArguments, RemoveOrgArguments, RenameOrgArguments, CheckPlaybookArguments, NextPlaybookRunArguments,
-    PlanPlaybookArguments, ApplyPlaybookArguments, FetchPlaybookArguments, PlaybookFromBackupArguments,
-    GroupRelationsArguments, DeviceRelationsArguments, AttributeRelationsArguments, ExportServerArguments,
-    PatchReportArguments, MCPToolsArguments, MCPArguments, CompletionArguments, ManualArguments>;
+    DiffArguments, SearchArguments, HistoryArguments, ExportArguments, BrowseArguments,
+    ListInstancesArguments, AddInstanceArguments, RemoveInstanceArguments, TestInstanceArguments,
+    ListRunsArguments, AddRunArguments, RemoveRunsArguments, RunScheduleArguments, StatusArguments,
+    DoctorArguments, ListOrgsArguments, AddOrgArguments, RemoveOrgArguments, RenameOrgArguments,
+    CheckPlaybookArguments, NextPlaybookRunArguments, PlanPlaybookArguments, ApplyPlaybookArguments,
+    FetchPlaybookArguments, PlaybookFromBackupArguments, GroupRelationsArguments, DeviceRelationsArguments,
+    AttributeRelationsArguments, ExportServerArguments, PatchReportArguments, MCPToolsArguments, MCPArguments,
+    CompletionArguments, ManualArguments>;
 
 }  // namespace orvik::host

@@ -8,6 +8,7 @@
 #include "Platform/Process/StopSignals.h"
 #include "Platform/Terminal/StandardStreams.h"
 #include "orvik/BackupCommand.h"
+#include "orvik/Browse/BrowseCommand.h"
 #include "orvik/Care/CareCommands.h"
 #include "orvik/CommandTable.h"
 #include "orvik/ConfigCommands.h"
@@ -82,6 +83,9 @@ struct Dispatch {
   ExitStatus operator()(const StatsArguments& arguments) const { return stats(arguments, results, stop); }
   ExitStatus operator()(const ShowLockArguments& arguments) const { return showLock(arguments, results); }
   ExitStatus operator()(const UnlockArguments& arguments) const { return unlock(arguments, results, stop); }
+  ExitStatus operator()(const BrowseArguments& arguments) const {
+    return browse(arguments, places, results, stop);
+  }
   ExitStatus operator()(const ListInstancesArguments& arguments) const {
     return listInstances(arguments, places, results);
   }

@@ -50,6 +50,10 @@ struct BackupReports {
   /// Whether a report is there, plain or sealed. `name` is one of the two names above.
   static bool hasReport(std::string_view name, const Path& folder);
 
+  /// The report as a PDF document. Nothing when it isn't there, or is sealed and can't be opened.
+  static std::optional<platform::Bytes> report(std::string_view name, const Path& folder,
+                                               const BackupRepository& repository);
+
   /// Where the report can be read: its place in the backup's folder when it is plain, else an opened copy in
   /// `temporaryFolder`, which the caller deletes. Nothing when it isn't there, or is sealed and can't be
   /// opened.

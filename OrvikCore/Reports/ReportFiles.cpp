@@ -97,15 +97,25 @@ bool BackupReports::hasReport(std::string_view name, const Path& folder) {
   return files::isFile(folder / name) || files::isFile(sealedPath(folder / name));
 }
 
+std::optional<platform::Bytes> BackupReports::report(std::string_view name, const Path& folder,
+                                                     const BackupRepository& repository) try {
+  const auto path = folder / name;
+  if (files::isFile(path)) return files::tryRead(path, BackupFormat::objectLimit);
+  const auto sealed = files::tryRead(sealedPath(path), BackupFormat::objectLimit);
+  const auto cipher = sealed ? repository.cipher() : std::nullopt;
+  return cipher ? std::optional(cipher->open(*sealed)) : std::nullopt;
+} catch (const std::exception&) {
+  return std::nullopt;
+}
+
 std::optional<BackupReports::Path> BackupReports::readableReport(std::string_view name, const Path& folder,
                                                                  const BackupRepository& repository,
                                                                  const Path& temporaryFolder) try {
   auto plain = folder / name;
   if (files::isFile(plain)) return plain;
-  const auto sealed = files::tryRead(sealedPath(plain), BackupFormat::objectLimit);
-  const auto cipher = sealed ? repository.cipher() : std::nullopt;
-  if (!cipher) return std::nullopt;
-  const platform::SecretString document(cipher->open(*sealed));
+  auto opened = report(name, folder, repository);
+  if (!opened) return std::nullopt;
+  const platform::SecretString document(std::move(*opened));
   auto copy = temporaryFolder / fmt::format("{}-{}", nameOf(folder), name);
   files::tryRemove(copy);
   files::writeSecretFile(copy, document);

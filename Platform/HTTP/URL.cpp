@@ -6,6 +6,8 @@
 #include <charconv>
 #include <memory>
 
+#include "Platform/Hex.h"
+
 namespace platform {
 
 namespace {
@@ -115,5 +117,17 @@ std::string percentEncodePathComponent(std::string_view raw) {
 
 // RFC 3986: the characters of a query without the two that separate items.
 std::string percentEncodeQueryItem(std::string_view raw) { return percentEncode(raw, "-._~!$'()*+,;:@/?"); }
+
+std::string percentDecode(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = text[i] == '%' ? hexDecode(text.substr(i + 1, 2)) : std::nullopt;
+    const bool isEscape = byte && byte->size() == 1;
+    out += isEscape ? byte->front() : text[i];
+    if (isEscape) i += 2;
+  }
+  return out;
+}
 
 }  // namespace platform

@@ -35,4 +35,7 @@ std::string percentEncodePathComponent(std::string_view raw);
 /// stays.
 std::string percentEncodeQueryItem(std::string_view raw);
 
+/// Undoes percent-encoding; what is no valid escape stays as it is, and so does "+".
+std::string percentDecode(std::string_view text);
+
 }  // namespace platform

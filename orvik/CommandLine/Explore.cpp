@@ -121,6 +121,22 @@ void addExport(CLI::App& program, Commands& commands) {
   push(commands, command, a, {"SECTION", "--out"});
 }
 
+void addBrowse(CLI::App& program, Commands& commands) {
+  auto& command = *program.add_subcommand("browse", "Show backups in the browser of this machine, read-only");
+  const auto a = std::make_shared<BrowseArguments>();
+  addFolder(command, a->at.folder);
+  command.add_option("--port", a->port, "Port on 127.0.0.1; 0 takes a free one")
+      ->check(within(0, 65535))
+      ->capture_default_str();
+  command.add_flag("--no-open", a->noOpen, "Print the address, and leave the browser alone");
+  addReading(command, a->at);
+  command.footer(
+      "FOLDER may be the folder of all instances, too. The address has a key in it that is good until the\n"
+      "command ends, with Control-C: without it nobody on this machine sees anything.\n\n"
+      "Example:\n  orvik browse /srv/backups");
+  push(commands, command, a);
+}
+
 }  // namespace
 
 void addExplore(CLI::App& program, Commands& commands) {
@@ -130,6 +146,7 @@ void addExplore(CLI::App& program, Commands& commands) {
   addSearch(program, commands);
   addHistory(program, commands);
   addExport(program, commands);
+  addBrowse(program, commands);
 }
 
 }  // namespace orvik::host::commandLine

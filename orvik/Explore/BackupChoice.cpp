@@ -161,6 +161,12 @@ Entry requiredEntry(const BackupReader& backup, const std::string& sectionID, co
       fmt::format("There is no object \"{}\" in {} of the backup {}.", item, sectionID, idOf(backup)));
 }
 
+std::vector<SearchHit> hitsByName(const BackupReader& backup, const std::string& query, std::size_t limit) {
+  std::vector<SearchHit> hits;
+  for (auto& entry : backup.search(query, limit)) hits.push_back({std::move(entry), {}});
+  return hits;
+}
+
 std::optional<std::string> lastVersionBefore(const BackupReader& backup, const Entry& entry) {
   const auto id = idOf(backup);
   for (auto& [otherID, manifest] : backup.repository.completeBackups()) {

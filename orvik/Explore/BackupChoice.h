@@ -48,6 +48,9 @@ std::optional<BackupReader::Entry> foundEntry(const BackupReader& backup, const 
 BackupReader::Entry requiredEntry(const BackupReader& backup, const std::string& sectionID,
                                   const std::string& item);
 
+/// What `BackupReader::search` finds, as hits without excerpts.
+std::vector<SearchHit> hitsByName(const BackupReader& backup, const std::string& query, std::size_t limit);
+
 /// The newest backup before this one that holds the object.
 std::optional<std::string> lastVersionBefore(const BackupReader& backup, const BackupReader::Entry& entry);
 /// The sentence that says where to look instead.

@@ -9,6 +9,7 @@
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
 #include "orvik/Explore/EntryText.h"
+#include "orvik/Explore/ExploreRecords.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/InstanceFolder.h"
 #include "orvik/Report.h"
@@ -59,7 +60,7 @@ class DiffReport {
       report_.record(
           Value::object({{"event", "problem"}, {"section", section.id}, {"message", *section.problem}}));
     }
-    for (const auto& each : section.differences) add(section, each);
+    for (const auto& each : section.differences) add(each);
     report_.requireReader();
   }
 
@@ -79,10 +80,10 @@ class DiffReport {
   }
 
  private:
-  void add(const BackupComparison::Section& section, const Difference& difference) {
+  void add(const Difference& difference) {
     count(difference.kind);
     if (report_.isJSON())
-      report_.record(json(section, difference));
+      report_.record(json(difference));
     else
       report_.text(text(difference));
   }
@@ -94,13 +95,8 @@ class DiffReport {
     if (kind == Kind::failed) ++counts_.failed;
   }
 
-  static Value json(const BackupComparison::Section& section, const Difference& difference) {
-    auto line = Value::object({{"event", "difference"},
-                               {"section", section.id},
-                               {"id", difference.entry.item.id},
-                               {"name", difference.entry.displayName()},
-                               {"change", changeText::name(difference.kind)}});
-    if (difference.entry.error) line.set("message", *difference.entry.error);
+  static Value json(const Difference& difference) {
+    auto line = exploreRecords::difference(difference);
     if (difference.kind == Kind::changed) line.set("changes", changeText::json(difference.changes));
     return line;
   }

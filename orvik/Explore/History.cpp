@@ -9,6 +9,7 @@
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
 #include "orvik/Explore/EntryText.h"
+#include "orvik/Explore/ExploreRecords.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
@@ -54,13 +55,7 @@ std::string versionText(const ObjectVersion& version, const Paint& paint) {
 }
 
 Value versionJSON(const ObjectVersion& version, const std::string& sectionID, const std::string& id) {
-  auto line = Value::object({{"event", "version"},
-                             {"backup", version.backupID},
-                             {"finishedAt", platform::iso8601(version.finishedAt)},
-                             {"section", sectionID},
-                             {"id", id}});
-  if (version.item) line.set("name", BackupReader::Entry{sectionID, *version.item, false, {}}.displayName());
-  line.set("change", changeText::name(version.kind));
+  auto line = exploreRecords::version(version, sectionID, id);
   if (version.kind == Kind::changed) line.set("changes", changeText::json(version.changes));
   return line;
 }

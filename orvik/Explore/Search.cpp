@@ -11,6 +11,7 @@
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
 #include "orvik/Explore/EntryText.h"
+#include "orvik/Explore/ExploreRecords.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
@@ -33,12 +34,6 @@ std::string highlighted(std::string_view text, std::string_view query, const Pai
     text.remove_prefix(match->end);
   }
   return out += text;
-}
-
-std::vector<SearchHit> hitsByName(const BackupReader& backup, const std::string& query, std::size_t limit) {
-  std::vector<SearchHit> hits;
-  for (auto& entry : backup.search(query, limit)) hits.push_back({std::move(entry), {}});
-  return hits;
 }
 
 std::vector<SearchHit> hitsInContents(const BackupReader& backup, const std::string& query, std::size_t limit,
@@ -68,16 +63,6 @@ std::string hitText(const SearchHit& hit, std::string_view query, const Paint& p
   return text;
 }
 
-Value hitJSON(const SearchHit& hit, const std::string& backupID) {
-  return Value::object({{"event", "hit"},
-                        {"backup", backupID},
-                        {"section", hit.entry.sectionID},
-                        {"id", hit.entry.item.id},
-                        {"name", hit.entry.displayName()},
-                        {"change", changeText::name(hit.entry.change())},
-                        {"excerpts", Value::Array(hit.excerpts.begin(), hit.excerpts.end())}});
-}
-
 /// Returns how many sections have hits.
 std::size_t printHits(const BackupReader& backup, const std::vector<SearchHit>& hits, std::string_view query,
                       const Report& report) {
@@ -92,7 +77,7 @@ std::size_t printHits(const BackupReader& backup, const std::vector<SearchHit>& 
       ++sections;
     }
     section = id;
-    report.record(hitJSON(hit, idOf(backup)));
+    report.record(exploreRecords::hit(hit, idOf(backup)));
     if (!report.isJSON()) report.text(hitText(hit, query, report.paint()));
   }
   return sections;

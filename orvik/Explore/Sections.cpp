@@ -5,9 +5,9 @@
 
 #include "Platform/Locale/Text.h"
 #include "orvik/Explore/BackupChoice.h"
+#include "orvik/Explore/ExploreRecords.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/InstanceFolder.h"
-#include "orvik/JSONRecord.h"
 #include "orvik/Report.h"
 #include "orvik/VisibleText.h"
 #include "orvik/Wording.h"
@@ -32,18 +32,6 @@ std::string headLines(const BackupReader& backup, const Paint& paint) {
                                              : "Without a parent: everything is new");
 }
 
-Value headJSON(const BackupReader& backup) {
-  const auto& manifest = backup.manifest;
-  auto line = Value::object({{"event", "backup"},
-                             {"backup", idOf(backup)},
-                             {"instance", manifest.instance.name},
-                             {"startedAt", platform::iso8601(manifest.startedAt)},
-                             {"finishedAt", platform::iso8601(manifest.finishedAt)},
-                             {"status", platform::json::textOf(manifest.status)}});
-  if (manifest.parentBackupID) line.set("parent", *manifest.parentBackupID);
-  return line;
-}
-
 /// Number, ID and title, since what is of any length stands last; why it is incomplete below.
 std::string sectionLines(const SectionSummary& summary, std::size_t width, const Paint& paint) {
   const bool isRead = summary.index.has_value();
@@ -54,18 +42,6 @@ std::string sectionLines(const SectionSummary& summary, std::size_t width, const
   if (summary.status != Status::complete)
     text += fmt::format("\n{:8}{}", "", paint(Ink::bad, wording::because(summary)));
   return text;
-}
-
-Value sectionJSON(const BackupReader& backup, const Section& section) {
-  const auto& summary = section.summary;
-  auto line = Value::object({{"event", "section"},
-                             {"backup", idOf(backup)},
-                             {"group", platform::json::textOf(section.group)},
-                             {"id", summary.id},
-                             {"title", summary.title},
-                             {"status", platform::json::textOf(summary.status)}});
-  if (summary.message) line.set("message", *summary.message);
-  return line.set("counts", jsonOf(summary.counts));
 }
 
 void printText(const BackupReader& backup, const std::vector<Section>& all, const Report& report) {
@@ -94,8 +70,8 @@ ExitStatus sections(const SectionsArguments& arguments, Results& results) {
   const auto backup = chosenBackup(instanceFolder(arguments.at.folder), arguments.backup);
   const Report report(arguments.at, results);
   const auto all = backup.sections();
-  report.record(headJSON(backup));
-  for (const auto& section : all) report.record(sectionJSON(backup, section));
+  report.record(exploreRecords::backup(backup));
+  for (const auto& section : all) report.record(exploreRecords::section(section, idOf(backup)));
   if (!report.isJSON()) printText(backup, all, report);
   report.requireReader();
   return ExitStatus::done;

@@ -5,6 +5,7 @@
 
 #include "orvik/Explore/BackupChoice.h"
 #include "orvik/Explore/ChangeText.h"
+#include "orvik/Explore/ExploreRecords.h"
 #include "orvik/Explore/ObjectPage.h"
 #include "orvik/ExploreCommands.h"
 #include "orvik/Report.h"
@@ -21,17 +22,6 @@ using Kind = BackupReader::ChangeKind;
 
 /// IDs beyond that don't push the names of all others to the right.
 constexpr std::size_t widestID = 40;
-
-Value entryJSON(const Entry& entry, const std::string& backupID) {
-  auto line = Value::object({{"event", "entry"},
-                             {"backup", backupID},
-                             {"section", entry.sectionID},
-                             {"id", entry.item.id},
-                             {"name", entry.displayName()},
-                             {"change", changeText::name(entry.change())}});
-  if (entry.error) line.set("message", *entry.error);
-  return line;
-}
 
 std::string listText(const std::vector<Entry>& entries, const Paint& paint) {
   std::size_t width = 0, wordWidth = 0;
@@ -54,7 +44,7 @@ std::string listText(const std::vector<Entry>& entries, const Paint& paint) {
 
 void printList(const BackupReader& backup, const std::string& sectionID, const Report& report) {
   const auto entries = readEntries(backup, sectionID);
-  for (const auto& entry : entries) report.record(entryJSON(entry, idOf(backup)));
+  for (const auto& entry : entries) report.record(exploreRecords::entry(entry, idOf(backup)));
   if (report.isJSON()) return;
   const auto& sections = backup.manifest.sections;
   const auto summary = std::ranges::find(sections, sectionID, &SectionSummary::id);

@@ -12,6 +12,7 @@
 #include "JamfCore/Tools/MCP/MinimalHTTPServer.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "Platform/Terminal/StandardStreams.h"
+#include "orvik/Loopback.h"
 #include "orvik/MCP/BackupTools.h"
 #include "orvik/MCP/MCPEndpoint.h"
 #include "orvik/MCP/MCPExchange.h"
@@ -100,17 +101,6 @@ void announce(const MCPArguments& arguments, std::uint16_t port, const std::file
   results.requireWritten();
 }
 
-void startOn(jamf::MinimalHTTPServer& server, std::uint16_t port) {
-  try {
-    server.start(port);
-  } catch (const platform::Error& error) {
-    throw tuv::Error(
-        fmt::format("{}. Another program listens there, maybe another orvik mcp; --port "
-                    "chooses another port.",
-                    error.description()));
-  }
-}
-
 }  // namespace
 
 ExitStatus serveTools(const MCPArguments& arguments, const HostPlaces& places, Results& results,
@@ -137,7 +127,7 @@ ExitStatus serveTools(const MCPArguments& arguments, const HostPlaces& places, R
   const MCPEndpoint endpoint(exchange, arguments.noToken ? nullptr : &token, stop);
   jamf::MinimalHTTPServer server([&](const auto& request) { return endpoint.answer(request); },
                                  jamf::MinimalHTTPServer::Limits());
-  startOn(server, arguments.port);
+  loopback::listen(server, arguments.port, "orvik mcp");
   announce(arguments, server.port(), tokenFile, results);
   tellCount();
   while (true) platform::sleep(std::chrono::hours(1), stop);

@@ -28,8 +28,6 @@ class MCPEndpoint {
   jamf::HTTPResponse answer(const jamf::HTTPRequest& request) const;
 
  private:
-  bool isAuthorized(const jamf::HTTPRequest& request) const;
-
   const MCPExchange& exchange_;
   const platform::SecretString* const token_;
   const std::stop_token stop_;

@@ -116,14 +116,6 @@ TEST(RequestReader, OffersToContinueOnce) {
   EXPECT_EQ(reader.advance(buffer), Progress::ready);
 }
 
-TEST(PercentDecode, LeavesWhatIsNoEscape) {
-  EXPECT_EQ(percentDecode("a%20b%2Fc"), "a b/c");
-  EXPECT_EQ(percentDecode("100%"), "100%");
-  EXPECT_EQ(percentDecode("%4"), "%4");
-  EXPECT_EQ(percentDecode("%zz+"), "%zz+");
-  EXPECT_EQ(percentDecode("%41"), "A");
-}
-
 TEST(AppendAnswer, PutsHeadAndBodyTogether) {
   platform::Bytes wire = "x";
   appendAnswer(wire, {.status = 200, .contentType = "text/plain", .headers = "A: b\r\n", .body = "hi"}, true);

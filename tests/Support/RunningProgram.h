@@ -44,9 +44,10 @@ struct ProgramStart {
   enum class Error { pipe, terminal };
   enum class Input { pipe, terminal };
 
-  std::vector<std::string> arguments;              ///< the program's path first
-  std::map<std::string, std::string> environment;  ///< all of it but PATH and sanitizer options
-  std::string input;                               ///< short enough for a pipe
+  std::vector<std::string> arguments;  ///< the program's path first
+  std::map<std::string, std::string>
+      environment;    ///< all of it but sanitizer options, and PATH where none is said
+  std::string input;  ///< short enough for a pipe
   Output output = Output::pipe;
   Error error = Error::pipe;
   Input inputKind = Input::pipe;  ///< a terminal is the one of standard error, which must be one then
@@ -148,7 +149,8 @@ class RunningProgram {
     std::vector<std::string> variables;
     for (const auto& [name, value] : start.environment) variables.push_back(name + "=" + value);
     for (const char* name : {"PATH", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"})
-      if (const char* value = std::getenv(name)) variables.push_back(std::string(name) + "=" + value);
+      if (const char* value = std::getenv(name); value && !start.environment.contains(name))
+        variables.push_back(std::string(name) + "=" + value);
     const auto pointers = [](const std::vector<std::string>& texts) {
       std::vector<char*> list;
       for (const auto& text : texts) list.push_back(const_cast<char*>(text.c_str()));

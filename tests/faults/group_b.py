@@ -32,7 +32,7 @@ def power_cuts(stage):
     scene = Scene(stage)
     operations = recorded(stage, scene.base, scene.root, "orvik", scene.arguments())
     instance = Instance(scene.root)
-    points = stage.points(len(operations), 5, 100)
+    points = stage.points(len(operations), 5)
     for where in crash_states(stage, scene.base, scene.root, operations, points):
         stage.tally.add(where, scene.recovers(instance, scene.before))
     stage.tally.note = f"{len(operations)} operations, three states after each"

@@ -58,7 +58,7 @@ def flips(stage, name, path, prepare, act):
     """Flips bytes of a file of a fresh folder; `act` gives what is wrong afterwards."""
     prepare()
     size = path.stat().st_size
-    for _ in range(stage.size(2, 40)):
+    for _ in range(stage.size(2, 200)):
         prepare()
         at, bit = stage.random.randrange(size), stage.random.randrange(8)
         with restored(path):
@@ -125,7 +125,7 @@ def flipped_records(stage):
     scene.reset(broken)
     state = next(instance.backups_path.glob("*.partial")) / "state.json"
     instance.lock.unlink(missing_ok=True)
-    for _ in range(stage.size(2, 40)):
+    for _ in range(stage.size(2, 200)):
         scene.reset(broken)
         at, bit = stage.random.randrange(state.stat().st_size), stage.random.randrange(8)
         flip(state, at, bit)
@@ -133,7 +133,7 @@ def flipped_records(stage):
         stage.tally.add(f"state, bit {bit} of byte {at}", problems + scene.recovers(instance, scene.before))
 
     text = lock_record("elsewhere", 4711, ago(2000))
-    for _ in range(stage.size(2, 40)):
+    for _ in range(stage.size(2, 200)):
         scene.reset()
         instance.lock.write_text(text)
         at, bit = stage.random.randrange(len(text)), stage.random.randrange(8)

@@ -119,5 +119,14 @@ TEST(PercentEncoding, OfAQueryItemKeepsThePlusSign) {
   EXPECT_EQ(percentEncodeQueryItem("\xe2\x82\xac"), "%E2%82%AC");
 }
 
+TEST(PercentDecoding, LeavesWhatIsNoEscape) {
+  EXPECT_EQ(percentDecode("a%20b%2Fc"), "a b/c");
+  EXPECT_EQ(percentDecode("100%"), "100%");
+  EXPECT_EQ(percentDecode("%4"), "%4");
+  EXPECT_EQ(percentDecode("%zz+"), "%zz+");
+  EXPECT_EQ(percentDecode("%41%6a%6A%"), "Ajj%");
+  EXPECT_EQ(percentDecode("%%41%00"), std::string_view("%A\0", 3));
+}
+
 }  // namespace
 }  // namespace platform
