@@ -15,7 +15,7 @@ export class APIError extends Error {
 }
 
 export const endedText = 'orvik browse has ended: start it again.';
-const refusal = 'This tab has no token that orvik browse takes.';
+const refusal = 'Open the address that orvik browse printed: this tab has no key that it takes.';
 
 let watch = () => {};
 /// Calls back with "answered" after each answer, "ended" when none came, "refused" when the token isn't taken.

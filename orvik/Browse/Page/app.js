@@ -111,8 +111,8 @@ function refused() {
   shown.abort();
   waitAWhile(new AbortController().signal).end();
   const content = [
-    h('p', {}, 'It ends in a token, which opens your backups to this browser alone.'),
-    h('p.faint', {}, 'A tab that is closed forgets the token, and each start of the program makes a new one.'),
+    h('p', {}, 'It ends in a key, which opens your backups to this browser alone.'),
+    h('p.faint', {}, 'A tab that is closed forgets the key, and each start of the program makes a new one.'),
   ];
   present({ title: 'Open the address that orvik browse printed', content }, { page: 'refused' }, false);
 }
@@ -136,7 +136,7 @@ function start() {
     enter();
     show();
   });
-  for (const event of ['click', 'keydown', 'pagehide']) addEventListener(event, rememberNow, { capture: true });
+  for (const event of ['click', 'pagehide']) addEventListener(event, rememberNow, { capture: true });
   byID('skip').addEventListener('click', () => byID('main').focus());
   listenForKeys(() => shown.signal);
   takeFromAddress();

@@ -1,6 +1,6 @@
 import { backups, neighbours } from './data.js';
 import { byID, fill, h } from './dom.js';
-import { above, inBackup, parse, to } from './routes.js';
+import { above, inBackup, parse, rememberNow, to } from './routes.js';
 
 const table = [
   ['/', 'Search'],
@@ -44,7 +44,9 @@ function step(by) {
 }
 
 const go = (address) => {
-  if (address) location.hash = address;
+  if (!address) return;
+  rememberNow();
+  location.hash = address;
 };
 
 async function toNeighbour(side, signal) {
