@@ -8,9 +8,12 @@ import { join } from 'node:path';
 import { createInterface } from 'node:readline';
 
 const program = process.env.ORVIK_BROWSER ?? 'chromium';
-const flags = ['--headless=new', '--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-extensions',
+const flags = [
+  '--headless=new', '--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-extensions',
+  '--disable-background-networking', '--disable-component-update', '--remote-debugging-port=0',
   // Tests go through more pages than a person does.
-  '--disable-ipc-flooding-protection', '--disable-background-networking', '--disable-component-update', '--remote-debugging-port=0'];
+  '--disable-ipc-flooding-protection',
+];
 /// What a page may take for what is asked of it, on a busy machine.
 const patience = 20000;
 
@@ -25,7 +28,10 @@ export async function until(what, ask, limit = patience) {
   }
 }
 
-const keyCodes = { Enter: 13, Tab: 9, Escape: 27, Home: 36, End: 35, ArrowLeft: 37, ArrowUp: 38, ArrowRight: 39, ArrowDown: 40, ' ': 32 };
+const keyCodes = {
+  Tab: 9, Enter: 13, Escape: 27, ' ': 32, End: 35, Home: 36, ArrowLeft: 37, ArrowUp: 38, ArrowRight: 39, ArrowDown: 40,
+};
+const codeOf = (key) => keyCodes[key] ?? (/^[a-z]$/i.test(key) ? key.toUpperCase().charCodeAt(0) : 0);
 
 export class Browser {
   #socket;
@@ -100,6 +106,8 @@ export class Browser {
   }
 }
 
+const wordsOf = ({ exception, text }) => exception?.description ?? text;
+
 /// A tab, with all that it asked for and complained of.
 export class Tab {
   requests = [];
@@ -121,16 +129,51 @@ export class Tab {
 
   hear(method, params) {
     if (method === 'Network.requestWillBeSent') this.requests.push({ ...params.request, time: params.timestamp });
-    if (method === 'Runtime.exceptionThrown') this.complaints.push(params.exceptionDetails.exception?.description ?? params.exceptionDetails.text);
+    if (method === 'Runtime.exceptionThrown') this.complaints.push(wordsOf(params.exceptionDetails));
     if (method === 'Runtime.consoleAPICalled') this.complaints.push(params.args.map(({ value }) => value).join(' '));
     if (method === 'Log.entryAdded') this.complaints.push(`${params.entry.text} ${params.entry.url ?? ''}`);
   }
 
   /// What an expression gives in the page, once it has it.
   async evaluate(expression) {
-    const { result, exceptionDetails } = await this.call('Runtime.evaluate', { expression, awaitPromise: true, returnByValue: true });
-    if (exceptionDetails) throw new Error(exceptionDetails.exception?.description ?? exceptionDetails.text);
+    const asked = { expression, awaitPromise: true, returnByValue: true };
+    const { result, exceptionDetails } = await this.call('Runtime.evaluate', asked);
+    if (exceptionDetails) throw new Error(wordsOf(exceptionDetails));
     return result.value;
+  }
+
+  /// What a function gives that is called in the page. Of this file it sees nothing.
+  run(work, ...values) {
+    return this.evaluate(`(${work})(...${JSON.stringify(values)})`);
+  }
+
+  count(selector) {
+    return this.run((all) => document.querySelectorAll(all).length, selector);
+  }
+
+  texts(selector) {
+    return this.run((all) => [...document.querySelectorAll(all)].map((each) => each.innerText), selector);
+  }
+
+  attribute(selector, name) {
+    return this.run((one, called) => document.querySelector(one).getAttribute(called), selector, name);
+  }
+
+  /// Clicks the first element that has the words.
+  click(selector, words = '') {
+    return this.run((all, text) => {
+      const found = [...document.querySelectorAll(all)].find((each) => each.innerText.includes(text));
+      found.click();
+    }, selector, words);
+  }
+
+  /// Types into a field at once.
+  fill(selector, text) {
+    return this.run((one, value) => {
+      const field = document.querySelector(one);
+      field.value = value;
+      field.dispatchEvent(new Event('input', { bubbles: true }));
+    }, selector, text);
   }
 
   /// Waits for an expression to be true, over loads of the page.
@@ -138,7 +181,8 @@ export class Tab {
     try {
       return await until(expression, () => this.evaluate(expression).catch(() => false), limit);
     } catch (error) {
-      throw new Error(`${error.message}\n${await this.evaluate('location.hash + "\\n" + document.body.innerText.slice(0, 800)')}\n${this.complaints.join('\n')}`);
+      const shown = await this.run(() => [location.hash, document.body.innerText.slice(0, 800)]);
+      throw new Error([error.message, ...shown, ...this.complaints].join('\n'));
     }
   }
 
@@ -161,13 +205,13 @@ export class Tab {
   /// Waits until nothing is loading any more.
   async settle() {
     await pause(60);
-    await this.wait(`document.querySelector('main h1') && !document.querySelector('[aria-busy]') && !document.querySelector('#waiting').textContent`);
+    await this.wait(`document.querySelector('main h1') && !document.querySelector('[aria-busy]')`);
   }
 
   /// Presses a key; modifiers are 1 for Alt, 2 for Control, 4 for Meta.
   async press(key, modifiers = 0) {
     const text = key === 'Enter' ? '\r' : key.length === 1 && !modifiers ? key : undefined;
-    const event = { key, modifiers, windowsVirtualKeyCode: keyCodes[key] ?? (/^[a-z]$/i.test(key) ? key.toUpperCase().charCodeAt(0) : 0) };
+    const event = { key, modifiers, windowsVirtualKeyCode: codeOf(key) };
     await this.call('Input.dispatchKeyEvent', { type: text ? 'keyDown' : 'rawKeyDown', text, ...event });
     await this.call('Input.dispatchKeyEvent', { type: 'keyUp', ...event });
   }
@@ -191,7 +235,12 @@ export class Tab {
   }
 
   text(selector = 'main') {
-    return this.evaluate(`document.querySelector(${JSON.stringify(selector)})?.innerText ?? ''`);
+    return this.run((one) => document.querySelector(one)?.innerText ?? '', selector);
+  }
+
+  async saveInto(downloadPath) {
+    const { targetInfo: { browserContextId } } = await this.call('Target.getTargetInfo');
+    await this.browser.call('Browser.setDownloadBehavior', { behavior: 'allow', downloadPath, browserContextId });
   }
 
   async close() {

@@ -2,7 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { hostile, pages } from './madeup.mjs';
+import { hostile, pages } from './answers.mjs';
 import { prepare } from './support.mjs';
 
 const place = prepare();
@@ -12,10 +12,10 @@ test('hostile names are shown as text on every page that has one', async () => {
   const tab = await place.signIn();
   for (const name of ['section', 'object', 'search', 'compare']) {
     await tab.goTo(pages[name]);
-    const text = await tab.evaluate(`document.querySelector('main').textContent`);
+    const text = await tab.run(() => document.querySelector('main').textContent);
     assert.ok(text.includes(shown), name);
     assert.doesNotMatch(text, /[\u0000-\u0008\u000b-\u001f\u007f-\u009f\u200e\u200f\u202a-\u202e\u2066-\u2069]/, name);
-    assert.equal(await tab.evaluate(`document.querySelectorAll('main img, main script, main iframe, main object').length`), 0);
+    assert.equal(await tab.count('main :is(img, script, iframe, object)'), 0);
   }
   assert.equal(await tab.evaluate('window.hacked'), undefined);
   assert.deepEqual(tab.complaints, []);
@@ -25,18 +25,25 @@ test('a hostile name is harmless in title, breadcrumbs and attributes', async ()
   const tab = await place.signIn(`${pages.section}/3`);
   assert.ok((await tab.evaluate('document.title')).startsWith(shown));
   assert.ok((await tab.text('#trail')).includes(shown));
-  const marks = await tab.evaluate(`[...document.querySelectorAll('*')].flatMap((each) => [...each.attributes]).filter(({ value }) => /[\\u0007\\u202e]/.test(value)).length`);
-  assert.equal(marks, 0);
+  const values = await tab.run(() =>
+    [...document.querySelectorAll('*')].flatMap((each) => [...each.attributes].map(({ value }) => value)));
+  assert.deepEqual(values.filter((value) => /[\u0007\u202e]/.test(value)), []);
 });
 
 test('copying gives the text as it is, and a download a name without marks', async () => {
   const tab = await place.signIn(pages.object);
-  await tab.evaluate(`(() => { navigator.clipboard.writeText = async (text) => (window.copied = text); })()`);
-  await tab.evaluate(`document.querySelectorAll('.text-head button')[1].click()`);
+  await tab.run(() => {
+    navigator.clipboard.writeText = async (text) => (window.copied = text);
+    document.querySelectorAll('.text-head button')[1].click();
+  });
   await tab.wait('window.copied');
   assert.equal(await tab.evaluate('window.copied'), 'Ask the lab first.\n\u202eThis line turns.');
-  await tab.evaluate(`(() => { HTMLAnchorElement.prototype.click = function () { window.saved = [this.download, this.href]; }; })()`);
-  await tab.evaluate(`[...document.querySelectorAll('main button')].find((each) => each.innerText === 'Save Script').click()`);
+  await tab.run(() => {
+    HTMLAnchorElement.prototype.click = function () {
+      window.saved = [this.download, this.href];
+    };
+  });
+  await tab.click('main button', 'Save Script');
   await tab.wait('window.saved');
   const [name, href] = await tab.evaluate('window.saved');
   assert.equal(name, 'x_gnp.sh');
@@ -55,7 +62,10 @@ test('an address from elsewhere can not run a script', async () => {
 
 test('a policy that forbids everything else is never broken', async () => {
   const tab = await place.signIn();
-  await tab.evaluate(`document.addEventListener('securitypolicyviolation', (event) => (window.violations ??= []).push(event.violatedDirective))`);
+  await tab.run(() => {
+    const note = ({ violatedDirective }) => (window.violations ??= []).push(violatedDirective);
+    document.addEventListener('securitypolicyviolation', note);
+  });
   for (const hash of Object.values(pages)) await tab.goTo(hash);
   assert.equal(await tab.evaluate('window.violations'), undefined);
 });

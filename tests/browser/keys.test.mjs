@@ -2,7 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { backups, pages } from './madeup.mjs';
+import { backups, pages } from './answers.mjs';
 import { prepare } from './support.mjs';
 
 const place = prepare();
@@ -20,16 +20,15 @@ async function walk(tab, steps) {
 }
 
 test('every page is reached by the keyboard alone', async () => {
-  place.server.addFolders();
-  try {
+  await place.server.withFolders(async () => {
     const tab = await place.signIn();
-    await walk(tab, [['j'], ['Enter', 'School'], ['j'], ['Enter', 'Backup of 5 Mar 2025, 10:15'], ['j'], ['j'], ['j'], ['j'], ['Enter', 'Policies'],
-      ['j'], ['ArrowDown'], ['Enter', 'Wartung: Quill Notes'], ['c', 'Compare 3 Mar 2025, 10:15 with 5 Mar 2025, 10:15'], ['j'], ['Enter', 'Wartung: Quill Notes'], ['/']]);
+    const [backup, object] = ['Backup of 5 Mar 2025, 10:15', 'Wartung: Quill Notes'];
+    await walk(tab, [['j'], ['Enter', 'School'], ['j'], ['Enter', backup]]);
+    await walk(tab, [['j'], ['j'], ['j'], ['j'], ['Enter', 'Policies'], ['j'], ['ArrowDown'], ['Enter', object]]);
+    await walk(tab, [['c', 'Compare 3 Mar 2025, 10:15 with 5 Mar 2025, 10:15'], ['j'], ['Enter', object], ['/']]);
     await tab.type('wart');
-    await walk(tab, [['Enter', 'Search: wart'], ['u', 'Backup of 5 Mar 2025, 10:15'], ['u', 'School'], ['u', 'Folders']]);
-  } finally {
-    place.server.folders.length = 1;
-  }
+    await walk(tab, [['Enter', 'Search: wart'], ['u', backup], ['u', 'School'], ['u', 'Folders']]);
+  });
 });
 
 test('the first stop of the tab key skips to the content', async () => {
@@ -48,14 +47,20 @@ test('every control of a page is a stop of the tab key with a ring to see', asyn
   const seen = new Set();
   for (let stop = 0; stop < 60; ++stop) {
     await tab.press('Tab');
-    const [index, ring] = await tab.evaluate(`(() => { const it = document.activeElement; return [[...document.querySelectorAll('*')].indexOf(it), getComputedStyle(it).outlineStyle]; })()`);
-    if (index < 0 || (await tab.evaluate('document.activeElement === document.body'))) continue;
+    const [index, ring] = await tab.run(() => {
+      const { activeElement: it, body } = document;
+      return [it === body ? -1 : [...document.querySelectorAll('*')].indexOf(it), getComputedStyle(it).outlineStyle];
+    });
+    if (index < 0) continue;
     if (seen.has(index)) break;
     seen.add(index);
     assert.notEqual(ring, 'none', await tab.evaluate('document.activeElement.outerHTML.slice(0, 200)'));
   }
-  const missed = await tab.evaluate(`(() => { const all = [...document.querySelectorAll('*')]; const seen = new Set(${JSON.stringify([...seen])});
-    return all.filter((each, place) => each.matches('main a[href], main button, main input, main summary') && !seen.has(place)).map((each) => each.outerHTML.slice(0, 100)); })()`);
+  const missed = await tab.run((stops) => {
+    const controls = [...document.querySelectorAll('*')].map((each, place) => [each, place])
+      .filter(([each]) => each.matches('main :is(a[href], button, input, summary)'));
+    return controls.filter(([, place]) => !stops.includes(place)).map(([each]) => each.outerHTML.slice(0, 100));
+  }, [...seen]);
   assert.deepEqual(missed, []);
 });
 

@@ -40,25 +40,24 @@ async function browse(folder) {
   return { program, url, tab, origin: new URL(url).origin };
 }
 
-const clickText = (selector, text) =>
-  `[...document.querySelectorAll(${JSON.stringify(selector)})].find((each) => each.innerText.includes(${JSON.stringify(text)})).click()`;
+const row = 'main [data-row]';
 
 test('a person finds out what changed overnight', async () => {
   const { tab, origin } = await browse(place.folder);
-  assert.equal(await tab.evaluate(`document.querySelectorAll('main [data-row]').length`), 2);
-  await tab.evaluate(`document.querySelector('main [data-row]').click()`);
+  assert.equal(await tab.count(row), 2);
+  await tab.click(row);
   await tab.wait(`${heading}.startsWith('Backup of')`);
   assert.match(await tab.text(), /Devices & users[^]*Configuration/);
-  await tab.evaluate(`document.querySelector('.check input').click()`);
-  await tab.evaluate(clickText('[data-row]', 'Policies'));
+  await tab.click('.check input');
+  await tab.click('[data-row]', 'Policies');
   await tab.wait(`${heading} === 'Policies'`);
-  await tab.evaluate(clickText('.toggle', 'changed'));
-  await tab.evaluate(`document.querySelector('main [data-row]').click()`);
+  await tab.click('.toggle', 'changed');
+  await tab.click(row);
   await tab.wait(`document.querySelectorAll('.change').length > 0`);
   assert.match(await tab.text('.changes'), /General › [^]*before:\s[^]*after:\s/);
-  await tab.evaluate(clickText('summary', 'All versions'));
+  await tab.click('summary', 'All versions');
   await tab.wait(`document.querySelectorAll('.versions > li').length === 2`);
-  await tab.evaluate(`document.querySelector('.versions details summary').click()`);
+  await tab.click('.versions details summary');
   await tab.wait(`document.querySelector('.versions .change')`);
   await tab.press('c');
   await tab.wait(`${heading}.startsWith('Compare') && document.querySelectorAll('.differences li').length > 5`);
@@ -72,14 +71,14 @@ test('a search looks for a text of several words, with its signs, in names and c
   await tab.type('quill notes');
   await tab.press('Enter');
   await tab.wait(`/^\\d+ hits?$/.test(document.querySelector('#status').innerText)`);
-  const byName = await tab.evaluate(`document.querySelectorAll('main [data-row]').length`);
+  const byName = await tab.count(row);
   assert.ok(byName > 0);
-  await tab.evaluate(`document.querySelector('.check input').click()`);
-  await tab.wait(`document.querySelectorAll('main [data-row]').length > ${byName}`);
-  assert.ok((await tab.evaluate(`document.querySelectorAll('.excerpt mark').length`)) > 0);
+  await tab.click('.check input');
+  await tab.wait(`document.querySelectorAll('${row}').length > ${byName}`);
+  assert.ok((await tab.count('.excerpt mark')) > 0);
   for (const text of ['C++', '100% fertig', '<3D>', '&']) {
     await tab.evaluate(`document.querySelector('#query').value = ${JSON.stringify(text)}`);
-    await tab.evaluate(`document.querySelector('main form button').click()`);
+    await tab.click('main form button');
     await tab.wait(`${heading} === ${JSON.stringify(`Search: ${text}`)}`);
     await tab.settle();
     assert.doesNotMatch(await tab.text('#status'), /^0 hits/, text);
@@ -89,9 +88,9 @@ test('a search looks for a text of several words, with its signs, in names and c
 
 test('every object of every section is shown, whatever its ID', async () => {
   const { tab } = await browse(place.folder);
-  await tab.evaluate(`document.querySelector('main [data-row]').click()`);
+  await tab.click(row);
   await tab.wait(`${heading}.startsWith('Backup of')`);
-  const links = `[...document.querySelectorAll('main [data-row]')].map((each) => each.getAttribute('href'))`;
+  const links = `[...document.querySelectorAll('${row}')].map((each) => each.getAttribute('href'))`;
   let count = 0;
   for (const section of await tab.evaluate(links)) {
     await tab.goTo(section);
@@ -107,9 +106,11 @@ test('every object of every section is shown, whatever its ID', async () => {
 
 test('a report opens beside the page', async () => {
   const { tab } = await browse(place.folder);
-  await tab.evaluate(`[...document.querySelectorAll('main button')].find((each) => each.innerText === 'Backup report').focus()`);
+  // A key, not a call: only a person may open tabs.
+  await tab.run(() => document.querySelector('main button[aria-label^="Backup report"]').focus());
   await tab.press('Enter');
-  const found = await until('the report', async () => (await place.browser.targets()).find(({ type, url }) => type === 'page' && url.startsWith('blob:')));
+  const isReport = ({ type, url }) => type === 'page' && url.startsWith('blob:');
+  const found = await until('the report', async () => (await place.browser.targets()).find(isReport));
   await place.browser.call('Target.closeTarget', { targetId: found.targetId });
   assert.equal(await tab.text('.trouble'), '');
   assert.deepEqual(tab.complaints, []);
@@ -118,27 +119,26 @@ test('a report opens beside the page', async () => {
 test('an object is saved as the file that orvik export writes', async () => {
   const { tab } = await browse(place.folder);
   const saved = join(place.home, 'saved'), exported = join(place.home, 'exported');
-  const { targetInfo } = await tab.call('Target.getTargetInfo');
-  await place.browser.call('Browser.setDownloadBehavior', { behavior: 'allow', downloadPath: saved, browserContextId: targetInfo.browserContextId });
-  const newest = await tab.evaluate(`document.querySelector('main [data-row]').getAttribute('href')`);
+  await tab.saveInto(saved);
+  const newest = await tab.attribute(row, 'href');
   await tab.goTo(`${newest}/scripts`);
-  await tab.goTo(await tab.evaluate(`document.querySelector('main [data-row]').getAttribute('href')`));
+  await tab.goTo(await tab.attribute(row, 'href'));
   const id = decodeURIComponent((await tab.evaluate('location.hash')).split('/').at(-1));
-  const forms = await tab.evaluate(`[...document.querySelectorAll('main button')].filter((each) => each.innerText.startsWith('Save')).length`);
-  assert.ok(forms > 0);
-  for (let form = 0; form < forms; ++form) {
-    await tab.evaluate(`[...document.querySelectorAll('main button')].filter((each) => each.innerText.startsWith('Save'))[${form}].click()`);
-    const names = await until('the file', async () => {
-      const all = await readdir(saved).catch(() => []);
-      return all.length === form + 1 && !all.some((name) => name.endsWith('.crdownload')) && all;
+  const forms = (await tab.texts('main button')).filter((words) => words.startsWith('Save'));
+  assert.ok(forms.length > 0);
+  for (const [before, form] of forms.entries()) {
+    await tab.click('main button', form);
+    await until(form, async () => {
+      const names = await readdir(saved).catch(() => []);
+      return names.length === before + 1 && !names.some((name) => name.endsWith('.crdownload'));
     });
-    assert.equal(names.length, form + 1);
   }
   const program = new Program(orvik, ['export', place.folder, 'scripts', id, '--out', exported], environment());
   assert.equal(await program.ended, 0, program.error);
   const files = (await readdir(exported, { recursive: true, withFileTypes: true })).filter((each) => each.isFile());
   assert.deepEqual(files.map(({ name }) => name).sort(), (await readdir(saved)).sort());
-  for (const { name, parentPath } of files) assert.deepEqual(await readFile(join(saved, name)), await readFile(join(parentPath, name)));
+  for (const { name, parentPath } of files)
+    assert.deepEqual(await readFile(join(saved, name)), await readFile(join(parentPath, name)));
 });
 
 test('several folders begin with a list of them', async () => {
@@ -146,8 +146,8 @@ test('several folders begin with a list of them', async () => {
   try {
     const { tab } = await browse(place.root);
     assert.equal(await tab.evaluate(heading), 'Folders');
-    assert.equal(await tab.evaluate(`document.querySelectorAll('main [data-row]').length`), 2);
-    await tab.evaluate(`document.querySelectorAll('main [data-row]')[1].click()`);
+    assert.equal(await tab.count(row), 2);
+    await tab.evaluate(`document.querySelectorAll('${row}')[1].click()`);
     await tab.wait(`document.querySelectorAll('.mark').length === 2`);
   } finally {
     await rm(join(place.root, 'second'), { recursive: true });
@@ -166,6 +166,6 @@ test('the token of one run opens no other', async () => {
 test('the page tells that the program has ended', async () => {
   const { tab, program } = await browse(place.folder);
   await program.stop();
-  await tab.evaluate(`document.querySelector('main [data-row]').click()`);
+  await tab.click(row);
   await tab.wait(`document.querySelector('#banner').innerText.includes('orvik browse has ended')`);
 });

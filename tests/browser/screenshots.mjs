@@ -3,7 +3,8 @@
 import { mkdir, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Browser } from './chromium.mjs';
-import { MadeUp, pages } from './madeup.mjs';
+import { pages } from './answers.mjs';
+import { MadeUp } from './madeup.mjs';
 
 const folder = process.argv[2];
 const looks = { light: {}, dark: { scheme: 'dark' }, phone: { width: 360, height: 740 } };
@@ -33,12 +34,11 @@ async function takePages(tab, look) {
 
 /// What a reader sees who can't go on: several folders with a problem, no token, no program.
 async function takeTroubles(tab, server, look) {
-  const { folders } = server;
-  server.addFolders();
-  await tab.reload();
-  await tab.goTo('#/');
-  await take(tab, `folders-${look}`);
-  server.folders = folders;
+  await server.withFolders(async () => {
+    await tab.reload();
+    await tab.goTo('#/');
+    await take(tab, `folders-${look}`);
+  });
   await server.stop();
   await tab.evaluate(`location.hash = '${pages.removed}'`);
   await tab.wait(`!document.querySelector('#banner').hidden`);

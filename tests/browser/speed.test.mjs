@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { pause } from './chromium.mjs';
-import { pages } from './madeup.mjs';
+import { pages } from './answers.mjs';
 import { prepare } from './support.mjs';
 
 const place = prepare();
@@ -18,13 +18,12 @@ test('20,000 objects show soon, filter at once and can all be shown', async () =
   assert.ok(Date.now() - start < 8000, `${Date.now() - start} ms`);
   const first = await tab.evaluate(rows);
   assert.ok(first >= 300 && first < 20000, String(first));
-  const [found, took] = await tab.evaluate(`(() => { const field = document.querySelector('main input[type=search]'); const start = performance.now();
-    field.value = 'mac-19999'; field.dispatchEvent(new Event('input')); return [${rows}, performance.now() - start]; })()`);
-  assert.equal(found, 1);
-  assert.ok(took < 1000, `${took} ms`);
-  await tab.evaluate(`(() => { const field = document.querySelector('main input[type=search]'); field.value = ''; field.dispatchEvent(new Event('input')); })()`);
-  await tab.wait(`[...document.querySelectorAll('main button')].some((each) => each.innerText === 'Show all')`);
-  await tab.evaluate(`[...document.querySelectorAll('main button')].find((each) => each.innerText === 'Show all').click()`);
+  const filtering = Date.now();
+  await tab.fill('main input[type=search]', 'mac-19999');
+  assert.equal(await tab.evaluate(rows), 1);
+  assert.ok(Date.now() - filtering < 2000, `${Date.now() - filtering} ms`);
+  await tab.fill('main input[type=search]', '');
+  await tab.click('main button', 'Show all');
   assert.equal(await tab.evaluate(rows), 20000);
 });
 
@@ -39,12 +38,17 @@ test('an answer that comes after the page has changed is dropped', async () => {
   const tab = await place.signIn();
   place.server.delay = (url) => (url.includes('section=policies') ? 700 : 0);
   try {
+    await tab.run(() => {
+      const main = document.querySelector('main');
+      window.shown = [];
+      new MutationObserver(() => window.shown.push(main.querySelector('h1')?.innerText)).observe(main, { childList: true });
+    });
     await tab.evaluate(`location.hash = ${JSON.stringify(pages.section)}`);
     await pause(50);
     await tab.goTo(pages.section.replace('policies', 'scripts'));
     assert.equal(await tab.evaluate(heading), 'Scripts');
     await pause(900);
-    assert.equal(await tab.evaluate(heading), 'Scripts');
+    assert.deepEqual(await tab.evaluate('[...new Set(shown)]'), ['Scripts']);
     assert.deepEqual(tab.complaints, []);
   } finally {
     place.server.delay = () => 0;
@@ -53,8 +57,11 @@ test('an answer that comes after the page has changed is dropped', async () => {
 
 test('a page that takes long says so, one that is quick does not flicker', async () => {
   const tab = await place.signIn();
-  await tab.evaluate(`(() => { window.told = []; new MutationObserver(() => told.push(document.querySelector('#waiting').textContent))
-    .observe(document.querySelector('#waiting'), { childList: true, characterData: true, subtree: true }); })()`);
+  await tab.run(() => {
+    const words = document.querySelector('#waiting');
+    window.told = [];
+    new MutationObserver(() => window.told.push(words.textContent)).observe(words, { childList: true });
+  });
   place.server.delay = (url) => (url.includes('/entries') ? 900 : 0);
   try {
     await tab.evaluate(`location.hash = ${JSON.stringify(pages.section)}`);
