@@ -1,0 +1,25 @@
+import { announce, h } from './dom.js';
+import { worker } from './parts.js';
+import { counted, linesOf } from './text.js';
+
+function copyButton(title, text) {
+  return worker('Copy', async () => {
+    await navigator.clipboard.writeText(text);
+    announce('Copied');
+  }, { class: 'quiet', 'aria-label': `Copy ${title}` });
+}
+
+/// The numbers stand in a column of their own, so that nobody marks and copies them.
+function numbered(text, title) {
+  const lines = linesOf(text);
+  const numbers = lines.map((_, place) => place + 1).join('\n');
+  return h('div.code', { tabindex: '0', role: 'region', 'aria-label': title },
+    h('pre.gutter', { 'aria-hidden': 'true' }, numbers), h('pre', {}, h('code', {}, lines.join('\n'))));
+}
+
+/// A text of an object: code with line numbers, prose as it is.
+export function textBlock({ title, text, isCode }) {
+  const body = isCode ? numbered(text, title) : h('div.prose', {}, text);
+  const length = h('small.faint', {}, counted(linesOf(text).length, 'line'));
+  return h('section', {}, h('div.text-head', {}, h('h3', {}, title, ' ', length), copyButton(title, text)), body);
+}
