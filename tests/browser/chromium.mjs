@@ -45,6 +45,7 @@ export class Browser {
     browser.child = spawn(program, [...flags, `--user-data-dir=${browser.folder}`, 'about:blank'],
       { stdio: ['ignore', 'ignore', 'pipe'], env: { ...process.env, TZ: 'Europe/Berlin', HOME: browser.folder } });
     browser.ended = once(browser.child, 'close');
+    process.once('exit', () => browser.child.kill());
     await browser.#connect(await browser.#address());
     return browser;
   }

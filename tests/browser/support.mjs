@@ -12,8 +12,8 @@ export function prepare() {
     place.server = await MadeUp.start();
   });
   after(async () => {
-    await place.browser.stop();
-    await place.server.stop();
+    await place.browser?.stop();
+    await place.server?.stop();
   });
   return place;
 }
