@@ -229,7 +229,7 @@ TEST(CommandTable, AStrayArgumentIsNotRepeatedForItMayBeASecret) {
 
 TEST(CommandTable, WrongUsageIsRefused) {
   EXPECT_THAT(refusal({}), HasSubstr("A command is missing"));
-  EXPECT_THAT(refusal({"browse"}), HasSubstr("unknown command browse"));
+  EXPECT_THAT(refusal({"explode"}), HasSubstr("unknown command explode"));
   EXPECT_THAT(refusal({"--frob"}), HasSubstr("unknown option --frob"));
   EXPECT_THAT(refusal(backupLine({"--frob"})), HasSubstr("unknown option --frob"));
   EXPECT_THAT(refusal({"backup"}), HasSubstr("--to is missing"));
