@@ -10,6 +10,7 @@
 
 #include "OrvikCore/Explore/ObjectExporter.h"
 #include "OrvikCore/Explore/ObjectHistory.h"
+#include "OrvikCore/Explore/ReadableXML.h"
 #include "OrvikCore/Reports/BackupReports.h"
 #include "Platform/Concurrency/Cancellation.h"
 #include "orvik/Browse/ChangedValues.h"
@@ -169,8 +170,16 @@ class BackupAnswers {
                                       {"title", form.title},
                                       {"fileName", ObjectExporter::fileName(form.fileName)}}));
     auto page = ObjectPage::of(backup_, found).json();
+    addReadable(*page.find("texts")->array_());
     page.set("downloads", std::move(downloads));
     return page;
+  }
+
+  /// XML gets a second form, in lines that people can read.
+  static void addReadable(Value::Array& texts) {
+    for (auto& each : texts)
+      if (const auto& text = *each.find("text")->string(); looksLikeXML(text))
+        each.set("readable", readableXML(text));
   }
 
   Value change() const {

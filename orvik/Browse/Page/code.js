@@ -17,9 +17,12 @@ function numbered(text, title) {
     h('pre.gutter', { 'aria-hidden': 'true' }, numbers), h('pre', {}, h('code', {}, lines.join('\n'))));
 }
 
-/// A text of an object: code with line numbers, prose as it is.
-export function textBlock({ title, text, isCode }) {
-  const body = isCode ? numbered(text, title) : h('div.prose', {}, text);
-  const length = h('small.faint', {}, counted(linesOf(text).length, 'line'));
-  return h('section', {}, h('div.text-head', {}, h('h3', {}, title, ' ', length), copyButton(title, text)), body);
+/// A text of an object: code with line numbers, prose as it is. What the server keeps in one line may come in a second
+/// form that is laid out for reading.
+export function textBlock({ title, text, readable, isCode }) {
+  const shown = readable ?? text;
+  const body = isCode ? numbered(shown, title) : h('div.prose', {}, shown);
+  const length = `${counted(linesOf(shown).length, 'line')}${readable ? ', laid out for reading' : ''}`;
+  const head = h('h3', {}, title, ' ', h('small.faint', {}, length));
+  return h('section', {}, h('div.text-head', {}, head, copyButton(title, text)), body);
 }

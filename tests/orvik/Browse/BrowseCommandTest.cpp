@@ -59,6 +59,17 @@ TEST_F(Browse, AnObjectIsWhatShowPrintsWithItsDownloads) {
   EXPECT_THAT(client.get(backup(third, "/download?section=scripts&id=5&form=9")), StartsWith("HTTP/1.1 404"));
 }
 
+TEST_F(Browse, AProfileComesInLinesToo) {
+  test::WrittenBackup(stored, "2025-03-06T091500Z")
+      .section("computerConfigurationProfiles")
+      .item("9", "Wi-Fi",
+            R"({"general":{"name":"Wi-Fi","payloads":"<?xml version=\"1.0\"?><plist><dict/></plist>"}})",
+            Change::new_)
+      .publish(third);
+  EXPECT_THAT(client.body(backup("2025-03-06T091500Z", "/object?section=computerConfigurationProfiles&id=9")),
+              HasSubstr(R"("readable":"<?xml version=\"1.0\"?>\n<plist>\n  <dict/>\n</plist>\n")"));
+}
+
 TEST_F(Browse, EntriesAreThoseOfShow) {
   const auto entries = client.json(backup(second, "/entries?section=policies"));
   EXPECT_EQ(member(*entries.find("section"), "title"), "Policies");
