@@ -89,6 +89,7 @@ class Demo {
     const auto folder = wording::shellWord((root_ / slug()).string());
     results_.line(fmt::format("  orvik diff {}", folder));
     results_.line(fmt::format("  orvik search {} wifi --contents", folder));
+    results_.line(fmt::format("  orvik browse {}", folder));
     const auto complete = BackupManifest::Status::complete;
     const bool areComplete = first.manifest.status == complete && second.manifest.status == complete;
     return areComplete ? ExitStatus::done : ExitStatus::warnings;
