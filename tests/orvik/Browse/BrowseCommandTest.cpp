@@ -62,9 +62,10 @@ TEST_F(Browse, AnObjectIsWhatShowPrintsWithItsDownloads) {
 TEST_F(Browse, AProfileComesInLinesToo) {
   test::WrittenBackup(stored, "2025-03-06T091500Z")
       .section("computerConfigurationProfiles")
-      .item("9", "Wi-Fi",
-            R"({"general":{"name":"Wi-Fi","payloads":"<?xml version=\"1.0\"?><plist><dict/></plist>"}})",
-            Change::new_)
+      .item(
+          "9", "Wi-Fi",
+          R"({"general":{"name":"Wi-Fi","payloads":"<?xml version=\"1.0\"?><plist><dict/></plist>"},"scope":{}})",
+          Change::new_)
       .publish(third);
   EXPECT_THAT(client.body(backup("2025-03-06T091500Z", "/object?section=computerConfigurationProfiles&id=9")),
               HasSubstr(R"("readable":"<?xml version=\"1.0\"?>\n<plist>\n  <dict/>\n</plist>\n")"));
