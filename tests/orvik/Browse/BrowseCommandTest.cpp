@@ -60,15 +60,21 @@ TEST_F(Browse, AnObjectIsWhatShowPrintsWithItsDownloads) {
 }
 
 TEST_F(Browse, AProfileComesInLinesToo) {
-  test::WrittenBackup(stored, "2025-03-06T091500Z")
+  const std::string payloads =
+      "<?xml version='1.0'?><plist><dict><key>PayloadContent</key><array><dict><key>PayloadType</key>"
+      "<string>com.example.wifi</string></dict></array></dict></plist>";
+  using platform::json::Value;
+  const auto profile = Value::object(
+      {{"general", Value::object({{"name", "Wi-Fi"}, {"payloads", payloads}})}, {"scope", Value::object()}});
+  const std::string fourth = "2025-03-06T091500Z";
+  test::WrittenBackup(stored, fourth)
       .section("computerConfigurationProfiles")
-      .item(
-          "9", "Wi-Fi",
-          R"({"general":{"name":"Wi-Fi","payloads":"<?xml version=\"1.0\"?><plist><dict/></plist>"},"scope":{}})",
-          Change::new_)
+      .item("9", "Wi-Fi", profile.text(), Change::new_)
       .publish(third);
-  EXPECT_THAT(client.body(backup("2025-03-06T091500Z", "/object?section=computerConfigurationProfiles&id=9")),
-              HasSubstr(R"("readable":"<?xml version=\"1.0\"?>\n<plist>\n  <dict/>\n</plist>\n")"));
+  const auto page = client.json(backup(fourth, "/object?section=computerConfigurationProfiles&id=9"));
+  const auto& text = page.find("texts")->array_()->at(0);
+  EXPECT_EQ(member(text, "text"), payloads);
+  EXPECT_THAT(member(text, "readable"), StartsWith("<?xml version='1.0'?>\n<plist>\n  <dict>\n    <key>"));
 }
 
 TEST_F(Browse, EntriesAreThoseOfShow) {
