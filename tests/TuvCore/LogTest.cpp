@@ -2,14 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <time.h>
 
 #include <algorithm>
 #include <thread>
 
 #include "Platform/Host.h"
 #include "TuvCore/FileLogSink.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace tuv {
 namespace {
@@ -43,19 +42,14 @@ LogEvent event(LogLevel level, std::string message) {
   return {platform::Date(1741079700123ms), level, "engine", std::move(message), "orvik"};
 }
 
-void useZone(const char* zone) {
-  ::setenv("TZ", zone, 1);
-  ::tzset();
-}
-
 TEST(LogEvent, ALineHasFivePartsJoinedByOneBlank) {
-  useZone("Europe/Berlin");
+  const orvik::test::ScopedZone zone("Europe/Berlin");
   EXPECT_EQ(event(LogLevel::notice, "Backup began").formatted(),
             "2025-03-04T10:15:00.123+01:00 NOTICE [engine] orvik Backup began");
 }
 
 TEST(LogEvent, LevelNamesArePaddedToSixCharacters) {
-  useZone("UTC");
+  const orvik::test::ScopedZone zone("UTC");
   const auto middle = [](LogLevel level) { return event(level, "m").formatted().substr(29); };
   EXPECT_EQ(middle(LogLevel::debug), " DEBUG  [engine] orvik m");
   EXPECT_EQ(middle(LogLevel::info), " INFO   [engine] orvik m");
@@ -64,7 +58,7 @@ TEST(LogEvent, LevelNamesArePaddedToSixCharacters) {
 }
 
 TEST(LogEvent, LineFeedsOfAMessageBecomeSigns) {
-  useZone("UTC");
+  const orvik::test::ScopedZone zone("UTC");
   EXPECT_EQ(event(LogLevel::info, "one\ntwo\n\nthree\n").formatted(),
             "2025-03-04T09:15:00.123+00:00 INFO   [engine] orvik one ⏎ two ⏎  ⏎ three ⏎ ");
 }
@@ -154,7 +148,7 @@ TEST(Log, SinksAreCalledInTheOrderAddedAndOutsideTheLock) {
 }
 
 TEST(Log, TheEchoIsTheFormattedLine) {
-  useZone("UTC");
+  const orvik::test::ScopedZone zone("UTC");
   Log log;
   log.setEchoToStderr(true);
   testing::internal::CaptureStderr();

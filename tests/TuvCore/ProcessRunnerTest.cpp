@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <cstdlib>
 #include <thread>
 
 #include "Platform/Concurrency/Cancellation.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace tuv {
 namespace {
@@ -71,12 +71,11 @@ TEST(ProcessRunner, AFileThatIsNoProgramThrowsLaunchFailed) {
 }
 
 TEST(ProcessRunner, AnEnvironmentReplacesThisProcesss) {
-  setenv("ORVIK_TEST_INHERITED", "yes", 1);
+  const orvik::test::ScopedVariable inherited("ORVIK_TEST_INHERITED", "yes");
   EXPECT_EQ(shell("echo $ORVIK_TEST_INHERITED").stdout_, "yes\n");
   const auto output = ProcessRunner::run("/bin/sh", {"-c", "echo $GIVEN-$ORVIK_TEST_INHERITED"},
                                          ProcessRunner::Environment{{"GIVEN", "a b"}}, 20s);
   EXPECT_EQ(output.stdout_, "a b-\n");
-  unsetenv("ORVIK_TEST_INHERITED");
 }
 
 TEST(ProcessRunner, ArgumentsReachTheChildAsTheyAre) {

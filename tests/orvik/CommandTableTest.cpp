@@ -3,10 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <map>
 
 #include "orvik/Environment.h"
 #include "orvik/ExitStatus.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace orvik::host {
 namespace {
@@ -20,16 +21,12 @@ using Arguments = std::vector<std::string>;
 /// Environment variables for as long as a test needs them.
 class Variables {
  public:
-  void set(const char* name, const char* value) {
-    ::setenv(name, value, 1);
-    names_.push_back(name);
-  }
-  ~Variables() {
-    for (const auto* name : names_) ::unsetenv(name);
+  void set(const std::string& name, const std::string& value) {
+    variables_.try_emplace(name, name).first->second.set(value);
   }
 
  private:
-  std::vector<const char*> names_;
+  std::map<std::string, test::ScopedVariable> variables_;
 };
 
 Arguments backupLine(const Arguments& more = {}) {

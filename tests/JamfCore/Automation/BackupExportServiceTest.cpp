@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <cerrno>
 #include <regex>
@@ -23,7 +22,7 @@
 #include "Platform/JSON/View.h"
 #include "tests/JamfCore/AdministeredServer.h"
 #include "tests/Support/Commands.h"
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace jamf {
 namespace {
@@ -204,15 +203,13 @@ TEST_F(BackupExport, TheFolderBearsTheOrganizationAndTheTime) {
 
 TEST_F(BackupExport, TheTimeIsThatOfTheClockOnTheWall) {
   const auto hours = [&](const char* zone) {
-    const orvik::test::ScopedVariable variable("TZ", zone);
-    ::tzset();
+    const orvik::test::ScopedZone scoped(zone);
     const files::TempFolder own;
     const auto name =
         BackupExportService{site.client}.exportAll("S", own.path()).folderURL.filename().string();
     return std::stoi(name.substr(std::string("S-backup-2026-11-22-").size(), 2));
   };
   const int ahead = (hours("Asia/Dubai") - hours("UTC") + 24) % 24;  // four hours, all the year
-  ::tzset();
   EXPECT_TRUE(ahead == 4 || ahead == 3) << "on a full hour the second export is of the next";
 }
 

@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <set>
 
 #include "tests/Support/PDFText.h"
 #include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace jamf {
 namespace {
@@ -43,19 +43,6 @@ std::vector<PatchReport> computers(int count) {
   return reports;
 }
 
-/// Another zone while this lives.
-struct InZone {
-  explicit InZone(const char* name) {
-    zone.set(name);
-    ::tzset();
-  }
-  ~InZone() {
-    zone.set("UTC");
-    ::tzset();
-  }
-  const orvik::test::ScopedVariable zone{"TZ"};
-};
-
 PDFText pdf(const std::string& title, const std::optional<PatchSummary>& shown,
             const std::vector<PatchReport>& reports) {
   return PDFText(PatchReportPDFExporter::pdf(title, shown, reports));
@@ -89,7 +76,7 @@ TEST(PatchReportPDFExporter, TheSummaryStandsBetweenTitleAndTable) {
 }
 
 TEST(PatchReportPDFExporter, ARowShowsAllFieldsInTheOrderOfTheHeadings) {
-  const InZone zone("UTC");
+  const orvik::test::ScopedZone zone("UTC");
   EXPECT_THAT(PDFText::oneSpaced(pdf("Firefox", {}, computers(1)).text()),
               HasSubstr("TAM-00001 140.0 iokafor 15.5 2026-07-20 11:56 Main Teaching North"));
 }
@@ -166,7 +153,7 @@ TEST(PatchReportPDFExporter, TextsThatControlOrTurnAreShownAndMakeAValidDocument
 }
 
 TEST(PatchReportPDFExporter, TimesAreThoseOfTheZoneAndOfNoLocale) {
-  const InZone zone("Europe/Berlin");
+  const orvik::test::ScopedZone zone("Europe/Berlin");
   const orvik::test::ScopedVariable language("LC_ALL", "ar_EG.UTF-8");
   EXPECT_THAT(pdf("F", {}, computers(1)).text(), HasSubstr("2026-07-20 13:56"));
 }

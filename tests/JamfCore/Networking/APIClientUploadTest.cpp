@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "Platform/UUID.h"
 #include "tests/JamfCore/ClientFixture.h"
 #include "tests/Support/LogRecorder.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace jamf {
 namespace {
@@ -33,9 +33,6 @@ struct Made {
 /// A temporary folder of the system's own, so that what is left behind can be seen.
 class Upload : public testing::Test {
  protected:
-  Upload() { ::setenv("TMPDIR", folder_.path().c_str(), 1); }
-  ~Upload() override { ::unsetenv("TMPDIR"); }
-
   std::filesystem::path source(std::string_view name, std::string_view content) const {
     std::ofstream(source_ / name, std::ios::binary) << content;
     return source_ / name;
@@ -44,6 +41,7 @@ class Upload : public testing::Test {
 
   platform::files::TempFolder source_;
   platform::files::TempFolder folder_;
+  const orvik::test::ScopedVariable temporary_{"TMPDIR", folder_.path().string()};
 };
 
 TEST_F(Upload, TheFileArrivesAsOnePart) {
@@ -143,7 +141,7 @@ TEST_F(Upload, AMissingSourceIsAFileErrorAndLeavesNothing) {
 TEST_F(Upload, ATemporaryFileThatCantBeMadeIsATransportError) {
   ClientFixture fixture(ScriptedServer::always(answer(200)));
   const auto file = source("a", "b");
-  ::setenv("TMPDIR", (folder_ / "missing").c_str(), 1);
+  temporary_.set((folder_ / "missing").string());
   const auto error = apiError([&] { fixture.client.uploadFile<Made>("x", "file", file); });
   EXPECT_EQ(error.description(), "Network error: Could not create temp file for upload");
 }

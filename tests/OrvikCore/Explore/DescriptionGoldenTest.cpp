@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <set>
 #include <string>
@@ -14,12 +13,14 @@
 #include "tests/Support/DescriptionText.h"
 #include "tests/Support/Golden.h"
 #include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 #include "tests/Support/ServerRun.h"
 
 namespace orvik {
 namespace {
 
 using test::ScopedVariable;
+using test::ScopedZone;
 
 /// An object of a section, by its ID on the sample server.
 struct Chosen {
@@ -81,9 +82,8 @@ std::string withoutPort(std::string text, std::uint16_t port) {
 }
 
 TEST(DescriptionGoldenTest, StoredObjectsOfTheSampleServerAreDescribedAsReviewed) {
-  const ScopedVariable zone("TZ", "UTC");
+  const ScopedZone zone("UTC");
   const ScopedVariable locale("LC_ALL", "C");
-  ::tzset();
   test::ServerRun run;
   const auto manifest = backup(run);
   const auto store = run.repository().store();

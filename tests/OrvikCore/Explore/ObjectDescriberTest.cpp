@@ -1,7 +1,5 @@
 #include "OrvikCore/Explore/ObjectDescriber.h"
 
-#include <time.h>
-
 #include <set>
 
 #include <gmock/gmock.h>
@@ -11,6 +9,7 @@
 #include "tests/OrvikCore/Explore/Describing.h"
 #include "tests/Support/DateTexts.h"
 #include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace orvik {
 namespace {
@@ -91,9 +90,8 @@ TEST(ObjectDescriberTest, AnEmptyListShowsNothingInAFact) {
 }
 
 TEST(ObjectDescriberTest, DatesInFactsAreShownAsTheUserReadsThem) {
-  const test::ScopedVariable zone("TZ", "UTC");
+  const test::ScopedZone zone("UTC");
   const test::ScopedVariable locale("LC_ALL", "en_US.UTF-8");
-  ::tzset();
   const auto lines = factLines(described(
       "computers",
       R"({"id":1,"general":{"reportDate":"2025-03-04T09:15:00Z","lastEnrolledDate":"2025-03-04"}})"));

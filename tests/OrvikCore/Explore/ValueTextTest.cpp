@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <string>
 #include <vector>
@@ -8,20 +7,20 @@
 #include "OrvikCore/Jamf/JSONTree.h"
 #include "tests/Support/DateTexts.h"
 #include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace orvik {
 namespace {
 
 using test::ScopedVariable;
+using test::ScopedZone;
 using test::withPlainBlanks;
 using Describer = ObjectDescriber;
 
 /// American dates in UTC.
 struct ValueTextTest : testing::Test {
-  ScopedVariable zone{"TZ", "UTC"};
+  ScopedZone zone{"UTC"};
   ScopedVariable locale{"LC_ALL", "en_US.UTF-8"};
-
-  void SetUp() override { ::tzset(); }
 
   static std::string textOf(std::string_view json) {
     const auto text = Describer::text(JSONTree::parse(json).raw());
@@ -94,7 +93,6 @@ TEST_F(ValueTextTest, ADateHasAtMost35Characters) {
 TEST_F(ValueTextTest, DatesFollowTheUsersLocaleAndZone) {
   zone.set("Europe/Berlin");
   locale.set("de_DE.UTF-8");
-  ::tzset();
   EXPECT_EQ(textOf(R"("2025-03-04T09:15:00Z")"), "04.03.2025, 10:15");
 }
 

@@ -7,7 +7,7 @@
 #include "OrvikCore/Reports/BackupReports.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/Reporting.h"
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 #include "tests/Support/ServerRun.h"
 #include "tests/Support/StoredBackups.h"
 #include "tests/Support/TestKeys.h"
@@ -76,8 +76,7 @@ TEST_F(BackupReportTest, TheSummaryTellsTheRunInItsOrder) {
   manifest.sections[1].counts.removed = 3;
   auto context = reportContext();
   context.retention = CleanupResult{{"a", "b"}, 30, 1, 5'000'000};
-  const ScopedVariable zone("TZ", "UTC");
-  ::tzset();
+  const ScopedZone zone("UTC");
   expectInOrder(
       backupReportOf(reader, context).flowing(),
       {"Backup report", "North · 2025-03-05 09:15:00 +00:00", "Every enabled section was backed up.",
@@ -106,8 +105,7 @@ TEST_F(BackupReportTest, WhatIsNotKnownOrDidNotHappenIsSaidOrLeftOut) {
 }
 
 TEST_F(BackupReportTest, ItsMetadataAndFooterSayWhatItIs) {
-  const ScopedVariable zone("TZ", "UTC");
-  ::tzset();
+  const ScopedZone zone("UTC");
   const auto report = backupReportOf(backup({}));
   EXPECT_THAT(report.info(), ContainsRegex("Title: +Orvik backup report – 2025-03-05T091500Z"));
   EXPECT_THAT(report.info(), ContainsRegex("Author: +Ada Lovelace \\(ada\\)"));

@@ -4,7 +4,7 @@
 
 #include "OrvikCore/Reports/ReportContext.h"
 #include "tests/Support/SampleRecords.h"
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace orvik::test {
 namespace {
@@ -24,15 +24,13 @@ TEST(ReportTextTest, MarksWithoutEndAreCut) {
 }
 
 TEST(ReportTextTest, DatesAreThoseOfTheZoneAndNameIt) {
-  const ScopedVariable zone("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-  ::tzset();
+  const ScopedZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(reportText::dateAndTime(date("2025-07-04T09:15:07Z")), "2025-07-04 11:15:07 +02:00");
   EXPECT_EQ(reportText::dateAndTime(date("2025-03-04T09:15:07Z")), "2025-03-04 10:15:07 +01:00");
 }
 
 TEST(ReportTextTest, AFooterOfALongNameStillNamesTheBackup) {
-  const ScopedVariable zone("TZ", "UTC");
-  ::tzset();
+  const ScopedZone zone("UTC");
   auto manifest = plainManifest("2025-03-04T091500Z");
   ReportContext context;
   context.created = date("2025-03-06T10:00:00Z");

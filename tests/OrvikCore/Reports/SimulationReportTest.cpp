@@ -5,7 +5,7 @@
 #include "OrvikCore/Reports/BackupReports.h"
 #include "Platform/Files/Files.h"
 #include "tests/Support/Reporting.h"
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 #include "tests/Support/ServerRun.h"
 #include "tests/Support/StoredBackups.h"
 
@@ -18,8 +18,7 @@ using testing::IsEmpty;
 using testing::Not;
 
 TEST(SimulationReportTest, ItTellsWhatABackupWouldDo) {
-  const ScopedVariable zone("TZ", "UTC");
-  ::tzset();
+  const ScopedZone zone("UTC");
   const StoredBackups stored;
   auto files = StoredBackups::section("packageFiles", {});
   for (const auto status : {FileRef::Status::skipped, FileRef::Status::reused, FileRef::Status::skipped}) {

@@ -2,19 +2,20 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Platform/HTTP/HTTPSession.h"
 #include "tests/Platform/HTTP/HTTPTesting.h"
+#include "tests/Support/ScopedVariable.h"
 #include "tests/Support/ScriptedServer.h"
 
 namespace platform {
 namespace {
 
 using namespace std::chrono_literals;
+using orvik::test::ScopedVariable;
 using Clock = std::chrono::steady_clock;
 using support::answer;
 using support::ScriptedServer;
@@ -62,11 +63,10 @@ TEST(HTTPFailure, AHeadWithOneEndlessLineIsToldAsTooLong) {
 
 TEST(HTTPFailure, AServerOnThisMachineIsNotAskedForThroughAProxy) {
   ScriptedServer server(ScriptedServer::always(answer(200, "direct")));
-  ::unsetenv("no_proxy");
-  ::setenv("http_proxy", "http://127.0.0.1:9", 1);
+  const ScopedVariable noExceptions("no_proxy");
+  const ScopedVariable proxy("http_proxy", "http://127.0.0.1:9");
   HTTPSession session;
   EXPECT_EQ(session.data(request(server.url())).body, "direct");
-  ::unsetenv("http_proxy");
 }
 
 TEST(HTTPFailure, AnUnknownHostIsNamed) {

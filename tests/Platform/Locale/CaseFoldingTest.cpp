@@ -5,6 +5,7 @@
 #include <random>
 
 #include "Platform/Locale/Text.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace platform::locale {
 namespace {
@@ -19,8 +20,7 @@ std::string found(std::string_view text, std::string_view needle) {
 
 class CaseFolding : public testing::Test {
  protected:
-  void SetUp() override { useLocale("en_US.UTF-8"); }
-  static void useLocale(const char* name) { ::setenv("LC_ALL", name, 1); }
+  const orvik::test::ScopedVariable locale{"LC_ALL", "en_US.UTF-8"};
 };
 
 TEST_F(CaseFolding, ASCIIIsFoundInWhateverCase) {
@@ -83,7 +83,7 @@ TEST_F(CaseFolding, TheDotOfTheTurkicIDecidesInItsLocalesAlone) {
   EXPECT_EQ(found("İZMİR", "i\u0307zm"), "0:İZM");
   EXPECT_EQ(found("İZMİR", "izmir"), "-");
   for (const char* name : {"tr_TR.UTF-8", "az_AZ.UTF-8", "tr", "az_Latn_AZ"}) {
-    useLocale(name);
+    locale.set(name);
     EXPECT_EQ(found("ISTANBUL", "istanbul"), "-") << name;
     EXPECT_EQ(found("ISTANBUL", "ıstanbul"), "0:ISTANBUL") << name;
     EXPECT_EQ(found("İstanbul", "istanbul"), "0:İstanbul") << name;
@@ -92,7 +92,7 @@ TEST_F(CaseFolding, TheDotOfTheTurkicIDecidesInItsLocalesAlone) {
     EXPECT_EQ(found("Title", "TiTLE"), "0:Title") << name;
     EXPECT_EQ(found("Title", "TITLE"), "-") << name;
   }
-  useLocale("trv_TW.UTF-8");  // Taroko, which only begins like Turkish
+  locale.set("trv_TW.UTF-8");  // Taroko, which only begins like Turkish
   EXPECT_EQ(found("ISTANBUL", "istanbul"), "0:ISTANBUL");
 }
 

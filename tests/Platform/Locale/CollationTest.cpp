@@ -1,61 +1,62 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <thread>
 #include <vector>
 
 #include "Platform/Locale/Text.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace platform::locale {
 namespace {
 
 using Names = std::vector<std::string>;
 
-void useLocale(const char* name) { ::setenv("LC_ALL", name, 1); }
+class Collation : public testing::Test {
+ protected:
+  const orvik::test::ScopedVariable locale{"LC_ALL", "en_US.UTF-8"};
+};
 
 Names sorted(Names names) {
   std::ranges::sort(names, {}, sortKey);
   return names;
 }
 
-TEST(Collation, NumbersInNamesCompareByValue) {
+TEST_F(Collation, NumbersInNamesCompareByValue) {
   for (const char* name : {"C", "en_US.UTF-8", "de_DE.UTF-8", ""}) {
-    useLocale(name);
+    locale.set(name);
     EXPECT_EQ(sorted({"Site 10", "Site 9", "Site 1", "Site 100"}),
               (Names{"Site 1", "Site 9", "Site 10", "Site 100"}))
         << name;
   }
 }
 
-TEST(Collation, CaseAndAccentsDecideLast) {
-  useLocale("en_US.UTF-8");
+TEST_F(Collation, CaseAndAccentsDecideLast) {
   EXPECT_EQ(sorted({"b", "B", "a", "Z", "ä", "A"}), (Names{"A", "a", "ä", "B", "b", "Z"}));
   EXPECT_EQ(sorted({"report", "Report", "report 2"}), (Names{"Report", "report", "report 2"}));
 }
 
-TEST(Collation, WithoutALanguageTheRootOrderCounts) {
-  useLocale("POSIX");
+TEST_F(Collation, WithoutALanguageTheRootOrderCounts) {
+  locale.set("POSIX");
   EXPECT_EQ(sorted({"b", "Z", "a"}), (Names{"a", "b", "Z"}));
 }
 
-TEST(Collation, TheLanguageDecidesWhereALetterStands) {
-  useLocale("de_DE.UTF-8");
+TEST_F(Collation, TheLanguageDecidesWhereALetterStands) {
+  locale.set("de_DE.UTF-8");
   EXPECT_EQ(sorted({"z", "ö", "o"}), (Names{"o", "ö", "z"}));
-  useLocale("sv_SE.UTF-8");
+  locale.set("sv_SE.UTF-8");
   EXPECT_EQ(sorted({"z", "ö", "o"}), (Names{"o", "z", "ö"}));
 }
 
-TEST(Collation, AnUnknownLocaleStillSorts) {
+TEST_F(Collation, AnUnknownLocaleStillSorts) {
   for (const std::string& name : {std::string("xx_YY"), std::string("//"), std::string(20, 'q'),
                                   std::string(150, 'q'), std::string(5000, 'q')}) {
-    useLocale(name.c_str());
+    locale.set(name);
     EXPECT_EQ(sorted({"b2", "a", "b10"}), (Names{"a", "b2", "b10"})) << name.substr(0, 20);
   }
 }
 
-TEST(Collation, AnyBytesHaveAKey) {
-  useLocale("en_US.UTF-8");
+TEST_F(Collation, AnyBytesHaveAKey) {
   EXPECT_LT(sortKey(""), sortKey("a"));
   EXPECT_EQ(sortKey("\xFF"), sortKey("\uFFFD"));
   EXPECT_LT(sortKey(std::string(1000, 'a')), sortKey(std::string(1001, 'a')));
@@ -65,8 +66,8 @@ TEST(Collation, AnyBytesHaveAKey) {
   EXPECT_LT(sortKey(cjk), sortKey(cjk + "\u9FA5"));
 }
 
-TEST(Collation, ManyThreadsGetTheSameKeys) {
-  useLocale("de_DE.UTF-8");
+TEST_F(Collation, ManyThreadsGetTheSameKeys) {
+  locale.set("de_DE.UTF-8");
   const std::string expected = sortKey("Öffentlich 12");
   std::vector<std::string> keys(8);
   {

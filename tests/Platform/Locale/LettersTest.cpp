@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Locale/Text.h"
+#include "tests/Support/ScopedVariable.h"
 
 namespace platform::locale {
 namespace {
+
+using orvik::test::ScopedVariable;
 
 TEST(Letters, LettersMarksAndNumbersAreAlphanumeric) {
   for (const char32_t scalar : std::u32string_view(U"azAZ09ßÄЖ日\u0301\u0903²½Ⅷ٣𝒜ªǅʰ")) {
@@ -33,13 +36,13 @@ TEST(Letters, LowerCaseKnowsUnicode) {
 }
 
 TEST(Letters, LowerCaseDoesNotKnowTheLocale) {
-  ::setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  const ScopedVariable locale("LC_ALL", "tr_TR.UTF-8");
   EXPECT_EQ(lowercased("I é"), "i é");
   EXPECT_EQ(lowercased("I"), "i");
 }
 
 TEST(Letters, UpperCaseKnowsUnicodeAndNoLocale) {
-  ::setenv("LC_ALL", "tr_TR.UTF-8", 1);
+  const ScopedVariable locale("LC_ALL", "tr_TR.UTF-8");
   EXPECT_EQ(uppercased(""), "");
   EXPECT_EQ(uppercased("jamf-01._@[`{zZ"), "JAMF-01._@[`{ZZ");
   EXPECT_EQ(uppercased("äöü ß i"), "ÄÖÜ SS I");

@@ -1,9 +1,8 @@
 #include "Platform/Locale/LocalTime.h"
 
 #include <gtest/gtest.h>
-#include <time.h>
 
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace platform::locale {
 namespace {
@@ -17,32 +16,22 @@ constexpr auto summerEnds = std::chrono::October / 25 / 2026;
 
 class LocalTime : public testing::Test {
  protected:
-  ~LocalTime() override {
-    zone_.set("UTC");
-    ::tzset();
-  }
-  void useZone(const char* zone) const {
-    zone_.set(zone);
-    ::tzset();
-  }
-
- private:
-  const orvik::test::ScopedVariable zone_{"TZ"};
+  const orvik::test::ScopedZone zone{"UTC"};
 };
 
 TEST_F(LocalTime, TheClockOnTheWallIsAheadByTheZonesOffset) {
-  useZone("Europe/Berlin");
+  zone.set("Europe/Berlin");
   const Date winter = sys_days(std::chrono::March / 4 / 2026) + 9h;
   EXPECT_EQ(localTime(winter), local_days(std::chrono::March / 4 / 2026) + 10h);
   EXPECT_EQ(dateOf(local_days(std::chrono::July / 4 / 2026) + 10h),
             sys_days(std::chrono::July / 4 / 2026) + 8h);
-  useZone("America/New_York");
+  zone.set("America/New_York");
   EXPECT_EQ(dateOf(local_days(std::chrono::July / 4 / 2026) + 23h),
             sys_days(std::chrono::July / 5 / 2026) + 3h);
 }
 
 TEST_F(LocalTime, AClockThatIsSetForwardPassesOverAnHour) {
-  useZone("Europe/Berlin");
+  zone.set("Europe/Berlin");
   EXPECT_EQ(dateOf(local_days(summerBegins) + 1h + 59min), sys_days(summerBegins) + 59min);
   EXPECT_EQ(dateOf(local_days(summerBegins) + 2h), std::nullopt);
   EXPECT_EQ(dateOf(local_days(summerBegins) + 2h + 59min), std::nullopt);
@@ -50,17 +39,17 @@ TEST_F(LocalTime, AClockThatIsSetForwardPassesOverAnHour) {
 }
 
 TEST_F(LocalTime, OfAnHourThatComesTwiceTheEarlierIsMeant) {
-  useZone("Europe/Berlin");
+  zone.set("Europe/Berlin");
   EXPECT_EQ(dateOf(local_days(summerEnds) + 2h + 30min), sys_days(summerEnds) + 30min);
   EXPECT_EQ(dateOf(local_days(summerEnds) + 3h), sys_days(summerEnds) + 2h);
 }
 
 TEST_F(LocalTime, AZoneIsTakenInEveryFormThatTheSystemKnows) {
-  useZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  zone.set("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(zoneOffset(sys_days(summerBegins)), 1h);
   EXPECT_EQ(zoneOffset(sys_days(summerBegins) + 1h), 2h);
   EXPECT_EQ(dateOf(local_days(summerBegins) + 2h + 30min), std::nullopt);
-  useZone("Asia/Kolkata");
+  zone.set("Asia/Kolkata");
   EXPECT_EQ(zoneOffset(sys_days(summerBegins)), 5h + 30min);
 }
 

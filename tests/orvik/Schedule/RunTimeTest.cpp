@@ -2,11 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include "orvik/ExitStatus.h"
 #include "tests/Support/SampleRecords.h"
-#include "tests/Support/ScopedVariable.h"
+#include "tests/Support/ScopedZone.h"
 
 namespace orvik::host {
 namespace {
@@ -16,12 +15,6 @@ using testing::HasSubstr;
 
 class RunTimeTest : public testing::Test {
  protected:
-  RunTimeTest() { ::tzset(); }
-  ~RunTimeTest() override {
-    zone_.set("UTC");
-    ::tzset();
-  }
-
   std::string at(const std::string& text) const { return iso8601(RunTime::at(text, now)); }
   std::string refusalOf(const std::string& text) const {
     try {
@@ -32,7 +25,7 @@ class RunTimeTest : public testing::Test {
   }
 
  private:
-  const test::ScopedVariable zone_{"TZ", "Europe/Berlin"};
+  const test::ScopedZone zone_{"Europe/Berlin"};
 
  protected:
   platform::Date now = test::date("2026-11-22T09:30:00Z") + std::chrono::milliseconds(400);
