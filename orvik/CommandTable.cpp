@@ -11,6 +11,7 @@
 #include "orvik/CommandLine/Options.h"
 #include "orvik/Environment.h"
 #include "orvik/ExitStatus.h"
+#include "orvik/Output/NearNames.h"
 
 namespace orvik::host {
 
@@ -75,7 +76,7 @@ class CommandTable {
     const Command* command = commandOf(arguments);
     if (command == nullptr && !arguments.front().starts_with('-'))
       throw UsageError(looksLikeCommand(arguments.front())
-                           ? "unknown command " + arguments.front() + ". See orvik --help."
+                           ? unknownCommand(app_, arguments.front())
                            : "The first argument is no command. See orvik --help.");
     const CLI::App& parser = command ? *command->parser : app_;
     const std::string hint = command ? commandLine::nameOf(parser) + " " : "";
@@ -106,9 +107,12 @@ class CommandTable {
                              .commands = {}};
     for (const CLI::Option* option : command.get_options())
       (option->get_positional() ? found.arguments : found.options).push_back(describe(*option));
-    for (const CLI::App* each : command.get_subcommands([](const CLI::App*) { return true; }))
-      found.commands.push_back(describe(*each));
+    for (const CLI::App* each : commandsBehind(command)) found.commands.push_back(describe(*each));
     return found;
+  }
+
+  static std::vector<const CLI::App*> commandsBehind(const CLI::App& parent) {
+    return parent.get_subcommands([](const CLI::App*) { return true; });
   }
 
   static OptionDescription describe(const CLI::Option& option) {
@@ -187,6 +191,22 @@ class CommandTable {
            std::ranges::all_of(text, [](char c) { return (c >= 'a' && c <= 'z') || c == '-'; });
   }
 
+  /// `parent` is the program, or a command that has others behind it.
+  static std::string unknownCommand(const CLI::App& parent, const std::string& typed) {
+    std::vector<std::string> names;
+    for (const CLI::App* each : commandsBehind(parent)) names.push_back(each->get_name());
+    const auto before = parent.get_parent() ? commandLine::nameOf(parent) + " " : "";
+    return fmt::format("unknown command {}{}{}. See orvik {}--help.", before, typed, nearIt(typed, names),
+                       before);
+  }
+
+  static std::string nearOption(const CLI::App& parser, const std::string& typed) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : parser.get_options())
+      for (const auto& name : option->get_lnames()) names.push_back("--" + name);
+    return nearIt(typed, names);
+  }
+
   static std::string withoutLineEnds(std::string text) {
     while (text.ends_with('\n')) text.pop_back();
     return text;
@@ -198,8 +218,13 @@ class CommandTable {
       if (each.starts_with('-') && each != "-" && each != "--")
         // Behind a short option's letter, or an equals sign, a value may stand.
         options.push_back(each.starts_with("--") ? each.substr(0, each.find('=')) : each.substr(0, 2));
-    if (options.empty()) return fmt::format("There is an argument too many. See orvik {}--help.", hint);
-    return fmt::format("unknown option {}. See orvik {}--help.", fmt::join(options, ", "), hint);
+    if (!options.empty())
+      return fmt::format("unknown option {}{}. See orvik {}--help.", fmt::join(options, ", "),
+                         options.size() == 1 ? nearOption(parser, options.front()) : "", hint);
+    const auto extras = parser.remaining(true);
+    if (!commandsBehind(parser).empty() && !extras.empty() && looksLikeCommand(extras.front()))
+      return unknownCommand(parser, extras.front());
+    return fmt::format("There is an argument too many. See orvik {}--help.", hint);
   }
 
   const Settings* settings_;

@@ -15,6 +15,7 @@
 #include "orvik/Backup/SectionSelection.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/Folder/InstanceFolder.h"
+#include "orvik/Output/NearNames.h"
 #include "orvik/Output/Wording.h"
 
 namespace orvik::host {
@@ -156,9 +157,10 @@ std::optional<Entry> foundEntry(const BackupReader& backup, const std::string& s
 
 Entry requiredEntry(const BackupReader& backup, const std::string& sectionID, const std::string& item) {
   if (auto entry = foundEntry(backup, sectionID, item)) return std::move(*entry);
-  readEntries(backup, sectionID);
-  throw tuv::Error(
-      fmt::format("There is no object \"{}\" in {} of the backup {}.", item, sectionID, idOf(backup)));
+  std::vector<std::string> names;
+  for (const auto& entry : readEntries(backup, sectionID)) names.push_back(entry.displayName());
+  throw tuv::Error(fmt::format("There is no object \"{}\" in {} of the backup {}{}.", item, sectionID,
+                               idOf(backup), nearIt(item, names)));
 }
 
 std::vector<SearchHit> hitsByName(const BackupReader& backup, const std::string& query, std::size_t limit) {

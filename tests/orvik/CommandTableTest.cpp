@@ -224,6 +224,24 @@ TEST(CommandTable, AStrayArgumentIsNotRepeatedForItMayBeASecret) {
   EXPECT_THAT(refusal(backupLine({"S3CRET"})), Not(HasSubstr("S3CRET")));
 }
 
+TEST(CommandTable, ARefusalNamesWhatWasProbablyMeant) {
+  EXPECT_EQ(refusal({"bakcup"}), "unknown command bakcup; near it: backup. See orvik --help.");
+  EXPECT_EQ(refusal({"explode"}), "unknown command explode. See orvik --help.");
+  EXPECT_EQ(refusal({"instances", "ad"}),
+            "unknown command instances ad; near it: add. See orvik instances --help.");
+  EXPECT_EQ(refusal({"lock", "break", "/f"}), "unknown command lock break. See orvik lock --help.");
+  EXPECT_EQ(refusal({"diff", "/f", "--jsn"}),
+            "unknown option --jsn; near it: --json. See orvik diff --help.");
+  EXPECT_EQ(refusal({"diff", "/f", "--jsn", "--quit"}),
+            "unknown option --jsn, --quit. See orvik diff --help.");
+}
+
+TEST(CommandTable, WhatMayBeASecretIsNotRepeatedInPlaceOfACommand) {
+  EXPECT_EQ(refusal({"instances", "S3CRET"}), "There is an argument too many. See orvik instances --help.");
+  EXPECT_EQ(refusal({"diff", "/f", "--jsn=S3CRET"}),
+            "unknown option --jsn; near it: --json. See orvik diff --help.");
+}
+
 TEST(CommandTable, WrongUsageIsRefused) {
   EXPECT_THAT(refusal({}), HasSubstr("A command is missing"));
   EXPECT_THAT(refusal({"explode"}), HasSubstr("unknown command explode"));

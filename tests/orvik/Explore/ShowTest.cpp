@@ -258,6 +258,7 @@ TEST_F(Show, ASectionThatWasNotReadSaysWhy) {
 TEST_F(Show, AnObjectThatIsNotThereIsAFailure) {
   expectRefusal(1, "There is no object \"99\" in policies of the backup 2025-03-05T091500Z.",
                 {"policies", "99"});
+  expectRefusal(1, "2025-03-05T091500Z; near it: Install Office.", {"policies", "Instal Ofice"});
 }
 
 TEST_F(Show, ADamagedIndexIsAFailureThatNamesIt) {
