@@ -35,6 +35,12 @@ std::optional<std::pair<std::size_t, std::size_t>> pickObject(RecordContext& c, 
   return std::pair{*section, static_cast<std::size_t>(number % count)};
 }
 
+/// The section, when it has a first object.
+std::optional<std::size_t> firstOf(const RecordContext& c, std::string_view sectionID) {
+  const auto section = sectionNumber(sectionID);
+  return section && c.fleet.countOf(*section) > 0 ? section : std::nullopt;
+}
+
 void fillReference(Bytes& out, RecordContext& c, std::string_view argument) {
   const auto object = pickObject(c, argument);
   if (!object || c.draw.chance(15)) {
@@ -165,6 +171,16 @@ constexpr Word words[] = {
      [](Bytes& out, RecordContext& c, std::string_view argument) {
        const auto object = pickObject(c, argument);
        appendString(out, object ? c.fleet.nameOf(object->first, object->second) : std::string());
+     }},
+    // What all records refer to alike.
+    {"firstID",
+     [](Bytes& out, RecordContext& c, std::string_view argument) {
+       fmt::format_to(std::back_inserter(out), "\"{}\"", firstOf(c, argument) ? numberOf(0) : -1);
+     }},
+    {"firstName",
+     [](Bytes& out, RecordContext& c, std::string_view argument) {
+       const auto section = firstOf(c, argument);
+       appendString(out, section ? c.fleet.nameOf(*section, 0) : std::string());
      }},
     {"uuid",
      [](Bytes& out, RecordContext& c, std::string_view) {

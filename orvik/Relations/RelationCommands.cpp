@@ -14,6 +14,7 @@
 #include "JamfCore/Services/SmartGroupService.h"
 #include "JamfCore/Services/StaticGroupService.h"
 #include "orvik/Orgs/Organizations.h"
+#include "orvik/Output/NearNames.h"
 #include "orvik/Output/Report.h"
 #include "orvik/Relations/RelationGraph.h"
 #include "orvik/Relations/RelationText.h"
@@ -45,8 +46,10 @@ class RelationServer {
   ProgressView& view() { return *view_; }
   const std::stop_token& stop() const { return stop_; }
 
-  [[noreturn]] void failUnknown(std::string_view kind) const {
-    throw NotFoundError(fmt::format("{} has no {} {}.", chosen_.record.name, kind, arguments_.name));
+  /// `names` are some that the server has.
+  [[noreturn]] void failUnknown(std::string_view kind, const std::vector<std::string>& names = {}) const {
+    throw NotFoundError(fmt::format("{} has no {} {}{}.", chosen_.record.name, kind, arguments_.name,
+                                    nearIt(arguments_.name, names)));
   }
 
   ExitStatus print(const Relations& relations) {
@@ -203,11 +206,14 @@ ExitStatus relateAttribute(const AttributeRelationsArguments& arguments, const H
                            Results& results, const std::stop_token& stop) {
   RelationServer server(arguments, places, results, stop);
   server.view().step("Looking for the extension attribute");
-  const auto defined = orCancelled(stop, [&] {
-    return server.service<jamf::ComputerExtensionAttributeService>().search(arguments.name, stop);
-  });
-  if (std::ranges::find(defined, arguments.name, &jamf::ComputerExtensionAttribute::name) == defined.end())
-    server.failUnknown("computer extension attribute");
+  const auto attributes = server.service<jamf::ComputerExtensionAttributeService>();
+  const auto defined = orCancelled(stop, [&] { return attributes.search(arguments.name, stop); });
+  if (std::ranges::find(defined, arguments.name, &jamf::ComputerExtensionAttribute::name) == defined.end()) {
+    std::vector<std::string> names;
+    for (auto& each : orCancelled(stop, [&] { return attributes.list({}, stop).results; }))
+      names.push_back(std::move(each.name));
+    server.failUnknown("computer extension attribute", names);
+  }
   server.view().step("Reading computers");
   const auto values = server.resolver().distinctValues(
       arguments.name, stop,

@@ -325,14 +325,18 @@ TEST(DeviceRelationshipResolver, AServerWithoutTheThirdVersionOfGroupsIsAskedByT
 TEST(DeviceRelationshipResolver, DistinctValuesGroupAllDevicesByValueInPagesOf200) {
   AdministeredServer site({.size = FleetSize::school});
   const auto total = std::ssize(site.server.ids("computers"));
-  const auto result = DeviceRelationshipResolver{site.client}.distinctValues("Battery cycles");
+  const auto attribute = parsed(*site.server.record("computerExtensionAttributes", "1"));
+  const auto result =
+      DeviceRelationshipResolver{site.client}.distinctValues(*at(attribute, {"name"}).string());
   EXPECT_EQ(result.devicesScanned, total);
   EXPECT_EQ(result.totalDevices, total);
   EXPECT_TRUE(std::ranges::is_sorted(result.groups, {}, &ExtensionAttributeValueGroup::value));
   std::map<std::string, std::vector<GroupMemberDevice>> truth;
   for (const auto& id : site.server.ids("computers")) {
     const auto record = parsed(*site.server.record("computers", id));
-    const auto& values = *at(at(record, {"extensionAttributes"}).array_()->front(), {"values"}).array_();
+    const auto& value = at(record, {"extensionAttributes"}).array_()->front();
+    EXPECT_EQ(*at(value, {"definitionId"}).string(), "1");
+    const auto& values = *at(value, {"values"}).array_();
     truth[*values.front().string()].push_back({id, *at(record, {"general", "name"}).string()});
   }
   ASSERT_EQ(result.groups.size(), truth.size());

@@ -279,8 +279,9 @@ TEST_F(RelationCommands, NamesCanNotControlATerminal) {
 
 TEST_F(RelationCommands, AnAttributesValuesAreCountedWithTheirComputers) {
   const auto total = server.ids("computers").size();
-  server.rename("computerExtensionAttributes", *server.add("computerExtensionAttributes"), "Battery cycles");
-  const auto end = relate("attribute", "Battery cycles", {"--json"});
+  const auto name =
+      member(jsonLines(*server.record("computerExtensionAttributes", "1") + "\n").front(), "name");
+  const auto end = relate("attribute", name, {"--json"});
   ASSERT_EQ(end.status, 0) << end.error;
   std::size_t devices = 0;
   for (const auto& line : named("value", end)) devices += line.find("devices")->array_()->size();
@@ -289,11 +290,20 @@ TEST_F(RelationCommands, AnAttributesValuesAreCountedWithTheirComputers) {
   EXPECT_EQ(member(last, "devicesScanned"), std::to_string(total));
   EXPECT_EQ(member(last, "totalDevices"), std::to_string(total));
   EXPECT_EQ(member(last, "values"), std::to_string(named("value", end).size()));
-  const auto text = relate("attribute", "Battery cycles");
+  const auto text = relate("attribute", name);
   EXPECT_THAT(text.output, AllOf(StartsWith("VALUE"), HasSubstr(fmt::format("on {} computers", total))));
   EXPECT_EQ(text.error, "");
-  const auto dot = relate("attribute", "Battery cycles", {"--dot"});
-  EXPECT_THAT(dot.output, AllOf(StartsWith("digraph"), HasSubstr("[label=\"Battery cycles\"")));
+  const auto dot = relate("attribute", name, {"--dot"});
+  EXPECT_THAT(dot.output, AllOf(StartsWith("digraph"), HasSubstr("[label=\"" + name + "\"")));
+}
+
+TEST_F(RelationCommands, AnUnknownAttributeIsRefusedWithThoseThatHoldItsName) {
+  server.rename("computerExtensionAttributes", "1", "Battery cycles");
+  const auto end = relate("attribute", "battery");
+  EXPECT_EQ(end.status, 10);
+  EXPECT_THAT(end.error,
+              AllOf(StartsWith("orvik: School has no computer extension attribute battery; near it: "),
+                    HasSubstr("Battery cycles")));
 }
 
 TEST_F(RelationCommands, AnUnknownAttributeReadsNoInventory) {
