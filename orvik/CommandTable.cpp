@@ -76,7 +76,7 @@ class CommandTable {
     const Command* command = commandOf(arguments);
     if (command == nullptr && !arguments.front().starts_with('-'))
       throw UsageError(looksLikeCommand(arguments.front())
-                           ? unknownCommand(app_, arguments.front())
+                           ? unknownCommand(app_, "", arguments.front())
                            : "The first argument is no command. See orvik --help.");
     const CLI::App& parser = command ? *command->parser : app_;
     const std::string hint = command ? commandLine::nameOf(parser) + " " : "";
@@ -191,13 +191,13 @@ class CommandTable {
            std::ranges::all_of(text, [](char c) { return (c >= 'a' && c <= 'z') || c == '-'; });
   }
 
-  /// `parent` is the program, or a command that has others behind it.
-  static std::string unknownCommand(const CLI::App& parent, const std::string& typed) {
+  /// `parent` is the program, or a command that has others behind it; `hint` is what leads to its help.
+  static std::string unknownCommand(const CLI::App& parent, const std::string& hint,
+                                    const std::string& typed) {
     std::vector<std::string> names;
     for (const CLI::App* each : commandsBehind(parent)) names.push_back(each->get_name());
-    const auto before = parent.get_parent() ? commandLine::nameOf(parent) + " " : "";
-    return fmt::format("unknown command {}{}{}. See orvik {}--help.", before, typed, nearIt(typed, names),
-                       before);
+    return fmt::format("unknown command {}{}{}. See orvik {}--help.", hint, typed, nearIt(typed, names),
+                       hint);
   }
 
   static std::string nearOption(const CLI::App& parser, const std::string& typed) {
@@ -213,17 +213,17 @@ class CommandTable {
   }
 
   static std::string describeExtras(const CLI::App& parser, const std::string& hint) {
+    const auto extras = parser.remaining(true);
     std::vector<std::string> options;
-    for (const auto& each : parser.remaining(true))
+    for (const auto& each : extras)
       if (each.starts_with('-') && each != "-" && each != "--")
         // Behind a short option's letter, or an equals sign, a value may stand.
         options.push_back(each.starts_with("--") ? each.substr(0, each.find('=')) : each.substr(0, 2));
     if (!options.empty())
       return fmt::format("unknown option {}{}. See orvik {}--help.", fmt::join(options, ", "),
                          options.size() == 1 ? nearOption(parser, options.front()) : "", hint);
-    const auto extras = parser.remaining(true);
     if (!commandsBehind(parser).empty() && !extras.empty() && looksLikeCommand(extras.front()))
-      return unknownCommand(parser, extras.front());
+      return unknownCommand(parser, hint, extras.front());
     return fmt::format("There is an argument too many. See orvik {}--help.", hint);
   }
 

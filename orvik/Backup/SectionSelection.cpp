@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "OrvikCore/Jamf/SectionCatalog.h"
 #include "orvik/ExitStatus.h"
 #include "orvik/Output/NearNames.h"

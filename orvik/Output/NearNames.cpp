@@ -21,7 +21,7 @@ constexpr std::size_t mostNames = 5;
 /// In a word of three letters two others make another word.
 constexpr std::size_t shortWord = 3;
 
-/// How many letters have to be put in, taken out or replaced to make one text of the other.
+/// How many bytes have to be put in, taken out or replaced to make one text of the other.
 std::size_t distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});

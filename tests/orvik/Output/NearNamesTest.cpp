@@ -5,8 +5,6 @@
 namespace orvik::host {
 namespace {
 
-using Names = std::vector<std::string>;
-
 TEST(NearNames, ASlipOrTwoOfTheFingerAreNear) {
   EXPECT_EQ(nearIt("polices", {"policies", "scripts"}), "; near it: policies");
   EXPECT_EQ(nearIt("bakcup", {"backup", "pack"}), "; near it: backup");

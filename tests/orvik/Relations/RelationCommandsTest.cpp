@@ -306,6 +306,13 @@ TEST_F(RelationCommands, AnUnknownAttributeIsRefusedWithThoseThatHoldItsName) {
                     HasSubstr("Battery cycles")));
 }
 
+TEST_F(RelationCommands, ANameThatARefusalOffersCanNotControlATerminal) {
+  server.rename("computerExtensionAttributes", "1", "\x1b]0;battery\x07\u202E");
+  EXPECT_THAT(relate("attribute", "battery").error,
+              AllOf(HasSubstr("near it: "), HasSubstr("battery"), Not(HasSubstr("\x1b")),
+                    Not(HasSubstr("\x07")), Not(HasSubstr("\u202E"))));
+}
+
 TEST_F(RelationCommands, AnUnknownAttributeReadsNoInventory) {
   EXPECT_EQ(relate("attribute", "battery CYCLES").status, 10);
   EXPECT_EQ(asked("api/v1/computers-inventory"), 0U);
